@@ -1,0 +1,284 @@
+// Stands in for the tool. How it behaves is named by the environment variable VOND_STANDIN, or,
+// when that is not set, by the configuration it is asked for (the word after "-c"), so that two
+// runs of one service can differ. VOND_STANDIN_NOTES names a file into which it writes its process
+// id and its arguments, each ended by a zero byte.
+//
+// Chunks of one pipe merge when the reader is slow. Where a behaviour means two chunks, the
+// stand-in waits until the first has been taken out of the pipe.
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <poll.h>
+#include <string>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using Arguments = std::vector<std::string>;
+
+constexpr unsigned longestLifeSeconds = 300; // nobody is left behind, whatever a test does
+constexpr useconds_t lookAgainMicroseconds = 1000;
+
+void writeAll(int descriptor, const std::string &text)
+{
+    std::size_t done = 0;
+    while (done < text.size()) {
+        const ssize_t count = ::write(descriptor, text.data() + done, text.size() - done);
+        if (count < 0) {
+            std::_Exit(EXIT_FAILURE);
+        }
+        done += static_cast<std::size_t>(count);
+    }
+}
+
+void out(const std::string &text)
+{
+    writeAll(STDOUT_FILENO, text);
+}
+
+void err(const std::string &text)
+{
+    writeAll(STDERR_FILENO, text);
+}
+
+void waitUntilTaken()
+{
+    int waiting = 0;
+    while (::ioctl(STDOUT_FILENO, FIONREAD, &waiting) == 0 && waiting > 0) {
+        pollfd pipe{STDOUT_FILENO, POLLOUT, 0};
+        if (::poll(&pipe, 1, 0) > 0 && (pipe.revents & POLLERR) != 0) {
+            std::_Exit(EXIT_FAILURE); // the reader is gone
+        }
+        ::usleep(lookAgainMicroseconds);
+    }
+}
+
+void chunk(const std::string &text)
+{
+    out(text);
+    waitUntilTaken();
+}
+
+bool exists(const std::string &path)
+{
+    struct stat info
+    {
+    };
+
+    return ::stat(path.c_str(), &info) == 0;
+}
+
+std::string after(const Arguments &arguments, const std::string &option)
+{
+    for (std::size_t i = 0; i + 1 < arguments.size(); ++i) {
+        if (arguments[i] == option) {
+            return arguments[i + 1];
+        }
+    }
+    return {};
+}
+
+std::string stopFile(const Arguments &arguments)
+{
+    const std::string option = "--stopfile=";
+    for (const std::string &argument : arguments) {
+        if (argument.compare(0, option.size(), option) == 0) {
+            return argument.substr(option.size());
+        }
+    }
+    return {};
+}
+
+// What is asked for after "-o", or the next name with a number when that is there already.
+std::string freeOutput(const Arguments &arguments)
+{
+    const std::string wanted = after(arguments, "-o");
+    const std::size_t dot = wanted.rfind('.');
+    const std::size_t end = dot == std::string::npos || wanted.find('/', dot) != std::string::npos
+        ? wanted.size()
+        : dot;
+    std::string path = wanted;
+    for (int n = 1; exists(path); ++n) {
+        path = wanted.substr(0, end) + "_" + std::to_string(n) + wanted.substr(end);
+    }
+    return path;
+}
+
+std::string writeOutput(const Arguments &arguments)
+{
+    const std::string path = freeOutput(arguments);
+    std::ofstream(path, std::ios::binary) << "converted";
+    return path;
+}
+
+[[noreturn]] void hang()
+{
+    for (;;) {
+        ::pause();
+    }
+}
+
+int progressThenAFile(const Arguments &arguments)
+{
+    chunk("Progress: 10%\n");
+    chunk("Progress: 50%\n");
+    chunk("Progress: 100%\n");
+    chunk("Output file:  " + writeOutput(arguments) + " \n");
+    return EXIT_SUCCESS;
+}
+
+int progressAtTheEnd(const Arguments &arguments)
+{
+    chunk("Loading ...\n");
+    writeOutput(arguments);
+    chunk("Progress: 100%\n");
+    return EXIT_SUCCESS;
+}
+
+int aFileAndNoWords(const Arguments &arguments)
+{
+    writeOutput(arguments);
+    return EXIT_SUCCESS;
+}
+
+int errorOnStandardError(const Arguments &)
+{
+    chunk("Progress: 10%\n");
+    err("Error: cannot read the input\n");
+    chunk("Die Datei kann nicht gelesen werden: \xc3\xa4\xc3\xb6\xc3\xbc\n");
+    return EXIT_FAILURE;
+}
+
+int errorAboutTheLastArgument(const Arguments &arguments)
+{
+    out("done with some\n");
+    const std::string last = arguments.empty() ? std::string() : arguments.back();
+    err("Warning: " + last + "\nError: cannot write " + last + "\n");
+    return EXIT_FAILURE;
+}
+
+int twoLinesInOneChunk(const Arguments &)
+{
+    chunk("Progress: 10%\nProgress: 11%\n");
+    return EXIT_SUCCESS;
+}
+
+int untilTheStopFileIsThere(const Arguments &arguments)
+{
+    chunk("Progress: 42%\n");
+    while (!exists(stopFile(arguments))) {
+        ::usleep(lookAgainMicroseconds);
+    }
+    err("Error: stopped\n");
+    chunk("The conversion was cancelled.\n");
+    return EXIT_FAILURE;
+}
+
+int printItsArguments(const Arguments &arguments)
+{
+    for (const std::string &argument : arguments) {
+        out(argument + "\n");
+    }
+    return EXIT_SUCCESS;
+}
+
+int textAndStatusThree(const Arguments &)
+{
+    out("stand-in 1.0 \xe2\x82\xac\n");
+    err("a warning\n");
+    return 3;
+}
+
+int printNothing(const Arguments &)
+{
+    return EXIT_SUCCESS;
+}
+
+int bytesThatAreNoUtf8(const Arguments &)
+{
+    out("caf\xe9 \xff\n");
+    return EXIT_SUCCESS;
+}
+
+int bytesWithAZero(const Arguments &)
+{
+    out(std::string("before\0after\n", 13));
+    return EXIT_SUCCESS;
+}
+
+int muchOnBothChannels(const Arguments &)
+{
+    const std::string block(4096, 'x');
+    for (int i = 0; i < 256; ++i) { // 1 MiB each, far more than a pipe holds
+        out(block);
+        err(block);
+    }
+    return EXIT_SUCCESS;
+}
+
+int hangAfterAWord(const Arguments &)
+{
+    chunk("partial\n");
+    hang();
+}
+
+int dieByASignal(const Arguments &)
+{
+    chunk("half\n");
+    static_cast<void>(std::raise(SIGKILL));
+    return EXIT_FAILURE;
+}
+
+const std::map<std::string, std::function<int(const Arguments &)>> behaviours{
+    {"progress, then a file", progressThenAFile},
+    {"progress at the end", progressAtTheEnd},
+    {"a file and no words", aFileAndNoWords},
+    {"error on standard error", errorOnStandardError},
+    {"error about the last argument", errorAboutTheLastArgument},
+    {"two lines in one chunk", twoLinesInOneChunk},
+    {"until the stop file is there", untilTheStopFileIsThere},
+    {"print its arguments", printItsArguments},
+    {"text and status three", textAndStatusThree},
+    {"print nothing", printNothing},
+    {"bytes that are no UTF-8", bytesThatAreNoUtf8},
+    {"bytes with a zero", bytesWithAZero},
+    {"much on both channels", muchOnBothChannels},
+    {"hang after a word", hangAfterAWord},
+    {"die by a signal", dieByASignal},
+};
+
+void takeNotes(const Arguments &arguments)
+{
+    const char *const path = std::getenv("VOND_STANDIN_NOTES");
+    if (!path) {
+        return;
+    }
+    std::ofstream notes(path, std::ios::binary);
+    notes << ::getpid() << '\0';
+    for (const std::string &argument : arguments) {
+        notes << argument << '\0';
+    }
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    ::alarm(longestLifeSeconds);
+    const Arguments arguments(argv + 1, argv + argc);
+    takeNotes(arguments);
+    const char *const named = std::getenv("VOND_STANDIN");
+    const auto found = behaviours.find(named ? named : after(arguments, "-c"));
+    if (found == behaviours.end()) {
+        err("stand-in: no such behaviour\n");
+        return EXIT_FAILURE;
+    }
+    return found->second(arguments);
+}
