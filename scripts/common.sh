@@ -1,7 +1,7 @@
 # shellcheck shell=bash
 # Shared by the commands in this folder; sourced, not run. Enters the project's root folder.
 
-cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.."
+cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." || exit
 
 # Same sorting, file names and messages on every machine.
 export LC_ALL=C.UTF-8
