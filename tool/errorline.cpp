@@ -1,0 +1,13 @@
+#include "tool/errorline.h"
+
+#include <iostream>
+
+namespace tool {
+
+void writeErrorLine(const QByteArray &line)
+{
+    const QByteArray whole = line + '\n';
+    std::cerr.write(whole.constData(), whole.size()).flush();
+}
+
+} // namespace tool

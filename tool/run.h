@@ -1,0 +1,48 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+class QProcess;
+
+// Running the tool: always the path itself with a list of arguments, never a shell. Each call
+// blocks the thread of its connection.
+namespace tool {
+
+constexpr int queryTimeoutMs = 30000;
+
+// All that the tool has written.
+struct Output
+{
+    QByteArray stdOut;
+    QByteArray stdErr;
+};
+
+// Starts the tool with its standard input open. An argument that holds a zero character would reach
+// the tool cut short, so the operator is told and nothing is started: a wait for the process then
+// fails at once, as for any tool that cannot be started.
+void start(QProcess *process, const QString &vondPath, const QStringList &arguments);
+
+// What the tool has printed on standard output when it ended, or when the time was up: then it is
+// killed. Empty when it could not be started.
+[[nodiscard]] QByteArray
+shortQuery(const QString &vondPath, const QStringList &arguments, int timeoutMs = queryTimeoutMs);
+
+// Runs the tool for as long as it takes. Nothing when the wait failed, as it does when the tool
+// could not be started. Its exit status is not looked at.
+[[nodiscard]] std::optional<Output> runToEnd(const QString &vondPath, const QStringList &arguments);
+
+// Takes what the ended process has written and nobody has read yet, and logs it.
+[[nodiscard]] Output takeOutput(QProcess *process);
+
+// The operator's line for a conversion whose wait failed, on stderr. It says "timeout" although no
+// conversion has a time limit.
+void reportFailedConversionWait(const QString &inputPath);
+
+// Whether the tool says that it failed: its standard error begins with "Error:".
+[[nodiscard]] bool reportsError(const QByteArray &stdErr);
+
+} // namespace tool
