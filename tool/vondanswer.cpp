@@ -1,0 +1,54 @@
+#include "tool/vondanswer.h"
+
+#include "tool/utf8text.h"
+
+#include <QDebug>
+#include <QFileInfo>
+
+namespace tool {
+
+QStringList survivingReturnKeys(const QStringList &keys, const QByteArray &stdErr)
+{
+    QStringList surviving = keys;
+    const QStringList lines = utf8Text(stdErr).split(QLatin1Char('\n'));
+    for (const QString &line : lines) {
+        if (!line.startsWith(QLatin1String("Error:"))) {
+            continue;
+        }
+        // Deliberate: a key counts wherever it occurs in the line, inside a longer name as well,
+        // and it is logged again for each line, also when an earlier one has removed it.
+        for (const QString &key : keys) {
+            if (line.contains(key)) {
+                surviving.removeOne(key);
+                qDebug() << "removed return filekey on error:" << key;
+            }
+        }
+    }
+    return surviving;
+}
+
+QJsonObject returnFilesDict(const QStringList &keys)
+{
+    QJsonObject dict;
+    for (const QString &key : keys) {
+        dict.insert(QFileInfo(key).baseName(), key);
+    }
+    return dict;
+}
+
+QJsonObject vondAnswer(const Output &output, const QStringList &returnKeys)
+{
+    QJsonObject answer{
+        {QStringLiteral("stdOut"), utf8Text(output.stdOut)},
+        {QStringLiteral("stdErr"), utf8Text(output.stdErr)},
+    };
+    const QStringList surviving = survivingReturnKeys(returnKeys, output.stdErr);
+    if (!surviving.isEmpty()) {
+        qDebug() << surviving;
+        answer.insert(QLatin1String("returnFilesDict"), returnFilesDict(surviving));
+    }
+    qDebug() << answer;
+    return answer;
+}
+
+} // namespace tool

@@ -1,0 +1,102 @@
+#include "tool/vondcommand.h"
+
+#include "settings/folders.h"
+#include "tool/errorline.h"
+#include "tool/pathcheck.h"
+#include "tool/run.h"
+#include "tool/vondanswer.h"
+#include "tool/vondelement.h"
+#include "tool/writebase64file.h"
+
+#include <QDebug>
+#include <QJsonArray>
+#include <QJsonDocument>
+
+#include <cstdio>
+#include <optional>
+
+namespace tool {
+
+namespace {
+
+struct VondPlan
+{
+    QStringList arguments;
+    QStringList returnKeys;
+};
+
+std::optional<QJsonArray> readArguments(const QByteArray &body)
+{
+    const QJsonDocument document = QJsonDocument::fromJson(body);
+    if (!document.isArray()) {
+        writeErrorLine("error: no json array with arguments" + body);
+        return std::nullopt;
+    }
+    if (document.array().isEmpty()) {
+        writeErrorLine("error: empty json array with arguments" + body);
+        return std::nullopt;
+    }
+    return document.array();
+}
+
+// Elements are worked off one after the other, because a file that comes along takes a name that a
+// later element may ask for. Files written before a refused element stay.
+std::optional<VondPlan> planRun(const QJsonArray &elements, const QString &folder)
+{
+    VondPlan plan;
+    for (const QJsonValue &value : elements) {
+        const VondElement element = readVondElement(value);
+        switch (element.kind) {
+        case VondElement::Kind::Literal:
+            plan.arguments.append(element.text);
+            break;
+        case VondElement::Kind::ReturnFile: {
+            const ReturnFile file = reserveReturnFile(element, folder);
+            plan.returnKeys.append(file.key);
+            plan.arguments.append(file.argument);
+            break;
+        }
+        case VondElement::Kind::InputFile: {
+            const QString path =
+                writeBase64File(settings::filePathIn(folder, element.name), element.base64);
+            if (path.isEmpty()) {
+                writeErrorLine("Error: saving data to file" + element.name.toUtf8());
+                return std::nullopt;
+            }
+            plan.arguments.append(path);
+            break;
+        }
+        case VondElement::Kind::Neither:
+            writeErrorLine("error: json arguments array element is neither fileObj nor String:"
+                           + value.toString().toUtf8());
+            return std::nullopt;
+        }
+    }
+    return plan;
+}
+
+} // namespace
+
+QJsonObject vond(const QString &vondPath, const QByteArray &body)
+{
+    if (refuseBadPath(vondPath)) {
+        return {}; // Deliberate: the words go to the operator alone
+    }
+    const auto elements = readArguments(body);
+    if (!elements) {
+        return {};
+    }
+    const auto plan = planRun(*elements, settings::workFolder());
+    if (!plan) {
+        return {};
+    }
+    qDebug() << "vond arguments:" << plan->arguments;
+    const auto output = runToEnd(vondPath, plan->arguments);
+    if (!output) {
+        static_cast<void>(std::fprintf(stderr, "vond process timeout\n"));
+        return {};
+    }
+    return vondAnswer(*output, plan->returnKeys);
+}
+
+} // namespace tool
