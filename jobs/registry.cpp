@@ -1,0 +1,45 @@
+#include "jobs/registry.h"
+
+#include <QDebug>
+#include <QMutex>
+#include <QMutexLocker>
+
+namespace jobs {
+
+namespace {
+
+QBasicMutex
+    registryMutex; // guards every registry; nothing that locks is called under it but the logger
+
+} // namespace
+
+void registerRequest(Registry *registry, const QString &id)
+{
+    const QMutexLocker lock(&registryMutex);
+    registry->insert(id, QStringLiteral("Progress: 0%"));
+}
+
+void setProgressText(Registry *registry, const QString &id, const QString &text)
+{
+    const QMutexLocker lock(&registryMutex);
+    registry->insert(id, text);
+}
+
+QString progressText(Registry *registry, const QString &id)
+{
+    const QMutexLocker lock(&registryMutex);
+    const QString text = registry->value(id);
+    if (text.isEmpty()) {
+        qDebug() << "Requests: ";
+        qDebug() << registry->keys();
+    }
+    return text;
+}
+
+void removeRequest(Registry *registry, const QString &id)
+{
+    const QMutexLocker lock(&registryMutex);
+    registry->remove(id);
+}
+
+} // namespace jobs
