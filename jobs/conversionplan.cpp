@@ -1,0 +1,69 @@
+#include "jobs/conversionplan.h"
+
+#include "settings/folders.h"
+#include "tool/run.h"
+
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace jobs {
+
+namespace {
+
+QString plannedOutput(const QString &folder, const QString &inputPath, const QString &configuration)
+{
+    // Deliberate: of several dots the middle part is dropped.
+    const QFileInfo input(inputPath);
+    const QString stem =
+        folder + QLatin1Char('/') + input.baseName() + QLatin1Char('_') + configuration;
+    return input.suffix().isEmpty() ? stem : stem + QLatin1Char('.') + input.suffix();
+}
+
+} // namespace
+
+ConversionRequest readConversionRequest(const QByteArray &body)
+{
+    const QJsonObject request = QJsonDocument::fromJson(body).object();
+    return {request.value(QLatin1String("fileName")).toString(),
+            request.value(QLatin1String("reqestID")).toString(), // spelt so by clients
+            request.value(QLatin1String("configuration")).toString(),
+            request.value(QLatin1String("cancelID")).toString()};
+}
+
+ConversionPlan planConversion(const ConversionRequest &request, const QString &folder)
+{
+    ConversionPlan plan;
+    plan.stopFilePath = folder + QLatin1Char('/') + request.cancelId + QStringLiteral(".txt");
+    plan.inputPath = settings::filePathIn(folder, request.fileName);
+    plan.outputPath = plannedOutput(folder, plan.inputPath, request.configuration);
+    plan.arguments = QStringList{
+        QStringLiteral("--progress"),
+        QStringLiteral("--stopfile=") + plan.stopFilePath,
+        QStringLiteral("--translateerror"),
+        QStringLiteral("--overwriteoutput=increment"),
+        QStringLiteral("-c"),
+        request.configuration,
+        plan.inputPath,
+        QStringLiteral("-o"),
+        plan.outputPath,
+    };
+    return plan;
+}
+
+QString
+conversionAnswer(const ConversionPlan &plan, const QByteArray &stdErr, QString &lastStdOutMsg)
+{
+    if (tool::reportsError(stdErr)) {
+        return lastStdOutMsg;
+    }
+    QString output = plan.outputPath;
+    const QLatin1String marker("Output file:");
+    if (lastStdOutMsg.startsWith(marker)) {
+        lastStdOutMsg.remove(0, marker.size());
+        output = lastStdOutMsg.trimmed();
+    }
+    return QFileInfo(output).fileName();
+}
+
+} // namespace jobs

@@ -1,0 +1,71 @@
+#include "jobs/convert.h"
+
+#include "jobs/conversionplan.h"
+#include "settings/folders.h"
+#include "tool/pathcheck.h"
+#include "tool/run.h"
+
+#include <QDebug>
+#include <QProcess>
+
+namespace jobs {
+
+namespace {
+
+constexpr int withoutLimit = -1;
+
+// Runs the tool as the connection's process; its output reaches the handler during the wait.
+// Whether the wait succeeded.
+bool runForConnection(const QString &vondPath,
+                      const ConnectionJob &job,
+                      const QStringList &arguments)
+{
+    job.process = new QProcess(job.handler); // stays until the handler goes; a next job replaces it
+    qDebug() << "arguments:";
+    qDebug() << arguments;
+    QObject::connect(job.process,
+                     SIGNAL(readyReadStandardOutput()),
+                     job.handler,
+                     SLOT(handleVondProgress()),
+                     Qt::AutoConnection);
+    tool::start(job.process, vondPath, arguments);
+    return job.process->waitForFinished(withoutLimit);
+}
+
+} // namespace
+
+QString convert(const QString &vondPath,
+                Registry *registry,
+                const ConnectionJob &job,
+                const QByteArray &body)
+{
+    if (const auto refusal = tool::refuseBadPath(vondPath)) {
+        return *refusal;
+    }
+    const ConversionRequest request = readConversionRequest(body);
+    // Deliberate: the last message of an earlier job on this connection is not cleared. A tool that
+    // prints nothing leaves it standing.
+    job.requestId = request.requestId;
+    qDebug() << "convert reqestID: " << job.requestId;
+    registerRequest(registry, job.requestId);
+    const ConversionPlan plan = planConversion(request, settings::workFolder());
+    qDebug() << "convert: stopfile: " << plan.stopFilePath;
+
+    const bool ended = runForConnection(vondPath, job, plan.arguments);
+    // Deliberate: the entry goes before the wait's result is looked at, so that a poll after the
+    // answer reads empty.
+    removeRequest(registry, job.requestId);
+    if (!ended) {
+        tool::reportFailedConversionWait(plan.inputPath);
+        return {};
+    }
+    const tool::Output rest = tool::takeOutput(job.process);
+    qDebug() << "m_lastStdOutMsg" << job.lastStdOutMsg;
+    if (tool::reportsError(rest.stdErr)) {
+        qDebug() << "conversion failed:" << rest.stdOut;
+        qDebug() << plan.arguments;
+    }
+    return conversionAnswer(plan, rest.stdErr, job.lastStdOutMsg);
+}
+
+} // namespace jobs
