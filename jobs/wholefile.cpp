@@ -1,0 +1,57 @@
+#include "jobs/wholefile.h"
+
+#include <QIODevice>
+
+#include <cstdlib>
+#include <new>
+
+namespace jobs {
+
+namespace {
+
+// A file of up to 2147483646 bytes is to be served, but QIODevice::readAll() answers nothing, and
+// QByteArray's own allocation fails, for the last sizes below that. What stands in the way is only
+// the limit on the block, not the array, so here the block is made by hand the way Qt makes it:
+// from malloc, header first. Qt releases it with free() when the last copy goes. Mapping the file
+// instead would be shorter, but then a client that shortens the file ends the whole service.
+QByteArray arrayInOwnBlock(int size)
+{
+    void *const block = std::malloc(sizeof(QArrayData) + static_cast<std::size_t>(size) + 1);
+    if (!block) {
+        throw std::bad_alloc();
+    }
+    auto *const header = new (block) QArrayData{
+        {Q_BASIC_ATOMIC_INITIALIZER(1)}, // held by the one array made below
+        size,
+        (static_cast<uint>(size) + 1U) & 0x7fffffffU, // room in bytes, the zero byte too; 31 bits
+        0, // no capacity was reserved
+        sizeof(QArrayData), // where the bytes begin
+    };
+    static_cast<char *>(header->data())[size] = '\0';
+    // NOLINTNEXTLINE(clang-analyzer-unix.Malloc): the array owns the block from here on
+    return QByteArrayDataPtr{static_cast<QByteArrayData *>(header)};
+}
+
+} // namespace
+
+QByteArray uninitializedArray(int size)
+{
+    return size > longestPlainArray ? arrayInOwnBlock(size) : QByteArray(size, Qt::Uninitialized);
+}
+
+QByteArray readWhole(QIODevice *device, int size)
+{
+    QByteArray bytes = uninitializedArray(size);
+    int done = 0;
+    while (done < size) {
+        const qint64 count = device->read(bytes.data() + done, size - done);
+        if (count <= 0) {
+            break;
+        }
+        done += static_cast<int>(count);
+    }
+    bytes.truncate(done);
+    return bytes;
+}
+
+} // namespace jobs
