@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+// Signs of life.
+namespace diagnostics {
+
+[[nodiscard]] const char *hello();
+
+// The request's body comes back as it went.
+[[nodiscard]] QString text(const QByteArray &body);
+
+// The version that the build has stamped into the program.
+[[nodiscard]] QString vondServerVersion();
+
+} // namespace diagnostics
