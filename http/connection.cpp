@@ -1,0 +1,185 @@
+#include "http/connection.h"
+
+#include "http/qabstracthttpserver.h"
+#include "http/qhttpserverresponse.h"
+#include "http/wire.h"
+
+#include <QTcpSocket>
+#include <QTimerEvent>
+
+#include <array>
+
+namespace http {
+namespace {
+
+constexpr std::size_t readStep = 16 * 1024;
+
+using StatusCode = QHttpServerResponse::StatusCode;
+
+// The layer's own answers to bytes that make no request for a route.
+QHttpServerResponse refusal(RequestParser::Result result)
+{
+    switch (result) {
+    case RequestParser::Result::HeadTooLarge:
+        return {StatusCode::RequestHeaderFieldsTooLarge, "Request head too large"};
+    case RequestParser::Result::MethodUnknown:
+        return {StatusCode::NotImplemented, "Method not supported"};
+    case RequestParser::Result::CodingUnknown:
+        return {StatusCode::NotImplemented, "Transfer coding not supported"};
+    case RequestParser::Result::VersionUnknown:
+        return {StatusCode::HttpVersionNotSupported, "HTTP version not supported"};
+    case RequestParser::Result::ExpectationUnknown:
+        return {StatusCode::ExpectationFailed, "Expectation not supported"};
+    default:
+        return {StatusCode::BadRequest, "Malformed request"};
+    }
+}
+
+} // namespace
+
+Connection::Connection(QAbstractHttpServer *server, QTcpSocket *socket)
+    : QObject(server)
+    , m_server(server)
+    , m_socket(socket)
+    , m_parser(std::make_unique<RequestParser>())
+{
+    // Answers go out whole; waiting for more to send with them would only delay them.
+    m_socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    connect(m_socket, SIGNAL(readyRead()), this, SLOT(handleReadyRead()), Qt::DirectConnection);
+    connect(
+        m_socket, SIGNAL(disconnected()), this, SLOT(handleDisconnected()), Qt::DirectConnection);
+}
+
+void Connection::handleReadyRead()
+{
+    readInput();
+    if (m_state == State::Serving) {
+        sendContinueIfDue();
+    }
+    if (m_state == State::Serving) { // the client may have gone over the interim answer
+        watchHead();
+    }
+}
+
+void Connection::readInput()
+{
+    std::array<char, readStep> buffer; // NOLINT(cppcoreguidelines-pro-type-member-init): read into
+    while (m_state != State::Gone) {
+        qint64 size = 0;
+        char *const body = m_state == State::Serving ? m_parser->bodySpace(&size) : nullptr;
+        if (body != nullptr) {
+            size = m_socket->read(body, size);
+        } else {
+            size = m_socket->read(buffer.data(), buffer.size());
+        }
+        if (size <= 0) {
+            return;
+        }
+        if (body != nullptr) {
+            act(m_parser->bodyWritten(size));
+        } else {
+            takeBytes(buffer.data(), size);
+        }
+    }
+}
+
+void Connection::takeBytes(const char *data, qint64 size)
+{
+    qint64 taken = 0;
+    while (m_state == State::Serving && taken < size) {
+        qint64 consumed = 0;
+        const RequestParser::Result result = m_parser->parse(data + taken, size - taken, &consumed);
+        taken += consumed;
+        act(result);
+    }
+}
+
+void Connection::act(RequestParser::Result result)
+{
+    if (result == RequestParser::Result::Complete) {
+        answer();
+    } else if (result != RequestParser::Result::NeedsMore) {
+        refuse(result);
+    }
+}
+
+void Connection::answer()
+{
+    m_headTimer.stop();
+    QHttpServerRequest request = m_parser->takeRequest();
+    request.setRemoteAddress(m_socket->peerAddress());
+    if (!m_server->handleRequest(request, m_socket)) {
+        Q_EMIT m_server->missingHandler(request, m_socket);
+    }
+    if (request.keepsAlive() || m_state == State::Gone) {
+        return;
+    }
+    if (hasUnreadBytes(m_socket)) {
+        linger();
+    } else {
+        m_socket->disconnectFromHost();
+    }
+}
+
+void Connection::refuse(RequestParser::Result result)
+{
+    refuseWith(refusal(result));
+}
+
+void Connection::refuseWith(const QHttpServerResponse &response)
+{
+    m_headTimer.stop();
+    const bool withBody = m_parser->method() != QHttpServerRequest::Method::Head;
+    writeWhole(m_socket,
+               responseHead(response, Persistence::Close),
+               withBody ? response.data() : QByteArray());
+    if (m_state != State::Gone) {
+        linger();
+    }
+}
+
+void Connection::linger()
+{
+    m_state = State::Lingering;
+    shutdownWriting(m_socket);
+    m_lingerTimer.start(lingerMs, this);
+}
+
+void Connection::sendContinueIfDue()
+{
+    if (m_parser->takeContinue()) {
+        writeWhole(m_socket, QByteArrayLiteral("HTTP/1.1 100 Continue\r\n\r\n"), QByteArray());
+    }
+}
+
+// The time counts from a head's first byte, whatever comes in between.
+void Connection::watchHead()
+{
+    if (m_parser->headBegun()) {
+        if (!m_headTimer.isActive()) {
+            m_headTimer.start(headTimeoutMs, this);
+        }
+    } else {
+        m_headTimer.stop();
+    }
+}
+
+void Connection::timerEvent(QTimerEvent *event)
+{
+    if (event->timerId() == m_headTimer.timerId()) {
+        refuseWith({StatusCode::RequestTimeout, "Request head not finished in time"});
+    } else if (event->timerId() == m_lingerTimer.timerId()) {
+        m_lingerTimer.stop();
+        m_socket->abort();
+    }
+}
+
+void Connection::handleDisconnected()
+{
+    m_state = State::Gone;
+    m_headTimer.stop();
+    m_lingerTimer.stop();
+    m_parser.reset();
+}
+
+} // namespace http

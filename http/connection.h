@@ -1,0 +1,64 @@
+#pragma once
+
+#include "http/requestparser.h"
+
+#include <QBasicTimer>
+#include <QObject>
+
+class QAbstractHttpServer;
+class QHttpServerResponse;
+class QTcpSocket;
+
+namespace http {
+
+// How long a head may take from its first byte to its last.
+constexpr int headTimeoutMs = 60000;
+
+// How long a client that has been refused is listened to, so that it can read why: a socket that
+// is closed over unread bytes takes back what it has sent.
+constexpr int lingerMs = 5000;
+
+// One socket's HTTP dialogue. A child of the server; lives in the socket's thread and lets its
+// buffers go when the socket has disconnected.
+class Connection : public QObject
+{
+    Q_OBJECT
+
+public:
+    Connection(QAbstractHttpServer *server, QTcpSocket *socket);
+
+public Q_SLOTS:
+    // Reads what has come and answers every request that is whole, in order.
+    void handleReadyRead();
+    void handleDisconnected();
+
+protected:
+    void timerEvent(QTimerEvent *event) override;
+
+private:
+    enum class State
+    {
+        Serving,
+        Lingering, // answered for the last time; what still comes is thrown away
+        Gone,
+    };
+
+    void readInput();
+    void takeBytes(const char *data, qint64 size);
+    void act(RequestParser::Result result);
+    void answer();
+    void refuse(RequestParser::Result result);
+    void refuseWith(const QHttpServerResponse &response);
+    void linger();
+    void sendContinueIfDue();
+    void watchHead();
+
+    QAbstractHttpServer *m_server; // the parent
+    QTcpSocket *m_socket; // the caller's
+    State m_state = State::Serving;
+    std::unique_ptr<RequestParser> m_parser;
+    QBasicTimer m_headTimer;
+    QBasicTimer m_lingerTimer;
+};
+
+} // namespace http

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QObject>
+
+class QHttpServerRequest;
+class QTcpSocket;
+
+namespace http {
+class Connection;
+}
+
+// Speaks HTTP/1.1 and 1.0 on sockets that it is handed, and leaves the answers to its heirs. All
+// of it runs in the thread of the socket.
+class QAbstractHttpServer : public QObject
+{
+    Q_OBJECT
+
+public:
+    using QObject::QObject;
+
+    // Takes an open socket over, without owning or deleting it, and answers what already waits on
+    // it before it returns. std::bad_alloc leaves it when a body finds no memory, now or later
+    // out of the event loop.
+    void newHttpConnection(QTcpSocket *socket);
+
+Q_SIGNALS:
+    // No heir took the request. Whoever is connected answers it on the socket, at once.
+    void missingHandler(const QHttpServerRequest &request, QTcpSocket *socket);
+
+protected:
+    // Answers the request on the socket before it returns true; false when it has no answer.
+    virtual bool handleRequest(const QHttpServerRequest &request, QTcpSocket *socket) = 0;
+
+private:
+    friend class http::Connection;
+};

@@ -1,0 +1,149 @@
+#include "http/qhttpserverresponse.h"
+
+#include "http/qhttpserverrequest.h"
+
+#include <QDateTime>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QMimeDatabase>
+
+#include <array>
+#include <cstdio>
+
+namespace {
+
+QByteArray plainTextType()
+{
+    return QByteArrayLiteral("text/plain; charset=utf-8");
+}
+
+// For the kinds of answer that carry no text of their own.
+QByteArray emptyType()
+{
+    return QByteArrayLiteral("application/x-empty");
+}
+
+const char *reasonPhrase(QHttpServerResponse::StatusCode status)
+{
+    using StatusCode = QHttpServerResponse::StatusCode;
+    switch (status) {
+    case StatusCode::Ok:
+        return "OK";
+    case StatusCode::BadRequest:
+        return "Bad Request";
+    case StatusCode::NotFound:
+        return "Not Found";
+    case StatusCode::RequestTimeout:
+        return "Request Timeout";
+    case StatusCode::ExpectationFailed:
+        return "Expectation Failed";
+    case StatusCode::RequestHeaderFieldsTooLarge:
+        return "Request Header Fields Too Large";
+    case StatusCode::NotImplemented:
+        return "Not Implemented";
+    case StatusCode::HttpVersionNotSupported:
+        return "HTTP Version Not Supported";
+    }
+    return "";
+}
+
+// The present moment as IMF-fixdate (RFC 9110 section 5.6.7). By hand: the names are English in
+// every locale.
+QByteArray dateNow()
+{
+    static constexpr std::array<const char *, 7> days = {
+        "Mon", "Tue", "Wed", "Thu", "Fri", "Sat", "Sun"};
+    static constexpr std::array<const char *, 12> months = {
+        "Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    const QDate date = now.date();
+    const QTime time = now.time();
+    std::array<char, 64> text = {};
+    const int length = std::snprintf(text.data(),
+                                     text.size(),
+                                     "%s, %02d %s %04d %02d:%02d:%02d GMT",
+                                     days.at(static_cast<std::size_t>(date.dayOfWeek() - 1)),
+                                     date.day(),
+                                     months.at(static_cast<std::size_t>(date.month() - 1)),
+                                     date.year(),
+                                     time.hour(),
+                                     time.minute(),
+                                     time.second());
+    return {text.data(), length};
+}
+
+} // namespace
+
+QHttpServerResponse::QHttpServerResponse(const char *text)
+    : m_mimeType(plainTextType())
+    , m_data(text)
+{
+}
+
+QHttpServerResponse::QHttpServerResponse(const QString &text)
+    : m_mimeType(plainTextType())
+    , m_data(text.toUtf8())
+{
+}
+
+QHttpServerResponse::QHttpServerResponse(QByteArray &&data)
+    : m_mimeType(QMimeDatabase().mimeTypeForData(data).name().toLatin1())
+    , m_data(std::move(data))
+{
+}
+
+QHttpServerResponse::QHttpServerResponse(const QJsonObject &object)
+    : m_mimeType(QByteArrayLiteral("application/json"))
+    , m_data(QJsonDocument(object).toJson(QJsonDocument::Compact))
+{
+}
+
+QHttpServerResponse::QHttpServerResponse(StatusCode status)
+    : m_status(status)
+    , m_mimeType(emptyType())
+{
+}
+
+QHttpServerResponse::QHttpServerResponse(StatusCode status, const char *text)
+    : m_status(status)
+    , m_mimeType(plainTextType())
+    , m_data(text)
+{
+}
+
+namespace http {
+
+Persistence persistenceOf(const QHttpServerRequest &request)
+{
+    if (!request.keepsAlive()) {
+        return Persistence::Close;
+    }
+    return request.minorVersion() == 0 ? Persistence::KeepAliveAsked : Persistence::KeepAlive;
+}
+
+QByteArray responseHead(const QHttpServerResponse &response, Persistence persistence)
+{
+    constexpr int usualLength = 256; // one allocation for nearly every head
+    QByteArray head;
+    head.reserve(usualLength);
+    head += "HTTP/1.1 ";
+    head += QByteArray::number(static_cast<int>(response.statusCode()));
+    head += ' ';
+    head += reasonPhrase(response.statusCode());
+    head += "\r\nDate: ";
+    head += dateNow();
+    head += "\r\nContent-Type: ";
+    head += response.mimeType();
+    head += "\r\nContent-Length: ";
+    head += QByteArray::number(response.data().size());
+    head += "\r\nX-Content-Type-Options: nosniff\r\n";
+    if (persistence == Persistence::Close) {
+        head += "Connection: close\r\n";
+    } else if (persistence == Persistence::KeepAliveAsked) {
+        head += "Connection: keep-alive\r\n";
+    }
+    head += "\r\n";
+    return head;
+}
+
+} // namespace http

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "http/qhttpserverrouterrule.h"
+#include "http/viewtraits.h"
+
+#include <memory>
+#include <vector>
+
+// The rules of one server, tried in the order in which they were added. Belongs to the server's
+// thread.
+class QHttpServerRouter
+{
+public:
+    // Adds a rule for a view of the type `View`. False, and nothing added, when the pattern does
+    // not hold one "<arg>" for each QString that the view takes.
+    template <typename View>
+    bool addRule(std::unique_ptr<QHttpServerRouterRule> rule)
+    {
+        if (rule->argumentCount() != http::ViewTraits<View>::pathArgumentCount) {
+            return false;
+        }
+        m_rules.push_back(std::move(rule));
+        return true;
+    }
+
+    // True when a rule took the request; it has then been answered.
+    [[nodiscard]] bool handleRequest(const QHttpServerRequest &request, QTcpSocket *socket) const;
+
+private:
+    std::vector<std::unique_ptr<QHttpServerRouterRule>> m_rules;
+};

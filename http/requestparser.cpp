@@ -1,0 +1,432 @@
+#include "http/requestparser.h"
+
+#include "http/fieldrules.h"
+
+#include <boost/asio/buffer.hpp>
+#include <boost/beast/http/basic_parser.hpp>
+
+#include <algorithm>
+#include <limits>
+#include <new>
+
+namespace http {
+
+namespace beast = boost::beast;
+
+namespace {
+
+// A body of told length gets its memory in steps, so that a length alone claims little.
+constexpr qint64 firstBodyStep = 1024 * 1024;
+
+// Fewer bytes than the shortest last chunk ("0", CR LF, CR LF) are not shown to the parser as the
+// first chunk: it takes for granted that there are as many.
+constexpr int shortestChunkedBody = 5;
+
+QByteArray bytesOf(beast::string_view text)
+{
+    return {text.data(), static_cast<int>(text.size())};
+}
+
+bool holdsControl(beast::string_view text)
+{
+    return std::any_of(text.begin(), text.end(), [](char c) {
+        const auto value = static_cast<unsigned char>(c);
+        return (value < 0x20 && c != '\t') || value == 0x7f;
+    });
+}
+
+QHttpServerRequest::Method methodOf(beast::http::verb verb)
+{
+    using Method = QHttpServerRequest::Method;
+    switch (verb) {
+    case beast::http::verb::get:
+        return Method::Get;
+    case beast::http::verb::put:
+        return Method::Put;
+    case beast::http::verb::delete_:
+        return Method::Delete;
+    case beast::http::verb::post:
+        return Method::Post;
+    case beast::http::verb::head:
+        return Method::Head;
+    case beast::http::verb::options:
+        return Method::Options;
+    case beast::http::verb::patch:
+        return Method::Patch;
+    default:
+        return Method::Unknown;
+    }
+}
+
+// A version that is one, but neither 1.0 nor 1.1, at the end of a request line without CR LF.
+bool namesOtherVersion(const QByteArray &requestLine)
+{
+    const QByteArray version = requestLine.mid(requestLine.lastIndexOf(' ') + 1);
+    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+    return version.size() == 8 && version.startsWith("HTTP/") && isDigit(version.at(5))
+        && version.at(6) == '.' && isDigit(version.at(7)) && version != "HTTP/1.0"
+        && version != "HTTP/1.1";
+}
+
+} // namespace
+
+// Grammar of request line and fields, lengths, and the chunked coding are Beast's. The rules that
+// it leaves open are added as its callbacks come in.
+class RequestParser::Head final : public beast::http::basic_parser<true>
+{
+public:
+    explicit Head(QHttpServerRequest *request)
+        : m_request(request)
+    {
+        header_limit(static_cast<std::uint32_t>(2 * largestHead)); // the real limits are ours
+        body_limit(std::numeric_limits<std::uint64_t>::max());
+        eager(true);
+    }
+
+    // Shows it bytes; returns how many it has done with. Malformed when they broke a rule.
+    std::size_t show(const char *data, std::size_t size, Result *result)
+    {
+        beast::error_code error;
+        const std::size_t used = put(boost::asio::const_buffer(data, size), error);
+        if (error && error != beast::http::error::need_more) {
+            *result = m_refusal;
+        }
+        return used;
+    }
+
+    [[nodiscard]] bool expectsContinue() const
+    {
+        return m_expectsContinue;
+    }
+
+    // Behind the line of the last chunk; null before it came.
+    [[nodiscard]] const char *trailer() const
+    {
+        return m_trailer;
+    }
+
+    [[nodiscard]] bool sawChunk() const
+    {
+        return m_sawChunk;
+    }
+
+private:
+    using Text = beast::string_view;
+    using Error = beast::error_code;
+
+    void refuse(Result refusal, Error &error)
+    {
+        m_refusal = refusal;
+        error = beast::http::error::bad_value; // any error: the result is what counts
+    }
+
+    void
+    on_request_impl(beast::http::verb verb, Text, Text target, int version, Error &error) override
+    {
+        m_request->m_method = methodOf(verb);
+        m_request->m_target = bytesOf(target);
+        m_request->m_minorVersion = version - 10;
+        const bool known = m_request->m_method != QHttpServerRequest::Method::Unknown;
+        const bool options = m_request->m_method == QHttpServerRequest::Method::Options;
+        if (known && !isTarget(m_request->m_target, options)) {
+            refuse(Result::Malformed, error);
+        }
+    }
+
+    void on_response_impl(int, Text, int, Error &) override { }
+
+    void on_field_impl(beast::http::field field, Text name, Text value, Error &error) override
+    {
+        if (is_header_done()) {
+            return; // trailer fields are left aside (RFC 9112 section 7.1.2)
+        }
+        m_request->m_headers.append({bytesOf(name), bytesOf(value)});
+        const QByteArray &text = m_request->m_headers.last().second;
+        switch (field) {
+        case beast::http::field::host:
+            if (m_hasHost || !isHostValue(text)) {
+                refuse(Result::Malformed, error);
+            }
+            m_hasHost = true;
+            break;
+        case beast::http::field::transfer_encoding:
+            m_codings += listMembers(text);
+            break;
+        case beast::http::field::expect:
+            m_expectations += listMembers(text);
+            break;
+        case beast::http::field::connection:
+            m_connectionOptions += listMembers(text.toLower());
+            break;
+        default:
+            break;
+        }
+    }
+
+    void on_header_impl(Error &error) override
+    {
+        const bool current = m_request->m_minorVersion == 1;
+        const Coding coding = transferCoding(m_codings);
+        const Expectation expected = current ? expectation(m_expectations) : Expectation::None;
+        if ((current && !m_hasHost) || coding == Coding::Malformed
+            || (coding != Coding::None && !current)) {
+            return refuse(Result::Malformed, error);
+        }
+        if (coding == Coding::Unknown) {
+            return refuse(Result::CodingUnknown, error);
+        }
+        if (m_request->m_method == QHttpServerRequest::Method::Unknown) {
+            return refuse(Result::MethodUnknown, error);
+        }
+        if (expected == Expectation::Unknown) {
+            return refuse(Result::ExpectationUnknown, error);
+        }
+        m_expectsContinue = expected == Expectation::Continue;
+        m_request->m_keepsAlive = !m_connectionOptions.contains("close")
+            && (current || m_connectionOptions.contains("keep-alive"));
+    }
+
+    void on_body_init_impl(const boost::optional<std::uint64_t> &, Error &) override { }
+
+    // Bodies of told length never come by here.
+    std::size_t on_body_impl(Text, Error &) override
+    {
+        return 0;
+    }
+
+    void on_chunk_header_impl(std::uint64_t size, Text extensions, Error &error) override
+    {
+        m_sawChunk = true;
+        if (holdsControl(extensions)) { // a bare line feed would be a line's end to some
+            refuse(Result::Malformed, error);
+        }
+        if (size > static_cast<std::uint64_t>(largestBody - m_request->m_body.size())) {
+            throw std::bad_alloc();
+        }
+        if (size == 0) {
+            m_trailer = extensions.data() + extensions.size();
+        }
+    }
+
+    std::size_t on_chunk_body_impl(std::uint64_t, Text body, Error &) override
+    {
+        m_request->m_body.append(body.data(), static_cast<int>(body.size()));
+        return body.size();
+    }
+
+    void on_finish_impl(Error &) override { }
+
+    QHttpServerRequest *m_request;
+    Result m_refusal = Result::Malformed;
+    bool m_hasHost = false;
+    bool m_expectsContinue = false;
+    bool m_sawChunk = false;
+    const char *m_trailer = nullptr;
+    QList<QByteArray> m_codings;
+    QList<QByteArray> m_expectations;
+    QList<QByteArray> m_connectionOptions;
+};
+
+RequestParser::RequestParser() = default;
+RequestParser::~RequestParser() = default;
+
+RequestParser::Result RequestParser::parse(const char *data, qint64 size, qint64 *consumed)
+{
+    *consumed = 0;
+    Result result = Result::NeedsMore;
+    if (m_state == State::Head) {
+        result = takeHead(data, size, consumed);
+    }
+    if (result == Result::NeedsMore && m_state != State::Head && *consumed < size) {
+        qint64 more = 0;
+        result = m_state == State::LengthBody
+            ? takeLengthBody(data + *consumed, size - *consumed, &more)
+            : takeChunks(data + *consumed, size - *consumed, &more);
+        *consumed += more;
+    }
+    return result;
+}
+
+RequestParser::Result RequestParser::takeHead(const char *data, qint64 size, qint64 *consumed)
+{
+    qint64 kept = 0; // bytes before this one stand in m_bytes
+    for (qint64 i = 0; i < size; ++i) {
+        const HeadGuard::Step step = m_guard.take(data[i]);
+        if (step == HeadGuard::Step::Inside) {
+            continue;
+        }
+        if (step == HeadGuard::Step::Malformed) {
+            return Result::Malformed;
+        }
+        m_bytes.append(data + kept, static_cast<int>(i + 1 - kept));
+        kept = i + 1;
+        *consumed = kept;
+        Result result = Result::NeedsMore;
+        if (m_bytes.size() > largestHead) {
+            result = Result::HeadTooLarge;
+        } else if (step == HeadGuard::Step::EmptyLine) {
+            m_bytes.clear();
+        } else if (step == HeadGuard::Step::RequestLineEnd) {
+            result = requestLineDone();
+        } else if (step == HeadGuard::Step::HeadEnd) {
+            return headDone();
+        }
+        if (result != Result::NeedsMore) {
+            return result;
+        }
+    }
+    m_bytes.append(data + kept, static_cast<int>(size - kept));
+    *consumed = size;
+    return m_bytes.size() > largestHead ? Result::HeadTooLarge : Result::NeedsMore;
+}
+
+RequestParser::Result RequestParser::requestLineDone()
+{
+    if (namesOtherVersion(m_bytes.left(m_bytes.size() - 2))) {
+        return Result::VersionUnknown;
+    }
+    startRequest();
+    Result result = Result::NeedsMore;
+    m_headFed = static_cast<int>(
+        m_head->show(m_bytes.constData(), static_cast<std::size_t>(m_bytes.size()), &result));
+    return result;
+}
+
+RequestParser::Result RequestParser::headDone()
+{
+    Result result = Result::NeedsMore;
+    (void)m_head->show(m_bytes.constData() + m_headFed,
+                       static_cast<std::size_t>(m_bytes.size() - m_headFed),
+                       &result); // the guard has seen to it that the head is whole
+    m_bytes.clear();
+    if (result != Result::NeedsMore) {
+        return result;
+    }
+    if (m_head->is_done()) { // no body
+        m_state = State::Done;
+        return Result::Complete;
+    }
+    m_owesContinue = m_head->expectsContinue();
+    m_state = m_head->chunked() ? State::ChunkedBody : State::LengthBody;
+    if (m_state == State::LengthBody) {
+        const std::uint64_t length = *m_head->content_length();
+        if (length > static_cast<std::uint64_t>(largestBody)) {
+            throw std::bad_alloc();
+        }
+        m_length = static_cast<qint64>(length);
+    }
+    return Result::NeedsMore;
+}
+
+RequestParser::Result RequestParser::takeLengthBody(const char *data, qint64 size, qint64 *consumed)
+{
+    Result result = Result::NeedsMore;
+    while (result == Result::NeedsMore && *consumed < size) {
+        qint64 room = 0;
+        char *const space = bodySpace(&room);
+        const qint64 step = std::min(room, size - *consumed);
+        std::copy_n(data + *consumed, step, space);
+        *consumed += step;
+        result = bodyWritten(step);
+    }
+    return result;
+}
+
+RequestParser::Result RequestParser::takeChunks(const char *data, qint64 size, qint64 *consumed)
+{
+    const int waiting = m_bytes.size();
+    m_bytes.append(data, static_cast<int>(size));
+    *consumed = size;
+    if (!m_head->sawChunk() && m_bytes.size() < shortestChunkedBody) {
+        return Result::NeedsMore;
+    }
+    Result result = Result::NeedsMore;
+    const auto used = static_cast<int>(
+        m_head->show(m_bytes.constData(), static_cast<std::size_t>(m_bytes.size()), &result));
+    if (result != Result::NeedsMore) {
+        return result;
+    }
+    if (m_head->is_done()) {
+        const QByteArray trailer(m_head->trailer(),
+                                 static_cast<int>(m_bytes.constData() + used - m_head->trailer()));
+        *consumed = used - waiting;
+        m_bytes.clear();
+        if (trailer.contains("\r\n ") || trailer.contains("\r\n\t")) { // a folded line
+            return Result::Malformed;
+        }
+        m_state = State::Done;
+        return Result::Complete;
+    }
+    m_bytes.remove(0, used);
+    return m_bytes.size() > largestChunkFraming ? Result::HeadTooLarge : Result::NeedsMore;
+}
+
+char *RequestParser::bodySpace(qint64 *size)
+{
+    if (m_state != State::LengthBody) {
+        return nullptr;
+    }
+    if (m_received == m_request.m_body.size()) {
+        growBody();
+    }
+    *size = m_request.m_body.size() - m_received;
+    return m_request.m_body.data() + m_received;
+}
+
+void RequestParser::growBody()
+{
+    const auto next = static_cast<int>(std::min(m_length, std::max(firstBodyStep, 2 * m_received)));
+    m_request.m_body.reserve(next); // first, for resize() alone would ask for more than needed
+    m_request.m_body.resize(next);
+}
+
+RequestParser::Result RequestParser::bodyWritten(qint64 size)
+{
+    m_received += size;
+    if (m_received < m_length) {
+        return Result::NeedsMore;
+    }
+    m_state = State::Done;
+    return Result::Complete;
+}
+
+bool RequestParser::headBegun() const
+{
+    return m_state == State::Head && !m_bytes.isEmpty();
+}
+
+bool RequestParser::takeContinue()
+{
+    const bool nothingCame = m_received == 0 && m_request.m_body.isEmpty() && m_bytes.isEmpty();
+    const bool due = m_owesContinue && nothingCame
+        && (m_state == State::LengthBody || m_state == State::ChunkedBody);
+    m_owesContinue = false;
+    return due;
+}
+
+QHttpServerRequest::Method RequestParser::method() const
+{
+    return m_request.m_method;
+}
+
+void RequestParser::startRequest()
+{
+    m_request = QHttpServerRequest();
+    m_head = std::make_unique<Head>(&m_request);
+}
+
+QHttpServerRequest RequestParser::takeRequest()
+{
+    QHttpServerRequest request = std::move(m_request);
+    m_request = QHttpServerRequest();
+    m_head.reset();
+    m_guard = HeadGuard();
+    m_headFed = 0;
+    m_length = 0;
+    m_received = 0;
+    m_owesContinue = false;
+    m_state = State::Head;
+    return request;
+}
+
+} // namespace http

@@ -1,0 +1,76 @@
+#include "http/wire.h"
+
+#include <QTcpSocket>
+
+#ifdef Q_OS_WIN
+#include <winsock2.h>
+#else
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#endif
+
+namespace http {
+namespace {
+
+// Up to here head and body go out as one piece; above, copying costs more than a second call.
+constexpr int largestCopiedBody = 64 * 1024;
+
+// Waits for room in the system's send buffer, or for the end of the connection.
+void waitForRoom(QTcpSocket *socket)
+{
+#ifdef Q_OS_WIN
+    WSAPOLLFD descriptor = {static_cast<SOCKET>(socket->socketDescriptor()), POLLOUT, 0};
+    (void)WSAPoll(&descriptor, 1, -1); // the next write tells what came of it
+#else
+    pollfd descriptor = {static_cast<int>(socket->socketDescriptor()), POLLOUT, 0};
+    (void)::poll(&descriptor, 1, -1); // the next write tells what came of it
+#endif
+}
+
+} // namespace
+
+void writeWhole(QTcpSocket *socket, const QByteArray &head, const QByteArray &body)
+{
+    if (body.size() <= largestCopiedBody) {
+        socket->write(head + body);
+    } else {
+        socket->write(head);
+        socket->write(body); // the socket's buffer shares the bytes
+    }
+    // Not left to the event loop: there the socket would also be read, and the end of a client's
+    // input (which may half-close once it has asked) is taken for the end of the connection, with
+    // what is unsent thrown away.
+    socket->flush();
+    while (socket->state() == QAbstractSocket::ConnectedState && socket->bytesToWrite() > 0) {
+        waitForRoom(socket);
+        socket->flush();
+    }
+}
+
+void shutdownWriting(QTcpSocket *socket)
+{
+#ifdef Q_OS_WIN
+    (void)::shutdown(static_cast<SOCKET>(socket->socketDescriptor()), SD_SEND);
+#else
+    (void)::shutdown(static_cast<int>(socket->socketDescriptor()), SHUT_WR);
+#endif
+}
+
+bool hasUnreadBytes(QTcpSocket *socket)
+{
+    if (socket->bytesAvailable() > 0) {
+        return true;
+    }
+#ifdef Q_OS_WIN
+    u_long waiting = 0;
+    return ::ioctlsocket(static_cast<SOCKET>(socket->socketDescriptor()), FIONREAD, &waiting) == 0
+        && waiting > 0;
+#else
+    int waiting = 0;
+    return ::ioctl(static_cast<int>(socket->socketDescriptor()), FIONREAD, &waiting) == 0
+        && waiting > 0;
+#endif
+}
+
+} // namespace http

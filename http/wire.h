@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QByteArray>
+
+class QTcpSocket;
+
+// What the socket classes do not offer. Everything here runs in the socket's thread.
+namespace http {
+
+// Writes head and body and returns when the system has taken the last byte, or the connection is
+// gone. The calling thread blocks meanwhile; the socket is not read. A large body is not copied.
+void writeWhole(QTcpSocket *socket, const QByteArray &head, const QByteArray &body);
+
+// Tells the client that no more will come; its bytes can still be read.
+void shutdownWriting(QTcpSocket *socket);
+
+// Whether bytes that have come in have not been read yet, here or in the system.
+[[nodiscard]] bool hasUnreadBytes(QTcpSocket *socket);
+
+} // namespace http
