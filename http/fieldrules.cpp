@@ -73,8 +73,8 @@ bool isAuthority(const QByteArray &authority)
             && isPortPart(authority.mid(end + 1));
     }
     const int colon = authority.indexOf(':');
-    return isRegisteredName(authority.left(colon))
-        && isPortPart(colon < 0 ? QByteArray() : authority.mid(colon));
+    const int nameLength = colon < 0 ? authority.size() : colon;
+    return isRegisteredName(authority.left(nameLength)) && isPortPart(authority.mid(nameLength));
 }
 
 bool isAbsoluteForm(const QByteArray &target)

@@ -397,9 +397,10 @@ bool RequestParser::headBegun() const
 
 bool RequestParser::takeContinue()
 {
-    const bool nothingCame = m_received == 0 && m_request.m_body.isEmpty() && m_bytes.isEmpty();
-    const bool due = m_owesContinue && nothingCame
-        && (m_state == State::LengthBody || m_state == State::ChunkedBody);
+    const bool awaitsLength = m_state == State::LengthBody && m_received == 0;
+    const bool awaitsChunks
+        = m_state == State::ChunkedBody && m_bytes.isEmpty() && !m_head->sawChunk();
+    const bool due = m_owesContinue && (awaitsLength || awaitsChunks);
     m_owesContinue = false;
     return due;
 }

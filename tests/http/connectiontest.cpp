@@ -1,0 +1,415 @@
+#include "http/qhttpserver.h"
+#include "tests/support/messagecatcher.h"
+#include "tests/support/rawclient.h"
+
+#include <QJsonObject>
+#include <QTcpServer>
+#include <QThread>
+#include <QtTest>
+
+#include <atomic>
+#include <memory>
+
+namespace {
+
+constexpr int largeSize = 8 * 1024 * 1024;
+
+QByteArray largeBody()
+{
+    QByteArray body(largeSize, 'x');
+    for (int i = 0; i < body.size(); i += 1000) {
+        body[i] = static_cast<char>('a' + i % 26);
+    }
+    return body;
+}
+
+// Serves connections with the layer alone, in a thread of its own: the test's thread plays client.
+class Server : public QThread
+{
+public:
+    Server()
+    {
+        start();
+        while (m_port == 0) {
+            yieldCurrentThread();
+        }
+    }
+
+    ~Server() override
+    {
+        quit();
+        wait();
+    }
+
+    Server(const Server &) = delete;
+    Server &operator=(const Server &) = delete;
+
+    [[nodiscard]] quint16 port() const
+    {
+        return m_port;
+    }
+
+    std::atomic<int> views{0}; // how many requests reached a view
+    std::atomic<int> sockets{0}; // how many sockets are open
+    std::atomic<int> missing{0}; // how many requests no route took
+
+protected:
+    void run() override
+    {
+        QHttpServer http;
+        http.route("/", [this] {
+            ++views;
+            return "hello";
+        });
+        http.route("/echo", [this](const QHttpServerRequest &request) {
+            ++views;
+            return QString::fromUtf8(request.body());
+        });
+        http.route("/bytes/<arg>", QHttpServerRequest::Method::Post, [this](const QString &name) {
+            ++views;
+            return name.toUtf8();
+        });
+        http.route("/peer", [](const QHttpServerRequest &request) {
+            return request.remoteAddress().toString();
+        });
+        http.route("/large", [] { return largeBody(); });
+        http.route("/object", [] { return QJsonObject{{QStringLiteral("a"), 1}}; });
+        QObject::connect(&http, &QAbstractHttpServer::missingHandler, [this] { ++missing; });
+
+        QTcpServer tcp;
+        QObject::connect(&tcp, &QTcpServer::newConnection, [&] {
+            QTcpSocket *socket = tcp.nextPendingConnection();
+            ++sockets;
+            QObject::connect(socket, &QTcpSocket::disconnected, [this] { --sockets; });
+            http.newHttpConnection(socket);
+        });
+        tcp.listen(QHostAddress::LocalHost);
+        m_port = tcp.serverPort();
+        exec();
+    }
+
+private:
+    std::atomic<quint16> m_port{0};
+};
+
+QByteArray request(const QByteArray &target, const QByteArray &more = QByteArray())
+{
+    return "GET " + target + " HTTP/1.1\r\nHost: a\r\n" + more + "\r\n";
+}
+
+} // namespace
+
+class ConnectionTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+
+    void initTestCase()
+    {
+        m_catcher = std::make_unique<MessageCatcher>();
+        m_server = std::make_unique<Server>();
+    }
+
+    // The debug stream holds the service's own lines only, whatever clients did above.
+    void cleanupTestCase()
+    {
+        QTRY_COMPARE(m_server->sockets.load(), 0);
+        m_server.reset();
+        QCOMPARE(m_catcher->messages(), QStringList());
+        m_catcher.reset();
+    }
+
+    void answersOfEachKindHaveTheirType()
+    {
+        RawClient client(m_server->port());
+        client.send(request("/"));
+        auto text = client.takeResponse();
+        QVERIFY(text);
+        QCOMPARE(text->status(), 200);
+        QCOMPARE(text->body, QByteArray("hello"));
+        QCOMPARE(text->value("Content-Type"), QByteArray("text/plain; charset=utf-8"));
+        QVERIFY(!text->value("Date").isEmpty());
+        QCOMPARE(text->value("X-Content-Type-Options"), QByteArray("nosniff"));
+        QVERIFY(text->value("Connection").isNull());
+
+        client.send(request("/object"));
+        auto object = client.takeResponse();
+        QVERIFY(object);
+        QCOMPARE(object->value("Content-Type"), QByteArray("application/json"));
+        QCOMPARE(object->body, QByteArray("{\"a\":1}"));
+
+        client.send("POST /bytes/abc HTTP/1.1\r\nHost: a\r\nContent-Length: 0\r\n\r\n");
+        auto bytes = client.takeResponse();
+        QVERIFY(bytes);
+        QCOMPARE(bytes->value("Content-Type"), QByteArray("text/plain"));
+        QCOMPARE(bytes->body, QByteArray("abc"));
+    }
+
+    void whatNoRouteTakesIs404AndTheConnectionGoesOn()
+    {
+        const int before = m_server->missing;
+        RawClient client(m_server->port());
+        client.send(request("/nowhere") + request("/bytes/abc") + request("/"));
+        for (int i = 0; i < 2; ++i) {
+            auto response = client.takeResponse();
+            QVERIFY(response);
+            QCOMPARE(response->status(), 404);
+            QCOMPARE(response->value("Content-Type"), QByteArray("application/x-empty"));
+            QCOMPARE(response->value("Content-Length"), QByteArray("0"));
+        }
+        QCOMPARE(client.takeResponse()->body, QByteArray("hello"));
+        QCOMPARE(m_server->missing.load(), before + 2);
+    }
+
+    void pipelinedRequestsAreAnsweredInOrder()
+    {
+        QByteArray bytes;
+        QByteArray expected;
+        for (int i = 0; i < 500; ++i) {
+            const QByteArray body = QByteArray::number(i);
+            bytes += "POST /echo HTTP/1.1\r\nHost: a\r\nContent-Length: "
+                + QByteArray::number(body.size()) + "\r\n\r\n" + body;
+            expected += body;
+        }
+        RawClient client(m_server->port());
+        client.send(bytes);
+        QByteArray got;
+        for (int i = 0; i < 500; ++i) {
+            auto response = client.takeResponse();
+            QVERIFY(response);
+            got += response->body;
+        }
+        QCOMPARE(got, expected);
+    }
+
+    void bytesThatComeOneByOneMakeOneRequest()
+    {
+        RawClient client(m_server->port());
+        const QByteArray bytes =
+            "POST /echo HTTP/1.1\r\nHost: a\r\nTransfer-Encoding: chunked\r\n\r\n"
+            "3\r\nabc\r\n0\r\n\r\n";
+        client.socket().setSocketOption(QAbstractSocket::LowDelayOption, 1);
+        for (const char byte : bytes) {
+            client.send(QByteArray(1, byte));
+        }
+        auto response = client.takeResponse();
+        QVERIFY(response);
+        QCOMPARE(response->body, QByteArray("abc"));
+    }
+
+    void askedToCloseTheAnswerSaysSoAndTheSocketCloses()
+    {
+        RawClient client(m_server->port());
+        client.send(request("/", "Connection: close\r\n"));
+        auto response = client.takeResponse();
+        QVERIFY(response);
+        QCOMPARE(response->value("Connection"), QByteArray("close"));
+        QVERIFY(client.waitForClose());
+        QVERIFY(client.received().isEmpty());
+    }
+
+    void whatComesBehindTheLastRequestIsNotAnswered()
+    {
+        RawClient client(m_server->port());
+        client.send(request("/", "Connection: close\r\n") + request("/echo"));
+        QVERIFY(client.takeResponse());
+        QVERIFY(client.waitForClose());
+        QVERIFY(client.received().isEmpty());
+    }
+
+    void http10ClosesUnlessAskedNotTo()
+    {
+        RawClient closing(m_server->port());
+        closing.send("GET / HTTP/1.0\r\n\r\n");
+        auto last = closing.takeResponse();
+        QVERIFY(last);
+        QCOMPARE(last->value("Connection"), QByteArray("close"));
+        QVERIFY(closing.waitForClose());
+
+        RawClient keeping(m_server->port());
+        for (int i = 0; i < 2; ++i) {
+            keeping.send("GET / HTTP/1.0\r\nConnection: keep-alive\r\n\r\n");
+            auto response = keeping.takeResponse();
+            QVERIFY(response);
+            QCOMPARE(response->value("Connection"), QByteArray("keep-alive"));
+        }
+    }
+
+    void headRunsTheViewAndLeavesTheBodyOut()
+    {
+        const int before = m_server->views;
+        RawClient client(m_server->port());
+        client.send("HEAD / HTTP/1.1\r\nHost: a\r\n\r\n" + request("/object"));
+        auto head = client.takeResponse(true);
+        QVERIFY(head);
+        QCOMPARE(head->value("Content-Length"), QByteArray("5"));
+        QCOMPARE(client.takeResponse()->body, QByteArray("{\"a\":1}"));
+        QCOMPARE(m_server->views.load(), before + 1);
+    }
+
+    void aClientThatExpectsToContinueIsToldTo()
+    {
+        RawClient client(m_server->port());
+        client.send("POST /echo HTTP/1.1\r\nHost: a\r\nExpect: 100-continue\r\n"
+                    "Content-Length: 3\r\n\r\n");
+        QCOMPARE(client.take(25), QByteArray("HTTP/1.1 100 Continue\r\n\r\n"));
+        client.send("abc");
+        auto response = client.takeResponse();
+        QVERIFY(response);
+        QCOMPARE(response->status(), 200);
+        QCOMPARE(response->body, QByteArray("abc"));
+    }
+
+    void refusals_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QByteArray>("text");
+
+        QTest::newRow("malformed")
+            << QByteArray("nonsense\r\n\r\n") << 400 << QByteArray("Malformed request");
+        QTest::newRow("no Host") << QByteArray("GET / HTTP/1.1\r\n\r\n") << 400
+                                 << QByteArray("Malformed request");
+        QTest::newRow("head too large")
+            << "GET / HTTP/1.1\r\nHost: a\r\nX: " + QByteArray(1024 * 1024, 'x') + "\r\n\r\n"
+            << 431 << QByteArray("Request head too large");
+        QTest::newRow("method") << QByteArray("BREW / HTTP/1.1\r\nHost: a\r\n\r\n") << 501
+                                << QByteArray("Method not supported");
+        QTest::newRow("coding") << QByteArray(
+            "POST / HTTP/1.1\r\nHost: a\r\nTransfer-Encoding: gzip, chunked\r\n\r\n")
+                                << 501 << QByteArray("Transfer coding not supported");
+        QTest::newRow("version") << QByteArray("GET / HTTP/3.0\r\nHost: a\r\n\r\n") << 505
+                                 << QByteArray("HTTP version not supported");
+        QTest::newRow("expectation")
+            << request("/", "Expect: coffee\r\n") << 417 << QByteArray("Expectation not supported");
+    }
+
+    void refusals()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(int, status);
+        QFETCH(QByteArray, text);
+
+        const int before = m_server->views;
+        RawClient client(m_server->port());
+        // What is sent behind is never carried out, and does not keep the answer from arriving.
+        client.send(bytes + request("/"));
+        auto response = client.takeResponse();
+        QVERIFY(response);
+        QCOMPARE(response->status(), status);
+        QCOMPARE(response->body, text);
+        QCOMPARE(response->value("Connection"), QByteArray("close"));
+        QCOMPARE(response->value("Content-Type"), QByteArray("text/plain; charset=utf-8"));
+        QVERIFY(!response->value("Date").isEmpty());
+        QCOMPARE(response->value("X-Content-Type-Options"), QByteArray("nosniff"));
+        QVERIFY(client.waitForClose());
+        QVERIFY(client.received().isEmpty());
+        QCOMPARE(m_server->views.load(), before);
+    }
+
+    void aRefusedHeadRequestGetsNoBody()
+    {
+        RawClient client(m_server->port());
+        client.send("HEAD / HTTP/1.1\r\n\r\n");
+        auto response = client.takeResponse(true);
+        QVERIFY(response);
+        QCOMPARE(response->status(), 400);
+        QVERIFY(client.waitForClose());
+        QVERIFY(client.received().isEmpty());
+    }
+
+    void aRefusalReachesAClientThatIsStillSending()
+    {
+        RawClient client(m_server->port());
+        client.send("POST /echo HTTP/1.1\r\nHost: a\r\nContent-Length: x\r\n\r\n");
+        for (int i = 0; i < 64; ++i) {
+            client.send(QByteArray(64 * 1024, 'x'));
+        }
+        auto response = client.takeResponse();
+        QVERIFY(response);
+        QCOMPARE(response->status(), 400);
+    }
+
+    void aLargeAnswerComesWhole()
+    {
+        RawClient client(m_server->port());
+        client.send(request("/large") + request("/"));
+        auto response = client.takeResponse(false, 20000);
+        QVERIFY(response);
+        QVERIFY(response->body == largeBody());
+        QCOMPARE(client.takeResponse()->body, QByteArray("hello"));
+    }
+
+    void aClientThatHalfClosesGetsItsAnswerWhole_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<int>("size");
+        QTest::newRow("small") << request("/") << 5;
+        QTest::newRow("large") << request("/large") << largeSize;
+        QTest::newRow("last of several") << request("/") + request("/large") << 5;
+    }
+
+    void aClientThatHalfClosesGetsItsAnswerWhole()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(int, size);
+        for (int i = 0; i < 10; ++i) {
+            RawClient client(m_server->port());
+            client.send(bytes);
+            client.halfClose();
+            auto response = client.takeResponse(false, 20000);
+            QVERIFY(response);
+            QCOMPARE(response->body.size(), size);
+            if (bytes.count("GET") > 1) {
+                auto second = client.takeResponse(false, 20000);
+                QVERIFY(second);
+                QCOMPARE(second->body.size(), largeSize);
+            }
+            QVERIFY(client.waitForClose());
+        }
+    }
+
+    void aClientThatVanishesInTheMiddleHarmsNobody()
+    {
+        const int views = m_server->views;
+        for (const QByteArray &bytes :
+             {QByteArray("GET / HT"),
+              QByteArray("POST /echo HTTP/1.1\r\nHost: a\r\nContent-Length: 100\r\n\r\nabc"),
+              QByteArray(
+                  "POST /echo HTTP/1.1\r\nHost: a\r\nTransfer-Encoding: chunked\r\n\r\n5")}) {
+            RawClient polite(m_server->port());
+            polite.send(bytes);
+            polite.halfClose();
+            QVERIFY(polite.waitForClose()); // no answer to half a request
+            QVERIFY(polite.received().isEmpty());
+
+            RawClient rude(m_server->port());
+            rude.send(bytes);
+            rude.reset();
+        }
+        RawClient unread(m_server->port());
+        unread.send(request("/large"));
+        QVERIFY(!unread.take(1).isEmpty());
+        unread.reset();
+        QTRY_COMPARE(m_server->sockets.load(), 0);
+        QCOMPARE(m_server->views.load(), views);
+        RawClient other(m_server->port());
+        other.send(request("/"));
+        QVERIFY(other.takeResponse());
+    }
+
+    void theViewSeesThePeer()
+    {
+        RawClient client(m_server->port());
+        client.send(request("/peer"));
+        QCOMPARE(client.takeResponse()->body, QByteArray("127.0.0.1"));
+    }
+
+private:
+    std::unique_ptr<MessageCatcher> m_catcher;
+    std::unique_ptr<Server> m_server;
+};
+
+QTEST_GUILESS_MAIN(ConnectionTest)
+#include "connectiontest.moc"
