@@ -12,7 +12,7 @@
 namespace http {
 namespace {
 
-constexpr std::size_t readStep = 16 * 1024;
+constexpr std::size_t readStep = 16384;
 
 using StatusCode = QHttpServerResponse::StatusCode;
 

@@ -16,7 +16,7 @@ namespace beast = boost::beast;
 namespace {
 
 // A body of told length gets its memory in steps, so that a length alone claims little.
-constexpr qint64 firstBodyStep = 1024 * 1024;
+constexpr qint64 firstBodyStep = 1048576;
 
 // Fewer bytes than the shortest last chunk ("0", CR LF, CR LF) are not shown to the parser as the
 // first chunk: it takes for granted that there are as many.

@@ -1,0 +1,71 @@
+#include "server/requesthdlr.h"
+
+#include "http/qhttpserver.h"
+#include "jobs/progress.h"
+
+#include <QDebug>
+#include <QHostAddress>
+#include <QProcess>
+#include <QTcpSocket>
+
+#include <exception>
+#include <iostream>
+
+// m_routeServer and m_process stay unset until they are made: nothing reads them before.
+// NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
+RequestHdlr::RequestHdlr(QTcpSocket *tcpSocket, jobs::Registry *registry, QString vondPath)
+    : m_tcpSocket(tcpSocket)
+    , m_registry(registry)
+    , m_vondPath(std::move(vondPath))
+{
+}
+
+// Reads nothing: what has come in waits on the socket for the HTTP server.
+void RequestHdlr::handleReadyRead()
+{
+    qDebug() << "handling request from client:" << m_tcpSocket->peerAddress();
+    qDebug() << "descr:" << m_tcpSocket->socketDescriptor();
+    disconnect(m_tcpSocket, SIGNAL(readyRead()), this, SLOT(handleReadyRead()));
+    sendServerAnswer(m_tcpSocket);
+}
+
+void RequestHdlr::sendServerAnswer(QTcpSocket *tcpSocket)
+{
+    m_routeServer = new QHttpServer(nullptr); // stays allocated after the connection, see Lifetimes
+    registerRoutes(m_routeServer);
+    try {
+        m_routeServer->newHttpConnection(tcpSocket);
+    } catch (const std::exception &e) {
+        std::cerr << "Request body allocation failed: " << e.what() << '\n';
+        qDebug() << "Request body allocation failed: " << e.what() << '\n';
+        tcpSocket->close();
+    }
+}
+
+void RequestHdlr::sendServerOkAnswer(QTcpSocket *tcpSocket)
+{
+    const QByteArray body = QByteArrayLiteral("Hello world!");
+    tcpSocket->write("HTTP/1.1 200 OK");
+    tcpSocket->write("\r\n");
+    tcpSocket->write("Content-Length: ");
+    tcpSocket->write(QByteArray::number(body.size(), 10));
+    tcpSocket->write("\r\n");
+    tcpSocket->write("Connection: close");
+    tcpSocket->write("\r\n");
+    tcpSocket->write("Content-Type: text/html");
+    tcpSocket->write("\r\n\r\n");
+    tcpSocket->write(body);
+    // Deliberate: flushed but not closed, whatever the answer says.
+    tcpSocket->flush();
+}
+
+void RequestHdlr::handleVondProgress()
+{
+    jobs::takeOutputChunk(
+        m_registry, m_requestId, m_process->readAllStandardOutput(), m_lastStdOutMsg);
+}
+
+jobs::ConnectionJob RequestHdlr::lendJob()
+{
+    return {this, m_process, m_requestId, m_lastStdOutMsg};
+}

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "jobs/connectionjob.h"
+#include "jobs/registry.h"
+
+#include <QObject>
+
+class QHttpServer;
+class QProcess;
+class QTcpSocket;
+
+// One client connection: hands the socket to an HTTP server of its own with the whole route table
+// and holds what a conversion of this connection needs. Lives in the connection's thread and is
+// never deleted (docs/architecture.md, "Lifetimes").
+class RequestHdlr : public QObject
+{
+    Q_OBJECT
+
+public:
+    RequestHdlr(QTcpSocket *tcpSocket, jobs::Registry *registry, QString vondPath);
+
+public Q_SLOTS: // found by index and by name: keep the order
+    // The first bytes have come.
+    void handleReadyRead();
+    void sendServerAnswer(QTcpSocket *tcpSocket);
+    // Puts a fixed answer on the socket. Not used by the service; reached through the meta-object.
+    void sendServerOkAnswer(QTcpSocket *tcpSocket);
+    // The tool of the running conversion has printed something.
+    void handleVondProgress();
+
+private:
+    friend struct ConnectionProbe; // lets the tests look
+
+    void registerRoutes(QHttpServer *server); // in routes.cpp: the whole route table
+    jobs::ConnectionJob lendJob();
+
+    QTcpSocket *m_tcpSocket;
+    QHttpServer *m_routeServer; // unset until sendServerAnswer(), which makes it
+    jobs::Registry *m_registry; // the server's, shared by all connections
+    QProcess *m_process; // unset until the first conversion starts
+    QString m_vondPath;
+    QString m_requestId;
+    QString m_lastStdOutMsg; // the tool's last output that was no progress
+};

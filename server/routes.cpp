@@ -1,0 +1,50 @@
+#include "diagnostics/hello.h"
+#include "diagnostics/memtest.h"
+#include "diagnostics/sleep.h"
+#include "http/qhttpserver.h"
+#include "jobs/cancel.h"
+#include "jobs/convert.h"
+#include "jobs/progress.h"
+#include "jobs/result.h"
+#include "logging/getlogfile.h"
+#include "server/requesthdlr.h"
+#include "tool/convertwithlocaldata.h"
+#include "tool/queries.h"
+#include "tool/upload.h"
+#include "tool/vondcommand.h"
+
+using Request = QHttpServerRequest;
+using Method = QHttpServerRequest::Method;
+
+void RequestHdlr::registerRoutes(QHttpServer *server)
+{
+    // Copies, not members: what the handler holds now is what the routes keep.
+    const QString vond = m_vondPath;
+    jobs::Registry *const registry = m_registry;
+
+    // The first row that matches answers, so the order is part of the interface.
+    // One row a line, so that the table reads as one.
+    // clang-format off
+    server->route("/",                                 [] { return diagnostics::hello(); });
+    server->route("/sleep90secs",                      [] { return diagnostics::sleep90secs(); });
+    server->route("/sleep2secs",                       [] { return diagnostics::sleep2secs(); });
+    server->route("/sleep10secs",                      [registry] { return diagnostics::sleep10secs(registry); });
+    server->route("/sleep20secs",                      [registry] { return diagnostics::sleep20secs(registry); });
+    server->route("/text",                             [](const Request &request) { return diagnostics::text(request.body()); });
+    server->route("/memtest",                          [](const Request & /*request*/) { return diagnostics::memtest(); });
+    server->route("/vondServerVersion",                [] { return diagnostics::vondServerVersion(); });
+    server->route("/upload/<arg>", Method::Post,       [](const QString &name, const Request &request) { return tool::upload(name, request.body()); });
+    server->route("/getLogFile",                       [] { return logging::getLogFile(); });
+    server->route("/progressInf/<arg>",                [](const QString &argument) { return jobs::progressInf(argument); });
+    server->route("/progressInfo/<arg>",               [registry](const QString &id) { return jobs::progressInfo(registry, id); });
+    server->route("/progressTest",                     [registry] { return jobs::progressTest(registry); });
+    server->route("/version",                          [vond] { return tool::version(vond); });
+    server->route("/listconfigurations",               [vond] { return tool::listconfigurations(vond); });
+    server->route("/configDetails/<arg>",              [vond](const QString &name) { return tool::configDetails(vond, name); });
+    server->route("/cancelConversion/<arg>",           [vond](const QString &cancelId) { return jobs::cancelConversion(vond, cancelId); });
+    server->route("/convert",                          [vond, registry, this](const Request &request) { return jobs::convert(vond, registry, lendJob(), request.body()); });
+    server->route("/getConversionResult/<arg>",        [](const QString &name) { return jobs::getConversionResult(name); });
+    server->route("/convertWithLocalData",             [vond](const Request &request) { return tool::convertWithLocalData(vond, request.body()); });
+    server->route("/vond",                             [vond](const Request &request) { return tool::vond(vond, request.body()); });
+    // clang-format on
+}

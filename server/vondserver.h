@@ -1,0 +1,26 @@
+#pragma once
+
+#include "jobs/registry.h"
+
+#include <QTcpServer>
+
+// Accepts the clients and gives each connection a thread of its own. Owns the conversion registry.
+// Lives in the main thread.
+class VondServer : public QTcpServer
+{
+    Q_OBJECT
+
+public:
+    // `vondPath` is the tool's executable, used as it stands.
+    explicit VondServer(QString vondPath, QObject *parent = nullptr);
+
+protected:
+    void incomingConnection(qintptr handle) override;
+
+private:
+    friend struct ConnectionProbe; // lets the tests look
+
+    QString m_vondPath;
+    jobs::Registry
+        m_registry; // lent to every connection; guarded by the functions of jobs/registry.h
+};
