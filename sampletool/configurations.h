@@ -1,0 +1,30 @@
+#pragma once
+
+#include "sampletool/commandline.h"
+#include "sampletool/failure.h"
+#include "sampletool/iccprofile.h"
+
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace sample {
+
+// A named way to convert. All texts are plain: nothing in them needs escaping in JSON.
+struct Configuration
+{
+    const char *name;
+    const char *profile; // name of a profile that libvips brings along
+    const char *profileDescription;
+    ColourSpace colourSpace;
+};
+
+[[nodiscard]] const std::vector<Configuration> &configurations();
+
+// Nothing when no configuration has exactly this name.
+[[nodiscard]] const Configuration *findConfiguration(const std::string &name);
+
+// What the listing prints, without the last line end.
+[[nodiscard]] std::variant<std::string, Failure> listing(const ListConfigurations &list);
+
+} // namespace sample

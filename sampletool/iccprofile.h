@@ -1,0 +1,24 @@
+#pragma once
+
+#include "sampletool/failure.h"
+
+#include <string>
+#include <variant>
+
+namespace sample {
+
+enum class ColourSpace
+{
+    Gray,
+    Rgb,
+    Cmyk
+};
+
+// The colours that a profile is for, from its first bytes. The name is for the failure's text.
+[[nodiscard]] std::variant<ColourSpace, Failure> colourSpaceOf(const std::string &bytes,
+                                                               const std::string &name);
+
+// The same for a file, of which only the beginning is read.
+[[nodiscard]] std::variant<ColourSpace, Failure> colourSpaceOfFile(const std::string &path);
+
+} // namespace sample
