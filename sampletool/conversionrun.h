@@ -1,0 +1,53 @@
+#pragma once
+
+#include "sampletool/commandline.h"
+#include "sampletool/console.h"
+#include "sampletool/failure.h"
+#include "sampletool/outputfile.h"
+#include "sampletool/plan.h"
+#include "sampletool/stopwatch.h"
+
+#include <atomic>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace sample {
+
+// One run of the tool that converts. All outputs are made under temporary names first and get their
+// own names together, so that a failure leaves none of them. To be made before any other thread.
+class ConversionRun
+{
+public:
+    explicit ConversionRun(Convert convert);
+
+    // Returns whether it worked. Everything is told on the console.
+    [[nodiscard]] bool run();
+
+private:
+    using Problem = std::optional<Failure>;
+
+    [[nodiscard]] Problem convertAll();
+    [[nodiscard]] Problem convertOne(const Plan &plan, std::size_t index);
+    [[nodiscard]] bool goOn(std::size_t index, std::size_t count, int percent);
+    [[nodiscard]] Problem publishAll();
+    void fail(const Failure &failure);
+    void endAtOnce();
+    [[nodiscard]] bool mayEnd();
+
+    struct Finished
+    {
+        std::string temporary;
+        std::string output;
+    };
+
+    const Convert m_convert;
+    Console m_console;
+    TemporaryFiles m_temporaries;
+    std::vector<Finished> m_finished;
+    std::vector<std::string> m_published;
+    std::atomic<bool> m_ends{false};
+    StopWatch m_stop; // last, because its thread uses the others
+};
+
+} // namespace sample

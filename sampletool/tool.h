@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace sample {
+
+// Does what the words after the program's name ask for. Returns the exit status.
+[[nodiscard]] int run(const std::vector<std::string> &words);
+
+} // namespace sample

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+QString toolPath();
+
+struct ToolRun
+{
+    int exitCode = -1; // -1: did not end by itself
+    QByteArray out;
+    QByteArray err;
+    QList<QByteArray> chunks; // standard output as it came
+};
+
+// Runs the built tool to its end. A reader that pauses takes its time before each chunk.
+ToolRun runTool(const QStringList &arguments, unsigned long readerPauseMs = 0);
