@@ -4,10 +4,10 @@
 #include "jobs/registry.h"
 
 #include <QObject>
+#include <QTcpSocket> // whole, so that the slots register their argument's type
 
 class QHttpServer;
 class QProcess;
-class QTcpSocket;
 
 // One client connection: hands the socket to an HTTP server of its own with the whole route table
 // and holds what a conversion of this connection needs. Lives in the connection's thread and is

@@ -6,10 +6,11 @@ VondServer::VondServer(QString vondPath, QObject *parent)
     : QTcpServer(parent)
     , m_vondPath(std::move(vondPath))
 {
+    // Deliberate: newConnection() is never emitted, for there is never a pending connection to
+    // take; Qt by itself emits it after every incomingConnection().
+    blockSignals(true);
 }
 
-// Deliberate: the connection is not queued as pending, so newConnection() is never emitted: the
-// thread is the only one to know the socket.
 void VondServer::incomingConnection(qintptr handle)
 {
     auto *thread = new VondRequestThread(m_vondPath, &m_registry, static_cast<int>(handle), this);

@@ -1,0 +1,228 @@
+#include "http/qhttpserver.h"
+#include "tests/server/connectionprobe.h"
+#include "tests/support/messagecatcher.h"
+#include "tests/support/outputcatcher.h"
+#include "tests/support/ownfolders.h"
+#include "tests/support/rawclient.h"
+
+#include <QHostAddress>
+#include <QPointer>
+#include <QSignalSpy>
+#include <QtTest>
+
+#include <fcntl.h>
+#include <memory>
+#include <unistd.h>
+
+namespace {
+
+constexpr int noDescriptor = -1;
+
+QByteArray get(const QByteArray &target)
+{
+    return "GET " + target + " HTTP/1.1\r\nHost: a\r\n\r\n";
+}
+
+// A server whose accepted descriptors can be handed in by a test.
+class OpenServer : public VondServer
+{
+public:
+    using VondServer::incomingConnection;
+    using VondServer::VondServer;
+};
+
+} // namespace
+
+class VondServerTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    QList<VondRequestThread *> threads() const
+    {
+        return m_server->findChildren<VondRequestThread *>();
+    }
+
+private Q_SLOTS:
+
+    void initTestCase()
+    {
+        useOwnSettings();
+    }
+
+    void init()
+    {
+        m_server = std::make_unique<OpenServer>(QStringLiteral("/no/such/tool"));
+        QVERIFY(m_server->listen(QHostAddress::LocalHost));
+    }
+
+    void cleanup()
+    {
+        QTRY_VERIFY(threads().isEmpty()); // a thread must not outlive its parent
+        m_server.reset();
+    }
+
+    void everyConnectionHasAThreadThatBelongsToTheServer()
+    {
+        RawClient first(m_server->serverPort());
+        RawClient second(m_server->serverPort());
+        QTRY_COMPARE(threads().size(), 2);
+        for (const VondRequestThread *thread : threads()) {
+            QCOMPARE(thread->parent(), m_server.get());
+            QCOMPARE(thread->thread(), QThread::currentThread());
+            QVERIFY(thread->isRunning());
+        }
+    }
+
+    void newConnectionIsNeverAnnounced()
+    {
+        const QSignalSpy announced(m_server.get(), SIGNAL(newConnection()));
+        RawClient client(m_server->serverPort());
+        client.send(get("/"));
+        QVERIFY(client.takeResponse());
+        QCOMPARE(announced.size(), 0);
+        QVERIFY(!m_server->hasPendingConnections());
+        QVERIFY(m_server->nextPendingConnection() == nullptr);
+    }
+
+    void aSlowRequestDelaysNobodyElse()
+    {
+        RawClient slow(m_server->serverPort());
+        slow.send(get("/sleep2secs"));
+        for (int i = 0; i < 5; ++i) {
+            RawClient other(m_server->serverPort());
+            other.send(get("/"));
+            QVERIFY(other.takeResponse());
+        }
+        QVERIFY(slow.received().isEmpty());
+        QCOMPARE(slow.takeResponse()->body, QByteArray("Hello world, slept 2secs"));
+    }
+
+    void afterADisconnectTheThreadObjectIsGoneAndSocketAndHandlerLiveOn()
+    {
+        auto client = std::make_unique<RawClient>(m_server->serverPort());
+        client->send(get("/"));
+        QVERIFY(client->takeResponse());
+        const QPointer<VondRequestThread> thread = threads().constFirst();
+        QPointer<RequestHdlr> handler = ConnectionProbe::handler(thread);
+        QPointer<QTcpSocket> socket = ConnectionProbe::socket(handler);
+        QPointer<QObject> routeServer = ConnectionProbe::routeServer(handler);
+        bool deletedInMainThread = false;
+        connect(thread, &QObject::destroyed, this, [&deletedInMainThread] {
+            deletedInMainThread = QThread::currentThread() == qApp->thread();
+        });
+
+        client.reset();
+
+        QTRY_VERIFY(thread.isNull());
+        QVERIFY(deletedInMainThread);
+        QVERIFY(!handler.isNull());
+        QVERIFY(!socket.isNull());
+        QVERIFY(!routeServer.isNull());
+        QVERIFY(handler->parent() == nullptr);
+        QVERIFY(socket->parent() == nullptr);
+        QVERIFY(routeServer->parent() == nullptr);
+        QCOMPARE(socket->state(), QAbstractSocket::UnconnectedState);
+        QCOMPARE(socket->socketDescriptor(), qintptr(-1)); // the descriptor is not kept
+    }
+
+    void aConnectionThatNeverSendsKeepsItsThread()
+    {
+        RawClient client(m_server->serverPort());
+        QTRY_COMPARE(threads().size(), 1);
+        const QPointer<VondRequestThread> thread = threads().constFirst();
+        RawClient other(m_server->serverPort());
+        other.send(get("/sleep2secs"));
+        QVERIFY(other.takeResponse());
+        QVERIFY(!thread.isNull());
+        QVERIFY(thread->isRunning());
+    }
+
+    void aThreadThatFinishesIsDeletedByAConnectionMadeByName()
+    {
+        m_server->incomingConnection(noDescriptor);
+        VondRequestThread *thread = threads().constFirst();
+        // It is its own receiver: with the connection cut, it stays when it has finished.
+        QVERIFY(disconnect(thread, SIGNAL(finished()), thread, SLOT(deleteLater())));
+        QVERIFY(thread->wait(5000));
+        delete thread;
+    }
+
+    void aDescriptorThatIsNoneIsOneErrorAndSilence()
+    {
+        OutputCatcher errors(OutputCatcher::Channel::Error);
+        const MessageCatcher messages;
+        QList<QTcpSocket::SocketError> told;
+        QPointer<VondRequestThread> thread =
+            new VondRequestThread(QString(), nullptr, noDescriptor, m_server.get());
+        connect(
+            thread,
+            &VondRequestThread::error,
+            this,
+            [&told](auto error) { told += error; },
+            Qt::DirectConnection);
+        connect(thread, SIGNAL(finished()), thread, SLOT(deleteLater()));
+        thread->start();
+
+        QTRY_VERIFY(thread.isNull());
+        QCOMPARE(told, QList<QTcpSocket::SocketError>{QTcpSocket::UnsupportedSocketOperationError});
+        QCOMPARE(errors.take(), QByteArray());
+        QCOMPARE(messages.messages(), QStringList());
+    }
+
+    void anAllocationFailureOnALaterRequestEndsTheThread()
+    {
+        OutputCatcher errors(OutputCatcher::Channel::Error);
+        const MessageCatcher messages;
+        RawClient client(m_server->serverPort());
+        client.send(get("/"));
+        QVERIFY(client.takeResponse());
+        const QPointer<VondRequestThread> thread = threads().constFirst();
+
+        client.send("POST /text HTTP/1.1\r\nHost: a\r\nContent-Length: 3000000000\r\n\r\n");
+
+        QTRY_VERIFY(thread.isNull());
+        QCOMPARE(errors.take(), QByteArray("Allocation failed, creating rqh: std::bad_alloc\n"));
+        QVERIFY(client.received().isEmpty());
+        RawClient other(m_server->serverPort());
+        other.send(get("/"));
+        QVERIFY(other.takeResponse());
+    }
+
+    void anAllocationFailureOnTheFirstRequestClosesTheSocket()
+    {
+        OutputCatcher errors(OutputCatcher::Channel::Error);
+        const MessageCatcher messages;
+        RawClient client(m_server->serverPort());
+        client.send("POST /text HTTP/1.1\r\nHost: a\r\nContent-Length: 3000000000\r\n\r\n");
+
+        QVERIFY(client.waitForClose());
+        QVERIFY(client.received().isEmpty());
+        QCOMPARE(errors.take(), QByteArray("Request body allocation failed: std::bad_alloc\n"));
+        QCOMPARE(messages.messages().size(), 3);
+        QCOMPARE(messages.messages().constLast(),
+                 QStringLiteral("Request body allocation failed:  std::bad_alloc \n"));
+        QTRY_VERIFY(threads().isEmpty());
+    }
+
+    void allConnectionsShareTheRegistryOfTheServer()
+    {
+        RawClient first(m_server->serverPort());
+        first.send(get("/progressTest"));
+        const auto id = first.takeResponse();
+        QVERIFY(id);
+        RawClient second(m_server->serverPort());
+        second.send(get("/progressInfo/" + id->body));
+        QCOMPARE(second.takeResponse()->body, QByteArray("Progress: 0%"));
+        QCOMPARE(ConnectionProbe::registry(m_server.get())->keys(),
+                 QStringList{QString::fromUtf8(id->body)});
+        QCOMPARE(ConnectionProbe::registry(ConnectionProbe::handler(threads().constFirst())),
+                 ConnectionProbe::registry(m_server.get()));
+    }
+
+private:
+    std::unique_ptr<OpenServer> m_server;
+};
+
+QTEST_GUILESS_MAIN(VondServerTest)
+#include "vondservertest.moc"
