@@ -1,0 +1,26 @@
+#pragma once
+
+#include <vector>
+
+namespace app {
+
+// The command line after the program's name, as the process got it.
+using Words = std::vector<const char *>;
+
+enum class Command
+{
+    GetTempFolder,
+    SetTempFolder,
+    SetLogging,
+    SetLogFolder,
+    ServeAsTold, // host, port and tool path on the command line
+    ServeAsStored, // the same from the settings
+    Unknown // at least one word
+};
+
+[[nodiscard]] Words wordsAfterProgramName(int argc, char **argv);
+
+// The number of words decides first, then the first word, which must match whole.
+[[nodiscard]] Command commandFor(const Words &words);
+
+} // namespace app

@@ -1,0 +1,26 @@
+#include "app/descriptorlimit.h"
+
+#include <QtGlobal>
+
+#ifdef Q_OS_UNIX
+#include <sys/resource.h>
+#endif
+
+namespace app {
+
+// A connection takes two descriptors, its socket and its thread's wake-up. The usual soft limit of
+// 1024 is reached with some 500 clients, and Qt ends the whole process when a thread's wake-up
+// cannot be made. The soft limit is that low for programs that use select(), which Qt does not.
+// Should raising fail, the limit stays, and fewer clients fit.
+void raiseDescriptorLimit()
+{
+#ifdef Q_OS_UNIX
+    rlimit limit = {};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        (void)::setrlimit(RLIMIT_NOFILE, &limit);
+    }
+#endif
+}
+
+} // namespace app

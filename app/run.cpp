@@ -1,0 +1,73 @@
+#include "app/run.h"
+
+#include "app/commandline.h"
+#include "app/identity.h"
+#include "app/serving.h"
+#include "app/settingscommands.h"
+#include "logging/filelogging.h"
+#include "settings/keys.h"
+
+#include <QCoreApplication>
+#include <QDebug>
+#include <QSettings>
+#include <QVariant>
+#include <QtGlobal>
+
+namespace app {
+
+namespace {
+
+// Qt's own event dispatcher is faster than the one on GLib and lets an exception through to the
+// place that catches it. Qt looks for this variable when it makes a dispatcher, in every thread.
+// The tool inherits it, which does no harm: a tool that is no Qt program does not know it.
+void preferQtsOwnEventDispatcher()
+{
+    qputenv("QT_NO_GLIB", "1");
+}
+
+// Shows an administrator, in the log and in the store, that and where settings can be written.
+void writeProbe(QSettings &store)
+{
+    store.setValue(settings::probeKey, QStringLiteral("servertester"));
+    store.sync();
+    qDebug() << "server prefs" << store.fileName();
+}
+
+int execute(const Words &words, const QSettings &store)
+{
+    switch (commandFor(words)) {
+    case Command::GetTempFolder:
+        return getTempFolder();
+    case Command::SetTempFolder:
+        return setTempFolder(words.at(1));
+    case Command::SetLogging:
+        return setLogging(words.at(1));
+    case Command::SetLogFolder:
+        return setLogFolder(words.at(1));
+    case Command::ServeAsTold:
+        return serveAsTold(words.at(0), words.at(1), words.at(2));
+    case Command::ServeAsStored:
+        return serveAsStored(store);
+    case Command::Unknown:
+        break;
+    }
+    return refuseCommand(words.at(0));
+}
+
+} // namespace
+
+int run(int &argc, char **argv)
+{
+    setIdentity();
+    preferQtsOwnEventDispatcher();
+    const QCoreApplication application(argc, argv);
+
+    QSettings store;
+    if (store.value(settings::serverLoggingKey).toBool()) {
+        logging::startFileLogging();
+    }
+    writeProbe(store);
+    return execute(wordsAfterProgramName(argc, argv), store);
+}
+
+} // namespace app

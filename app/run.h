@@ -1,0 +1,9 @@
+#pragma once
+
+namespace app {
+
+// The whole program: common start, then a settings command or serving. Returns the exit status.
+// The words must stay where they are until it returns.
+[[nodiscard]] int run(int &argc, char **argv);
+
+} // namespace app
