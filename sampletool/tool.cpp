@@ -8,6 +8,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <exception>
 
 namespace sample {
 namespace {
@@ -42,10 +43,22 @@ Reads TIFF, JPEG and PNG: RGB, CMYK or gray, 8 or 16 bits per channel, the first
 without a profile is taken as sRGB, or as the built-in CMYK. The output's suffix says what is
 written: .tif, .tiff, .jpg, .jpeg or .png. Without a suffix it is TIFF.)";
 
-// One case per command.
+// One case per outcome of the parser.
 class Runner
 {
 public:
+    int operator()(const UsageError &error) const
+    {
+        Console().print("Usage: " + error.text + ". See vond-sample --help.");
+        Console().error("usage: " + error.text);
+        return EXIT_FAILURE;
+    }
+
+    int operator()(const Command &command) const
+    {
+        return std::visit(*this, command);
+    }
+
     int operator()(const ShowHelp &) const
     {
         Console().print(helpText);
@@ -84,13 +97,13 @@ int run(const std::vector<std::string> &words)
     (void)std::signal(SIGPIPE, SIG_IGN);
     (void)std::signal(SIGXFSZ, SIG_IGN);
 
-    const auto command = parse(words);
-    if (const auto *const error = std::get_if<UsageError>(&command)) {
-        Console().print("Usage: " + error->text + ". See vond-sample --help.");
-        Console().error("usage: " + error->text);
+    try {
+        return std::visit(Runner(), parse(words));
+    } catch (const std::exception &exception) { // no memory, no thread
+        Console().print("The tool cannot work here.");
+        Console().error(exception.what());
         return EXIT_FAILURE;
     }
-    return std::visit(Runner(), std::get<Command>(command));
 }
 
 } // namespace sample
