@@ -1,0 +1,108 @@
+#include "sampletool/stopwatch.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <atomic>
+
+class SampleStopWatchTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void withoutAStopFileNothingIsStopped();
+    void theStopFileIsSeenSoon();
+    void aStopFileThatIsThereAlreadyIsSeenAtOnce();
+    void whoObeysInTimeIsSpared();
+    void whoDoesNotObeyMeetsTheLastResort();
+
+private:
+    [[nodiscard]] std::string stopFile() const;
+    void writeStopFile() const;
+    void removeStopFile() const;
+
+    QTemporaryDir m_folder;
+};
+
+namespace {
+
+constexpr int soonMs = 500;
+constexpr int withinMs = 1000;
+
+} // namespace
+
+std::string SampleStopWatchTest::stopFile() const
+{
+    return m_folder.filePath(QStringLiteral("stop.txt")).toStdString();
+}
+
+void SampleStopWatchTest::writeStopFile() const
+{
+    QFile file(QString::fromStdString(stopFile()));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+}
+
+void SampleStopWatchTest::removeStopFile() const
+{
+    QVERIFY(QFile::remove(QString::fromStdString(stopFile())));
+}
+
+void SampleStopWatchTest::withoutAStopFileNothingIsStopped()
+{
+    std::atomic<bool> called{false};
+    {
+        const sample::StopWatch watch({}, [&called] { called = true; });
+        QVERIFY(!watch.stopped());
+        QCOMPARE(watch.reason(), std::string());
+    }
+    QVERIFY(!called);
+}
+
+void SampleStopWatchTest::theStopFileIsSeenSoon()
+{
+    const sample::StopWatch watch(stopFile(), [] {});
+    QVERIFY(!watch.stopped());
+    writeStopFile();
+    QTRY_VERIFY_WITH_TIMEOUT(watch.stopped(), soonMs);
+    QCOMPARE(watch.reason(), std::string("The conversion was cancelled by its stop file."));
+    removeStopFile();
+    QVERIFY(watch.stopped());
+}
+
+void SampleStopWatchTest::aStopFileThatIsThereAlreadyIsSeenAtOnce()
+{
+    writeStopFile();
+    {
+        const sample::StopWatch watch(stopFile(), [] {});
+        QVERIFY(watch.stopped());
+    }
+    removeStopFile();
+}
+
+void SampleStopWatchTest::whoObeysInTimeIsSpared()
+{
+    std::atomic<bool> called{false};
+    writeStopFile();
+    {
+        const sample::StopWatch watch(stopFile(), [&called] { called = true; });
+    }
+    removeStopFile();
+    QVERIFY(!called);
+}
+
+void SampleStopWatchTest::whoDoesNotObeyMeetsTheLastResort()
+{
+    std::atomic<bool> called{false};
+    QElapsedTimer timer;
+    const sample::StopWatch watch(stopFile(), [&called] { called = true; });
+    timer.start();
+    writeStopFile();
+    QTRY_VERIFY_WITH_TIMEOUT(called, withinMs);
+    QVERIFY(timer.elapsed() < withinMs);
+    removeStopFile();
+}
+
+QTEST_GUILESS_MAIN(SampleStopWatchTest)
+#include "samplestopwatchtest.moc"
