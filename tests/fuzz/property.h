@@ -1,0 +1,13 @@
+#pragma once
+
+#include <cstdio>
+#include <cstdlib>
+
+// What must hold for every input. Not an assertion: it also counts in optimised builds.
+inline void mustHold(bool condition, const char *what)
+{
+    if (!condition) {
+        (void)std::fprintf(stderr, "does not hold: %s\n", what);
+        std::abort();
+    }
+}
