@@ -3,12 +3,13 @@
 #include "logging/getlogfile.h"
 #include "logging/logline.h"
 #include "settings/keys.h"
+#include "tests/support/messagecatcher.h"
+#include "tests/support/outputcatcher.h"
+#include "tests/support/ownfolders.h"
 
-#include <QCoreApplication>
 #include <QDebug>
 #include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QObject>
 #include <QRegularExpression>
 #include <QSettings>
@@ -18,20 +19,10 @@
 #include <QTextCodec>
 #include <QVector>
 
-#include <cstdio>
-#include <iostream>
-#include <sstream>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 namespace {
-
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 // The lines of a log file without what differs from run to run: time and thread.
 QStringList messagesIn(const QString &path)
@@ -48,41 +39,6 @@ QStringList messagesIn(const QString &path)
         messages << (match.hasMatch() ? match.captured(1) : QStringLiteral("no log line: ") + text);
     }
     return messages;
-}
-
-// Takes what is written to std::cout while it lives.
-class StandardOutput
-{
-public:
-    StandardOutput()
-        : m_before(std::cout.rdbuf(m_taken.rdbuf()))
-    {
-    }
-
-    ~StandardOutput()
-    {
-        std::cout.rdbuf(m_before);
-    }
-
-    Q_DISABLE_COPY(StandardOutput)
-
-    [[nodiscard]] QByteArray text() const
-    {
-        return QByteArray::fromStdString(m_taken.str());
-    }
-
-private:
-    std::ostringstream m_taken;
-    std::streambuf *m_before;
-};
-
-QStringList caught; // what reached the handler that was there before
-
-void catchMessage(QtMsgType /*type*/,
-                  const QMessageLogContext & /*context*/,
-                  const QString &message)
-{
-    caught << message;
 }
 
 } // namespace
@@ -121,8 +77,7 @@ private:
 
 void FileLoggingTest::initTestCase()
 {
-    QCoreApplication::setOrganizationName(QStringLiteral("meridane"));
-    QCoreApplication::setApplicationName(QStringLiteral("vondServer"));
+    useOwnSettings();
 }
 
 void FileLoggingTest::init()
@@ -131,7 +86,6 @@ void FileLoggingTest::init()
     QVERIFY(m_folder->isValid());
     QSettings().clear();
     (void)QFile::remove(QDir::tempPath() + QStringLiteral("/vondServer.log"));
-    caught.clear();
 }
 
 void FileLoggingTest::cleanup()
@@ -143,8 +97,9 @@ void FileLoggingTest::cleanup()
 void FileLoggingTest::logInto(const QString &folder)
 {
     QSettings().setValue(settings::logFolderKey, folder);
-    const StandardOutput output;
+    OutputCatcher output(OutputCatcher::Channel::Output);
     logging::startFileLogging();
+    (void)output.take();
 }
 
 void FileLoggingTest::theFirstLineOfARunIsServerStarting()
@@ -162,10 +117,10 @@ void FileLoggingTest::theFileIsToldOnStandardOutput()
     const QString folder = m_folder->filePath(QStringLiteral("für"));
     QSettings().setValue(settings::logFolderKey, folder);
 
-    const StandardOutput output;
+    OutputCatcher output(OutputCatcher::Channel::Output);
     logging::startFileLogging();
 
-    QCOMPARE(output.text(), "logging to:" + folder.toUtf8() + "/vondServer.log\n");
+    QCOMPARE(output.take(), "logging to:" + folder.toUtf8() + "/vondServer.log\n");
 }
 
 void FileLoggingTest::anOlderRunsLinesStay()
@@ -180,11 +135,11 @@ void FileLoggingTest::anOlderRunsLinesStay()
 
 void FileLoggingTest::withoutALogFolderTheSystemsTemporaryFolderIsUsed()
 {
-    const StandardOutput output;
+    OutputCatcher output(OutputCatcher::Channel::Output);
     logging::startFileLogging();
 
     const QString path = QDir::tempPath() + QStringLiteral("/vondServer.log");
-    QCOMPARE(output.text(), "logging to:" + path.toUtf8() + "\n");
+    QCOMPARE(output.take(), "logging to:" + path.toUtf8() + "\n");
     QCOMPARE(messagesIn(path), QStringList(QStringLiteral("Server starting ...")));
 }
 
@@ -200,24 +155,25 @@ void FileLoggingTest::aFolderWithASlashAtItsEndGetsASecondOne()
 {
     QSettings().setValue(settings::logFolderKey, m_folder->path() + QLatin1Char('/'));
 
-    const StandardOutput output;
+    OutputCatcher output(OutputCatcher::Channel::Output);
     logging::startFileLogging();
 
-    QCOMPARE(output.text(), "logging to:" + m_folder->path().toUtf8() + "//vondServer.log\n");
+    QCOMPARE(output.take(), "logging to:" + m_folder->path().toUtf8() + "//vondServer.log\n");
 }
 
 void FileLoggingTest::aFileThatCannotBeOpenedIsToldWhereTheMessagesWentBefore()
 {
     QVERIFY(QDir(m_folder->path()).mkdir(QStringLiteral("vondServer.log")));
     QSettings().setValue(settings::logFolderKey, m_folder->path());
-    qInstallMessageHandler(catchMessage);
+    const MessageCatcher catcher;
 
-    const StandardOutput output;
+    OutputCatcher output(OutputCatcher::Channel::Output);
     logging::startFileLogging();
     qDebug() << "after";
 
-    QCOMPARE(output.text(), QByteArray());
-    QCOMPARE(caught, QStringList({QStringLiteral("Log file not opened"), QStringLiteral("after")}));
+    QCOMPARE(output.take(), QByteArray());
+    QCOMPARE(catcher.messages(),
+             QStringList({QStringLiteral("Log file not opened"), QStringLiteral("after")}));
 }
 
 void FileLoggingTest::messagesOfEveryTypeCarryNoLevelTag()
@@ -242,11 +198,11 @@ void FileLoggingTest::messagesOfEveryTypeCarryNoLevelTag()
 
 void FileLoggingTest::onceStartedNothingReachesTheHandlerBefore()
 {
-    qInstallMessageHandler(catchMessage);
+    const MessageCatcher catcher;
     logInto(m_folder->path());
     qDebug() << "message";
 
-    QCOMPARE(caught, QStringList());
+    QCOMPARE(catcher.messages(), QStringList());
 }
 
 void FileLoggingTest::aMessageIsWrittenAsTheDebugStreamMadeIt()
@@ -351,21 +307,13 @@ void FileLoggingTest::aMessageThatCannotBeWrittenIsLostInSilence()
     logInto(m_folder->path());
     QVERIFY(m_folder->remove());
 
-    // Qt's own complaints would end on standard error, so that is turned into a file.
-    QVERIFY(m_folder->isValid());
-    const QTemporaryDir other;
-    const QByteArray path = QFile::encodeName(other.filePath(QStringLiteral("stderr")));
-    std::fflush(stderr);
-    const int before = dup(STDERR_FILENO);
-    QVERIFY(before >= 0);
-    QVERIFY(std::freopen(path.constData(), "w", stderr) != nullptr);
+    OutputCatcher output(OutputCatcher::Channel::Output);
+    OutputCatcher error(OutputCatcher::Channel::Error);
     qDebug() << "lost";
-    std::fflush(stderr);
-    QVERIFY(dup2(before, STDERR_FILENO) == STDERR_FILENO);
-    QVERIFY(close(before) == 0);
 
-    QCOMPARE(contentOf(QFile::decodeName(path)), QByteArray());
-    QVERIFY(!QFileInfo::exists(m_folder->path()));
+    QCOMPARE(output.take(), QByteArray());
+    QCOMPARE(error.take(), QByteArray());
+    QVERIFY(!QFile::exists(m_folder->path()));
 }
 
 QTEST_GUILESS_MAIN(FileLoggingTest)
