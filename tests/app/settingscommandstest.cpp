@@ -21,6 +21,8 @@ private Q_SLOTS:
     void anExistingTempFolderIsPrinted();
     void aMissingTempFolderIsPrintedAndComplainedOf();
     void aTempFolderIsPrintedAsUtf8();
+    void forAnExistingTempFolderTheDebugLineComesFirst();
+    void forAMissingTempFolderTheOutputComesFirst();
 
     void aFolderIsStoredAsItStands_data();
     void aFolderIsStoredAsItStands();
@@ -108,6 +110,30 @@ void SettingsCommandsTest::aTempFolderIsPrintedAsUtf8()
 
     QCOMPARE(ended.output, QByteArray("TempFolder:/no/f\xc3\xbcr\n"));
     QVERIFY(ended.error.endsWith("TempFolder does not exist:/no/f\xc3\xbcr\n"));
+}
+
+void SettingsCommandsTest::forAnExistingTempFolderTheDebugLineComesFirst()
+{
+    const QByteArray folder = m_service->temporaryFolder().toUtf8();
+    m_service->setSetting(settings::tempFolderKey, m_service->temporaryFolder());
+
+    const auto ended = m_service->run({QStringLiteral("getTempFolder")}, QProcess::MergedChannels);
+
+    QCOMPARE(ended.output,
+             prefsLine() + "temp folder is: \"" + folder + "\"\nTempFolder:" + folder + "\n");
+}
+
+void SettingsCommandsTest::forAMissingTempFolderTheOutputComesFirst()
+{
+    m_service->setSetting(settings::tempFolderKey, QStringLiteral("/no"));
+
+    const auto ended = m_service->run({QStringLiteral("getTempFolder")}, QProcess::MergedChannels);
+
+    QCOMPARE(ended.output,
+             prefsLine()
+                 + "TempFolder:/no\n"
+                   "Error? temp folder does not exist: \"/no\"\n"
+                   "TempFolder does not exist:/no\n");
 }
 
 void SettingsCommandsTest::aFolderIsStoredAsItStands_data()

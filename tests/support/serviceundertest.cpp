@@ -117,9 +117,11 @@ void ServiceUnderTest::setEnvironment(const QString &name, const QString &value)
     m_environment.insert(name, value);
 }
 
-ServiceUnderTest::Ended ServiceUnderTest::run(const QStringList &words)
+ServiceUnderTest::Ended ServiceUnderTest::run(const QStringList &words,
+                                              QProcess::ProcessChannelMode channels)
 {
     QProcess process;
+    process.setProcessChannelMode(channels);
     process.setProcessEnvironment(m_environment);
     process.setStandardInputFile(QProcess::nullDevice());
     process.start(QStringLiteral(SERVICE_PATH), words);

@@ -43,7 +43,9 @@ public:
     void setEnvironment(const QString &name, const QString &value);
 
     // A run that is to end by itself, on the same store; beside one that serves, if there is one.
-    [[nodiscard]] Ended run(const QStringList &words);
+    // Merged channels come as one output, in the order of writing.
+    [[nodiscard]] Ended run(const QStringList &words,
+                            QProcess::ProcessChannelMode channels = QProcess::SeparateChannels);
 
     // Starts serving and waits until it listens. False when it ended instead, or did not listen in
     // time; the texts then tell why. The first form serves on a free port of 127.0.0.1.
