@@ -1,5 +1,6 @@
 #include "settings/keys.h"
 #include "tests/support/ownfolders.h"
+#include "tests/support/rawclient.h"
 #include "tests/support/serviceundertest.h"
 
 #include <QDir>
@@ -29,6 +30,15 @@ bool answers(const QString &address, quint16 port)
     QTcpSocket socket;
     socket.connectToHost(QHostAddress(address), port);
     return socket.waitForConnected(5000);
+}
+
+// What the service answers to a plain request; a text that says so when there is no answer.
+QByteArray get(quint16 port, const QByteArray &path)
+{
+    RawClient client(port);
+    client.send("GET " + path + " HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    const auto response = client.takeResponse();
+    return response ? response->body : "no answer to " + path;
 }
 
 QByteArray announced(const QByteArray &addressAndPort)
@@ -76,7 +86,11 @@ private Q_SLOTS:
     void withoutALogFolderTheLogLiesInTheSystemsTemporaryFolder();
     void aLogFileThatCannotBeOpenedIsToldAndTheServiceStarts();
 
+    void withLoggingOffTheRouteAnswersWhateverLogFileThereIs();
+    void changingTheLogFolderMovesTheRouteAndNotTheWriting();
+
     void theDescriptorLimitIsRaisedToTheHardOne();
+    void theVersionIsTheBuilds();
 
 private:
     [[nodiscard]] QByteArray prefsLine() const;
@@ -418,6 +432,37 @@ void StartupTest::aLogFileThatCannotBeOpenedIsToldAndTheServiceStarts()
     QVERIFY(answers(QStringLiteral("127.0.0.1"), m_service->port()));
 }
 
+void StartupTest::withLoggingOffTheRouteAnswersWhateverLogFileThereIs()
+{
+    const QString path = m_service->temporaryFolder() + QStringLiteral("/vondServer.log");
+    makeFile(path, "of an earlier run\n");
+    QVERIFY(m_service->start(m_tool));
+
+    QCOMPARE(get(m_service->port(), "/getLogFile"), QByteArray("of an earlier run\n"));
+    QCOMPARE(contentOf(path), QByteArray("of an earlier run\n"));
+}
+
+void StartupTest::changingTheLogFolderMovesTheRouteAndNotTheWriting()
+{
+    m_service->setSetting(settings::serverLoggingKey, true);
+    const QString path = m_service->temporaryFolder() + QStringLiteral("/vondServer.log");
+    const QString other = m_service->temporaryFolder() + QStringLiteral("/other");
+    QVERIFY(QDir().mkdir(other));
+    makeFile(other + QStringLiteral("/vondServer.log"), "what lies there\n");
+    QVERIFY(m_service->start(m_tool));
+    QTRY_VERIFY(contentOf(path).endsWith(announced("127.0.0.1:0")));
+    const QByteArray answer = get(m_service->port(), "/getLogFile");
+    QCOMPARE(answer, contentOf(path));
+
+    QCOMPARE(m_service->run({QStringLiteral("setLogFolder"), other}).status, 0);
+
+    const QByteArray before = contentOf(path);
+    QCOMPARE(get(m_service->port(), "/getLogFile"), QByteArray("what lies there\n"));
+    QVERIFY(contentOf(path).startsWith(before));
+    QVERIFY(contentOf(path).mid(before.size()).contains(": handling request from client: "));
+    QCOMPARE(contentOf(other + QStringLiteral("/vondServer.log")), QByteArray("what lies there\n"));
+}
+
 void StartupTest::theDescriptorLimitIsRaisedToTheHardOne()
 {
     rlimit before = {};
@@ -436,6 +481,13 @@ void StartupTest::theDescriptorLimitIsRaisedToTheHardOne()
     QVERIFY2(match.hasMatch(), limits.constData());
     QCOMPARE(match.captured(1), match.captured(2));
     QCOMPARE(match.captured(2).toULongLong(), qulonglong(before.rlim_max));
+}
+
+void StartupTest::theVersionIsTheBuilds()
+{
+    QVERIFY(m_service->start(m_tool));
+
+    QCOMPARE(get(m_service->port(), "/vondServerVersion"), QByteArray("vondServer:1.0.2.26"));
 }
 
 QTEST_GUILESS_MAIN(StartupTest)
