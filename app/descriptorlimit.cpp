@@ -10,7 +10,8 @@ namespace app {
 
 // A connection takes two descriptors, its socket and its thread's wake-up. The usual soft limit of
 // 1024 is reached with some 500 clients, and Qt ends the whole process when a thread's wake-up
-// cannot be made. The soft limit is that low for programs that use select(), which Qt does not.
+// cannot be made. The soft limit is that low for programs that use select(), which Qt does not. The
+// tool inherits the raised limit.
 // Should raising fail, the limit stays, and fewer clients fit.
 void raiseDescriptorLimit()
 {
