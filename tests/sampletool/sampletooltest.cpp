@@ -98,6 +98,118 @@ QByteArray outputLine(const QString &path)
 
 const QString o = QStringLiteral("-o");
 
+// What the rows of failuresHaveTwoTexts() share; %T stands for the folder.
+const QString goodInput = QStringLiteral("%T/in.tif");
+const QString goodOutput = QStringLiteral("%T/o.tif");
+const QString setoption = QStringLiteral("setoption");
+
+void failureRow(const char *name,
+                const char *configuration,
+                const QStringList &rest,
+                const char *text)
+{
+    QTest::newRow(name) << QString::fromUtf8(configuration) << rest << QString::fromUtf8(text);
+}
+
+void addBadInputs()
+{
+    failureRow("a missing input",
+               "sRGB",
+               {QStringLiteral("%T/none.tif"), o, goodOutput},
+               "The input '%T/none.tif' does not exist or cannot be reached.");
+    failureRow("a folder as input",
+               "sRGB",
+               {QStringLiteral("%T/"), o, goodOutput},
+               "The input '%T/' is not a file.");
+    failureRow("a device as input",
+               "sRGB",
+               {QStringLiteral("/dev/zero"), o, goodOutput},
+               "The input '/dev/zero' is not a file.");
+    failureRow("an input that is no picture",
+               "sRGB",
+               {QStringLiteral("%T/text.txt"), o, goodOutput},
+               "The input '%T/text.txt' cannot be read as a TIFF, JPEG or PNG picture.");
+    failureRow("an empty input",
+               "sRGB",
+               {QStringLiteral("%T/empty.tif"), o, goodOutput},
+               "The input '%T/empty.tif' cannot be read as a TIFF, JPEG or PNG picture.");
+    failureRow("a picture in a format that is not read",
+               "sRGB",
+               {QStringLiteral("%T/picture.ppm"), o, goodOutput},
+               "The input '%T/picture.ppm' cannot be read as a TIFF, JPEG or PNG picture.");
+    failureRow("a picture with a profile for other colours",
+               "sRGB",
+               {QStringLiteral("%T/mixed.tif"), o, goodOutput},
+               "The profile in '%T/mixed.tif' is for other colours than its pixels.");
+}
+
+void addBadOutputs()
+{
+    failureRow("an output folder that is not there",
+               "sRGB",
+               {goodInput, o, QStringLiteral("%T/none/o.tif")},
+               "'%T/none/o.tif' cannot be written: No such file or directory.");
+    failureRow("a file as output folder",
+               "sRGB",
+               {goodInput, o, QStringLiteral("%T/text.txt/o.tif")},
+               "'%T/text.txt/o.tif' cannot be written: Not a directory.");
+    failureRow("a folder where nobody may write",
+               "sRGB",
+               {goodInput, o, QStringLiteral("/proc/o.tif")},
+               "'/proc/o.tif' cannot be written: No such file or directory.");
+    failureRow(
+        "an output in a format that is not written",
+        "sRGB",
+        {goodInput, o, QStringLiteral("%T/o.gif")},
+        "'%T/o.gif' cannot be written: '.gif' is none of .tif, .tiff, .jpg, .jpeg and .png.");
+    failureRow("CMYK as PNG",
+               "PressCMYK",
+               {goodInput, o, QStringLiteral("%T/o.png")},
+               "'%T/o.png' cannot be written: PNG cannot hold CMYK colours.");
+}
+
+void addBadOptions()
+{
+    failureRow("an unknown configuration",
+               "Coated",
+               {goodInput, o, goodOutput},
+               "There is no configuration 'Coated'.");
+    failureRow(
+        "no configuration's name", "", {goodInput, o, goodOutput}, "There is no configuration ''.");
+    failureRow("a profile that is none",
+               "sRGB",
+               {setoption,
+                QStringLiteral("--profile"),
+                QStringLiteral("%T/text.txt"),
+                goodInput,
+                o,
+                goodOutput},
+               "'%T/text.txt' is not an ICC profile.");
+    failureRow("a profile that is missing",
+               "sRGB",
+               {setoption,
+                QStringLiteral("--profile"),
+                QStringLiteral("%T/none.icc"),
+                goodInput,
+                o,
+                goodOutput},
+               "The profile '%T/none.icc' does not exist or is not a file.");
+    failureRow("a profile that is cut off",
+               "sRGB",
+               {setoption,
+                QStringLiteral("--profile"),
+                QStringLiteral("%T/cut.icc"),
+                goodInput,
+                o,
+                goodOutput},
+               "'%T/in.tif' could not be converted.");
+    failureRow(
+        "a wrong value",
+        "sRGB",
+        {setoption, QStringLiteral("--quality"), QStringLiteral("500"), goodInput, o, goodOutput},
+        "Usage: '500' is no quality from 1 to 100. See vond-sample --help.");
+}
+
 } // namespace
 
 void SampleToolTest::initTestCase()
@@ -464,88 +576,12 @@ void SampleToolTest::toolsAtOnceNumberSideBySide()
 void SampleToolTest::failuresHaveTwoTexts_data()
 {
     QTest::addColumn<QString>("configuration");
-    QTest::addColumn<QStringList>("rest"); // %T stands for the folder
+    QTest::addColumn<QStringList>("rest");
     QTest::addColumn<QString>("text");
 
-    const auto row =
-        [](const char *name, const char *configuration, const QStringList &rest, const char *text) {
-            QTest::newRow(name) << QString::fromUtf8(configuration) << rest
-                                << QString::fromUtf8(text);
-        };
-    const QString input = QStringLiteral("%T/in.tif");
-    const QString output = QStringLiteral("%T/o.tif");
-    const QString setoption = QStringLiteral("setoption");
-    const QString profile = QStringLiteral("--profile");
-
-    row("an unknown configuration",
-        "Coated",
-        {input, o, output},
-        "There is no configuration 'Coated'.");
-    row("no configuration's name", "", {input, o, output}, "There is no configuration ''.");
-    row("a missing input",
-        "sRGB",
-        {QStringLiteral("%T/none.tif"), o, output},
-        "The input '%T/none.tif' does not exist or cannot be reached.");
-    row("a folder as input",
-        "sRGB",
-        {QStringLiteral("%T/"), o, output},
-        "The input '%T/' is not a file.");
-    row("a device as input",
-        "sRGB",
-        {QStringLiteral("/dev/zero"), o, output},
-        "The input '/dev/zero' is not a file.");
-    row("an input that is no picture",
-        "sRGB",
-        {QStringLiteral("%T/text.txt"), o, output},
-        "The input '%T/text.txt' cannot be read as a TIFF, JPEG or PNG picture.");
-    row("an empty input",
-        "sRGB",
-        {QStringLiteral("%T/empty.tif"), o, output},
-        "The input '%T/empty.tif' cannot be read as a TIFF, JPEG or PNG picture.");
-    row("a picture in a format that is not read",
-        "sRGB",
-        {QStringLiteral("%T/picture.ppm"), o, output},
-        "The input '%T/picture.ppm' cannot be read as a TIFF, JPEG or PNG picture.");
-    row("a picture with a profile for other colours",
-        "sRGB",
-        {QStringLiteral("%T/mixed.tif"), o, output},
-        "The profile in '%T/mixed.tif' is for other colours than its pixels.");
-    row("an output folder that is not there",
-        "sRGB",
-        {input, o, QStringLiteral("%T/none/o.tif")},
-        "'%T/none/o.tif' cannot be written: No such file or directory.");
-    row("a file as output folder",
-        "sRGB",
-        {input, o, QStringLiteral("%T/text.txt/o.tif")},
-        "'%T/text.txt/o.tif' cannot be written: Not a directory.");
-    row("a folder where nobody may write",
-        "sRGB",
-        {input, o, QStringLiteral("/proc/o.tif")},
-        "'/proc/o.tif' cannot be written: No such file or directory.");
-    row("an output in a format that is not written",
-        "sRGB",
-        {input, o, QStringLiteral("%T/o.gif")},
-        "'%T/o.gif' cannot be written: '.gif' is none of .tif, .tiff, .jpg, .jpeg and .png.");
-    row("CMYK as PNG",
-        "PressCMYK",
-        {input, o, QStringLiteral("%T/o.png")},
-        "'%T/o.png' cannot be written: PNG cannot hold CMYK colours.");
-    row("a profile that is none",
-        "sRGB",
-        {setoption, profile, QStringLiteral("%T/text.txt"), input, o, output},
-        "'%T/text.txt' is not an ICC profile.");
-    row("a profile that is missing",
-        "sRGB",
-        {setoption, profile, QStringLiteral("%T/none.icc"), input, o, output},
-        "The profile '%T/none.icc' does not exist or is not a file.");
-    row("a profile that is cut off",
-        "sRGB",
-        {setoption, profile, QStringLiteral("%T/cut.icc"), input, o, output},
-        "'%T/in.tif' could not be converted.");
-    row("a wrong value",
-        "sRGB",
-        {setoption, QStringLiteral("--quality"), QStringLiteral("500"), input, o, output},
-        "Usage: '500' is no quality from 1 to 100. See vond-sample --help.");
+    addBadInputs();
+    addBadOutputs();
+    addBadOptions();
 }
 
 void SampleToolTest::failuresHaveTwoTexts()
