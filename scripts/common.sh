@@ -6,9 +6,11 @@ cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." || exit
 # Same sorting, file names and messages on every machine.
 export LC_ALL=C.UTF-8
 
-# Configures and builds one preset. With ccache at hand a second clone builds faster.
+# build_preset PRESET [OPTION...]: configures and builds one preset; options go to "cmake --build".
+# With ccache at hand a second clone builds faster.
 build_preset() {
     local preset=$1
+    shift
     if command -v ccache >/dev/null; then
         # Only looked at when a build folder is made: an existing one is not built anew for it.
         export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER-ccache}
@@ -16,7 +18,7 @@ build_preset() {
     mkdir -p build
     local log=build/configure-$preset.log
     cmake --preset "$preset" >"$log" 2>&1 || { cat "$log" >&2; return 1; }
-    cmake --build --preset "$preset"
+    cmake --build --preset "$preset" "$@"
 }
 
 # What was built through sudo goes to the owner of the sources, who could not build there otherwise.

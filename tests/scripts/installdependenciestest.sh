@@ -75,7 +75,7 @@ root_needs_no_sudo() {
 
 groups_are_kept_apart() {
     run nobody SUDO=allowed 'LACKING=*' -- demo
-    expect "output" "$output" "Installing curl libvips-tools"
+    expect "output" "$output" "Installing curl liblcms2-utils libvips-tools"
 }
 
 without_rights_it_says_what_to_do() {
