@@ -473,10 +473,20 @@ private Q_SLOTS:
     {
         const Outcome outcome = feed({"GET /a?b HTTP/1.1\r\nHost: h:81\r\n\r\n"
                                       "GET /a HTTP/1.0\r\nConnection: keep-alive\r\n\r\n"
-                                      "GET http://o/p HTTP/1.1\r\nHost: h\r\n\r\n"});
+                                      "GET http://o/p HTTP/1.1\r\nHost: h\r\n\r\n"
+                                      "GET http://o HTTP/1.1\r\nHost: h\r\n\r\n"
+                                      "GET http://o?q HTTP/1.1\r\nHost: h\r\n\r\n"
+                                      "GET /a HTTP/1.1\r\nHost: h:99999\r\n\r\n"
+                                      "GET /a HTTP/1.1\r\nHost: [::zz]\r\n\r\n"
+                                      "OPTIONS * HTTP/1.1\r\nHost: h\r\n\r\n"});
         QCOMPARE(outcome.requests.at(0).url(), QUrl(QStringLiteral("http://h:81/a?b")));
         QCOMPARE(outcome.requests.at(1).url(), QUrl(QStringLiteral("http://localhost/a")));
         QCOMPARE(outcome.requests.at(2).url(), QUrl(QStringLiteral("http://o/p")));
+        QCOMPARE(outcome.requests.at(3).url(), QUrl(QStringLiteral("http://o/")));
+        QCOMPARE(outcome.requests.at(4).url(), QUrl(QStringLiteral("http://o/?q")));
+        QCOMPARE(outcome.requests.at(5).url(), QUrl(QStringLiteral("http://localhost/a")));
+        QCOMPARE(outcome.requests.at(6).url(), QUrl(QStringLiteral("http://localhost/a")));
+        QCOMPARE(outcome.requests.at(7).url().path(), QStringLiteral("*"));
     }
 
     void theInterimAnswerIsOwedOnceAndOnlyWhileNoBodyByteHasCome_data()
