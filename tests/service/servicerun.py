@@ -1,0 +1,165 @@
+"""The built service as a process of its own, with its own settings store and folders."""
+
+import os
+import pathlib
+import resource
+import shutil
+import signal
+import subprocess
+import tempfile
+import time
+
+import rawhttp
+
+READY = 30.0  # seconds
+
+
+class Service:
+    """Serves on a free port of 127.0.0.1 while the block lasts. Words are those of the command
+    line after the port; `limits` are (resource, soft and hard) pairs; `user` is a numeric id."""
+
+    def __init__(self, program: str, tool: str, environment: dict = None, limits: list = (),
+                 user: int = None, work_folder: str = None):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="vond-hostile-"))
+        self.program = program
+        self.tool = tool
+        self.limits = limits
+        self.user = user
+        for name in ("config/meridane", "systemconfig", "tmp"):
+            (self.folder / name).mkdir(parents=True)
+        self.work = pathlib.Path(work_folder) if work_folder else self.folder / "tmp"
+        self.environment = {
+            name: value for name, value in os.environ.items() if not name.startswith("QT_")}
+        self.environment.update(
+            XDG_CONFIG_HOME=str(self.folder / "config"),
+            XDG_CONFIG_DIRS=str(self.folder / "systemconfig"),
+            TMPDIR=str(self.folder / "tmp"), LC_ALL="C.UTF-8", QT_FORCE_STDERR_LOGGING="1")
+        self.environment.update(environment or {})
+        if work_folder:
+            (self.folder / "config/meridane/vondServer.conf").write_text(
+                f"[General]\nTempFolder={work_folder}\n", encoding="utf-8")
+        self.process = None
+        self.port = 0
+
+    @property
+    def address(self) -> tuple:
+        return ("127.0.0.1", self.port)
+
+    @property
+    def pid(self) -> int:
+        return self.process.pid
+
+    def __enter__(self):
+        self.start()
+        return self
+
+    def __exit__(self, *_):
+        self.stop()
+        shutil.rmtree(self.folder, ignore_errors=True)
+
+    def start(self) -> None:
+        def prepare():
+            for kind, value in self.limits:
+                resource.setrlimit(kind, (value, value))
+
+        own = {}
+        if self.user is not None:
+            for path in [self.folder, *self.folder.rglob("*")]:
+                os.chown(path, self.user, self.user)
+            own = {"user": self.user, "group": self.user, "extra_groups": []}
+        with open(self.folder / "output", "ab") as output, \
+                open(self.folder / "error", "ab") as error:
+            self.process = subprocess.Popen(
+                [self.program, "127.0.0.1", "0", self.tool], stdin=subprocess.DEVNULL,
+                stdout=output, stderr=error, env=self.environment, preexec_fn=prepare, **own)
+        deadline = time.monotonic() + READY
+        self.port = 0
+        while not self.port:
+            if self.process.poll() is not None or time.monotonic() > deadline:
+                raise RuntimeError("the service does not listen: " + self.errors())
+            time.sleep(0.005)
+            self.port = self._listening_port()
+
+    def stop(self) -> None:
+        if self.process and self.process.poll() is None:
+            self.process.terminate()
+            self.process.wait(READY)
+
+    def kill(self) -> None:
+        self.process.send_signal(signal.SIGKILL)
+        self.process.wait(READY)
+
+    def alive(self) -> bool:
+        return self.process.poll() is None
+
+    def errors(self) -> str:
+        return (self.folder / "error").read_text(encoding="utf-8", errors="replace")
+
+    def _listening_port(self) -> int:
+        sockets = set()
+        try:
+            for name in os.listdir(f"/proc/{self.pid}/fd"):
+                target = os.readlink(f"/proc/{self.pid}/fd/{name}")
+                if target.startswith("socket:["):
+                    sockets.add(target[8:-1])
+            with open(f"/proc/{self.pid}/net/tcp", encoding="ascii") as table:
+                for line in table.read().splitlines()[1:]:
+                    fields = line.split()
+                    if fields[3] == "0A" and fields[9] in sockets:
+                        return int(fields[1].split(":")[1], 16)
+        except FileNotFoundError:
+            pass  # a descriptor, or the process, that went meanwhile
+        return 0
+
+    # What it uses.
+
+    def descriptors(self) -> int:
+        return len(os.listdir(f"/proc/{self.pid}/fd"))
+
+    def threads(self) -> int:
+        return len(os.listdir(f"/proc/{self.pid}/task"))
+
+    def children(self) -> list:
+        """The process ids of the tools that run, or that nobody has waited for."""
+        found = []
+        for task in os.listdir(f"/proc/{self.pid}/task"):
+            try:
+                with open(f"/proc/{self.pid}/task/{task}/children", encoding="ascii") as file:
+                    found += [int(word) for word in file.read().split()]
+            except FileNotFoundError:
+                pass
+        return found
+
+    def processor_seconds(self) -> float:
+        with open(f"/proc/{self.pid}/stat", encoding="ascii") as file:
+            fields = file.read().rsplit(")", 1)[1].split()
+        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+    def memory(self) -> int:
+        """Bytes of address space."""
+        with open(f"/proc/{self.pid}/statm", encoding="ascii") as file:
+            return int(file.read().split()[0]) * os.sysconf("SC_PAGE_SIZE")
+
+    def limit(self, kind: int, value: int) -> tuple:
+        """Sets the soft limit while it runs; gives what it was."""
+        old = resource.prlimit(self.pid, kind)
+        resource.prlimit(self.pid, kind, (value, old[1]))
+        return old
+
+    def serves(self) -> bool:
+        """Whether a new client is answered."""
+        try:
+            answer = rawhttp.get(self.address, "/")
+        except (ConnectionError, TimeoutError):
+            return False
+        return answer is not None and answer.status == 200
+
+
+def eventually(condition, seconds: float = READY) -> bool:
+    """Whether the condition comes true in time. It is looked at again and again."""
+    deadline = time.monotonic() + seconds
+    while not condition():
+        if time.monotonic() > deadline:
+            return False
+        time.sleep(0.01)
+    return True
