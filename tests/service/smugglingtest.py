@@ -1,0 +1,261 @@
+#!/usr/bin/env python3
+"""Hides a second request behind every framing that could be read in two ways.
+
+    smugglingtest.py SERVICE TOOL                         the built service
+    smugglingtest.py --server HOST:PORT --folder FOLDER   what stands before it, a proxy for
+                                                          instance; FOLDER is the work folder
+
+The hidden request uploads a file under a name of its own. None may appear, the connection must end,
+and the service must serve on. Before and after, the same request behind a proper framing is
+executed, which shows that the proof could fail.
+"""
+
+import argparse
+import pathlib
+import sys
+
+import rawhttp
+import servicerun
+
+CHUNKS = "3\r\nabc\r\n0\r\n\r\n"
+
+# Name, what stands between the first line and the hidden request. "{hidden}" is that request and
+# "{size}" its size, for lengths that would skip or swallow it.
+HEAD = "POST /text HTTP/1.1\r\nHost: a\r\n"
+PATTERNS = [
+    # A length and a coding: whoever heeds one reads another end than whoever heeds the other.
+    ("CL.TE", HEAD + "Content-Length: 4\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n{hidden}"),
+    ("CL.TE, length over all",
+     HEAD + "Content-Length: {over}\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n{hidden}"),
+    ("TE.CL", HEAD + "Transfer-Encoding: chunked\r\nContent-Length: 4\r\n\r\n"
+              "{hexsize}\r\n{hidden}\r\n0\r\n\r\n"),
+    ("TE.CL, length 0", HEAD + "Transfer-Encoding: chunked\r\nContent-Length: 0\r\n\r\n"
+                        "{hexsize}\r\n{hidden}\r\n0\r\n\r\n"),
+    ("CL.0: length in a folded line", HEAD + "Content-Length:\r\n 0\r\n\r\n{hidden}"),
+    # Two codings: one reader may not see the second.
+    *[(f"TE.TE: {name}", HEAD + "Content-Length: 5\r\n" + field + "\r\n\r\n0\r\n\r\n{hidden}")
+      for name, field in (
+          ("xchunked", "Transfer-Encoding: xchunked"),
+          ("blank before the colon", "Transfer-Encoding : chunked"),
+          ("tab before the colon", "Transfer-Encoding\t: chunked"),
+          ("twice, the second unknown", "Transfer-Encoding: chunked\r\nTransfer-Encoding: x"),
+          ("twice, the first unknown", "Transfer-Encoding: x\r\nTransfer-Encoding: chunked"),
+          ("tab before the value", "Transfer-Encoding:\tchunked"),
+          ("vertical tab before the value", "Transfer-Encoding:\x0bchunked"),
+          ("blank before the name", " Transfer-Encoding: chunked"),
+          ("behind a line feed", "X: x\nTransfer-Encoding: chunked"),
+          ("behind a carriage return", "X: x\rTransfer-Encoding: chunked"),
+          ("folded", "Transfer-Encoding:\r\n chunked"),
+          ("folded, unknown first", "Transfer-Encoding: x,\r\n chunked"),
+          ("quoted", "Transfer-Encoding: \"chunked\""),
+          ("with a parameter", "Transfer-Encoding: chunked;a=b"),
+          ("list with identity", "Transfer-Encoding: identity, chunked"),
+          ("chunked, then identity", "Transfer-Encoding: chunked, identity"),
+          ("zero byte behind", "Transfer-Encoding: chunked\0"),
+          ("delete byte behind", "Transfer-Encoding: chunked\x7f"),
+          ("byte 160 before the value", "Transfer-Encoding:\xa0chunked"),
+          ("byte 255 behind", "Transfer-Encoding: chunked\xff"),
+          ("zero byte in the name", "Transfer-Enc\0oding: chunked"),
+          ("upper case", "TRANSFER-ENCODING: CHUNKED"),
+          ("byte 128 in the name", "Transfer-Encoding\x80: chunked"))],
+    # The same without a length: read as no body, the chunks would be the next request.
+    *[(f"TE alone: {name}", HEAD + field + "\r\n\r\n{hidden}")
+      for name, field in (
+          ("xchunked", "Transfer-Encoding: xchunked"),
+          ("identity", "Transfer-Encoding: identity"),
+          ("gzip", "Transfer-Encoding: gzip"),
+          ("empty", "Transfer-Encoding:"),
+          ("twice chunked", "Transfer-Encoding: chunked, chunked"),
+          ("chunked, then gzip", "Transfer-Encoding: chunked, gzip"),
+          ("blank before the colon", "Transfer-Encoding : chunked"),
+          ("folded", "Transfer-Encoding:\r\n\tchunked"))],
+    ("TE in HTTP/1.0", "POST /text HTTP/1.0\r\nHost: a\r\nConnection: keep-alive\r\n"
+                       "Transfer-Encoding: chunked\r\n\r\n0\r\n\r\n{hidden}"),
+    # Lengths.
+    ("CL.CL", HEAD + "Content-Length: {size}\r\nContent-Length: 0\r\n\r\n{hidden}"),
+    ("CL.CL, the other way", HEAD + "Content-Length: 0\r\nContent-Length: {size}\r\n\r\n{hidden}"),
+    *[(f"CL: {name}", HEAD + f"Content-Length: {value}\r\n\r\n{{hidden}}")
+      for name, value in (
+          ("list of two", "0, {size}"), ("list with an empty member", "0,"), ("plus", "+0"),
+          ("minus", "-0"), ("minus one", "-1"), ("blank inside", "0 0"), ("hexadecimal", "0x0"),
+          ("with a point", "0.0"), ("with an exponent", "0e5"), ("empty", ""), ("word", "zero"),
+          ("zero byte behind", "0\0"), ("vertical tab before", "\x0b0"), ("byte 160 before", "\xa00"),
+          ("2 to the 64th", "18446744073709551616"), ("2 to the 32nd, with a sign", "+4294967296"),
+          ("quoted", "\"0\""), ("semicolon behind", "0;"))],
+    ("CL: blank before the colon", HEAD + "Content-Length : {size}\r\n\r\n{hidden}"),
+    ("CL: blank before the name", HEAD + " Content-Length: {size}\r\n\r\n{hidden}"),
+    ("CL: folded", HEAD + "X: x\r\n Content-Length: {size}\r\n\r\n{hidden}"),
+    ("CL: behind a line feed", HEAD + "X: x\nContent-Length: {size}\r\n\r\n{hidden}"),
+    ("CL: behind a carriage return", HEAD + "X: x\rContent-Length: {size}\r\n\r\n{hidden}"),
+    ("CL: no colon", HEAD + "Content-Length {size}\r\n\r\n{hidden}"),
+    # The end of the head.
+    ("head ended by line feeds", HEAD + "X: x\n\n{hidden}"),
+    ("head ended by a line feed after a proper line", HEAD + "\n{hidden}"),
+    ("head ended by carriage returns", HEAD + "X: x\r\r{hidden}"),
+    ("head ended by CR LF CR", HEAD + "X: x\r\n\r{hidden}"),
+    ("head ended by a line of a blank", HEAD + "X: x\r\n \r\n{hidden}"),
+    ("zero byte before the end", HEAD + "X: x\0\r\n\r\n{hidden}"),
+    ("zero byte in the request line", "POST /text\0 HTTP/1.1\r\nHost: a\r\n\r\n{hidden}"),
+    ("line feed in the request line", "POST /text\n HTTP/1.1\r\nHost: a\r\n\r\n{hidden}"),
+    ("carriage return in the request line", "POST /text\r HTTP/1.1\r\nHost: a\r\n\r\n{hidden}"),
+    ("request line without a version", "POST /text\r\n\r\n{hidden}"),
+    ("two Hosts", HEAD + "Host: b\r\n\r\n{hidden}"),
+    ("no Host", "POST /text HTTP/1.1\r\n\r\n{hidden}"),
+    ("Host with a blank", "POST /text HTTP/1.1\r\nHost: a b\r\n\r\n{hidden}"),
+    # Chunks.
+    *[(f"chunks: {name}", HEAD + "Transfer-Encoding: chunked\r\n\r\n" + body)
+      for name, body in (
+          ("size overflows to 0", "10000000000000000\r\n{hidden}"),
+          ("size overflows to 3", "10000000000000003\r\nabc\r\n0\r\n\r\n{hidden}"),
+          ("size of 32 digits", "0000000000000001" * 2 + "\r\n{hidden}"),
+          ("size is minus 1", "-1\r\n{hidden}"),
+          ("size with a plus", "+0\r\n\r\n{hidden}"),
+          ("size with 0x", "0x0\r\n\r\n{hidden}"),
+          ("blank before the size", " 0\r\n\r\n{hidden}"),
+          ("no size", "\r\n\r\n{hidden}"),
+          ("no size, an extension", ";a\r\n\r\n{hidden}"),
+          ("size ended by a line feed", "0\n\r\n{hidden}"),
+          ("size ended by a carriage return", "0\r\r\n{hidden}"),
+          ("last chunk ended by line feeds", "0\n\n{hidden}"),
+          ("line feed in an extension", "0;a\nb\r\n\r\n{hidden}"),
+          ("carriage return in an extension", "0;a\rb\r\n\r\n{hidden}"),
+          ("zero byte in an extension", "0;a\0b\r\n\r\n{hidden}"),
+          ("extension hides a chunk", "3;\n0\r\n\r\nabc\r\n0\r\n\r\n{hidden}"),
+          ("data not ended", "3\r\nabc0\r\n\r\n{hidden}"),
+          ("data ended by a line feed", "3\r\nabc\n0\r\n\r\n{hidden}"),
+          ("data ended by a carriage return", "3\r\nabc\r0\r\n\r\n{hidden}"),
+          ("data ended by two other bytes", "3\r\nabcXX0\r\n\r\n{hidden}"),
+          ("data longer than told", "3\r\nabcd\r\n0\r\n\r\n{hidden}"),
+          ("trailer ended by line feeds", "0\r\nX: x\n\n{hidden}"),
+          ("trailer with a folded line", "0\r\nX: x\r\n y\r\n\r\n{hidden}"),
+          ("trailer with a coding", "0\r\nTransfer-Encoding: chunked\r\n\r\n{hidden}"),
+          ("trailer with a length", "0\r\nContent-Length: {size}\r\n\r\n{hidden}"))],
+    # Refused for other reasons, but refused: what follows must not be a request either.
+    ("unknown coding before chunked",
+     HEAD + "Transfer-Encoding: gzip, chunked\r\n\r\n0\r\n\r\n{hidden}"),
+    ("unknown expectation", HEAD + "Expect: tea\r\nContent-Length: 0\r\n\r\n{hidden}"),
+    ("unknown version", "POST /text HTTP/1.2\r\nHost: a\r\n\r\n{hidden}"),
+    ("unknown method", "BREW /text HTTP/1.1\r\nHost: a\r\n\r\n{hidden}"),
+    ("asked to close", HEAD + "Connection: close\r\nContent-Length: 0\r\n\r\n{hidden}"),
+    ("HTTP/1.0", "POST /text HTTP/1.0\r\nContent-Length: 0\r\n\r\n{hidden}"),
+]
+
+# Proper framings that only look odd: the bytes behind "{hidden}" are body, not a request, and the
+# connection goes on.
+SWALLOWED = [
+    ("request inside a body", HEAD + "Content-Length: {size}\r\n\r\n{hidden}"),
+    ("request inside a chunk",
+     HEAD + "Transfer-Encoding: chunked\r\n\r\n{hexsize}\r\n{hidden}\r\n0\r\n\r\n"),
+    ("request inside an extension",
+     HEAD + "Transfer-Encoding: chunked\r\n\r\n0;a=\"POST /upload/x HTTP/1.1\"\r\n\r\n"),
+    ("request behind a GET with a length",
+     "GET /text HTTP/1.1\r\nHost: a\r\nContent-Length: {size}\r\n\r\n{hidden}"),
+]
+
+
+def upload(name: str) -> str:
+    return (f"POST /upload/{name} HTTP/1.1\r\nHost: a\r\nContent-Length: 6\r\n"
+            "Connection: close\r\n\r\nhidden")
+
+
+def filled(pattern: str, name: str) -> bytes:
+    hidden = upload(name)
+    for key, value in (("size", str(len(hidden))), ("hexsize", f"{len(hidden):x}"),
+                       ("over", str(len(hidden) + 5)), ("hidden", hidden)):
+        pattern = pattern.replace("{" + key + "}", value)
+    return pattern.encode("latin-1")
+
+
+def pieces(data: bytes) -> list:
+    """Whole, and cut where a reader might lose its place: inside and right behind the head."""
+    cut = data.find(b"\r\n\r\n") + 4
+    return [[data], [data[:cut - 2], data[cut - 2:]], [data[:cut], data[cut:]]]
+
+
+class Run:
+    def __init__(self, address: tuple, folder: pathlib.Path):
+        self.address = address
+        self.folder = folder
+        self.number = 0
+        self.broken = 0
+
+    def fail(self, text: str) -> None:
+        self.broken += 1
+        print("FAIL " + text)
+
+    def next_name(self) -> str:
+        self.number += 1
+        return f"smuggled{self.number}"
+
+    def proof_could_fail(self) -> None:
+        name = self.next_name()
+        with rawhttp.RawClient(self.address) as client:
+            client.send(filled(HEAD + "Content-Length: 0\r\n\r\n{hidden}", name))
+            answers = [client.response(), client.response()]
+        if None in answers or not (self.folder / name).exists():
+            self.fail("an upload in plain sight made no file: the other checks prove nothing")
+
+    def refused(self, name: str, pattern: str) -> None:
+        file = self.next_name()
+        for parts in pieces(filled(pattern, file)):
+            with rawhttp.RawClient(self.address) as client:
+                for part in parts:
+                    client.send(part)
+                if not client.closed():
+                    self.fail(f"{name}: the connection is not ended")
+            if (self.folder / file).exists():
+                self.fail(f"{name}: the hidden request was executed")
+                return
+
+    def swallowed(self, name: str, pattern: str) -> None:
+        file = self.next_name()
+        for parts in pieces(filled(pattern, file)):
+            with rawhttp.RawClient(self.address) as client:
+                for part in parts:
+                    client.send(part)
+                first = client.response()
+                client.send(b"GET / HTTP/1.1\r\nHost: a\r\n\r\n")
+                second = client.response()
+                if not first or not second or (first.status, second.status) != (200, 200):
+                    self.fail(f"{name}: a proper request was not answered")
+            if (self.folder / file).exists():
+                self.fail(f"{name}: body bytes were executed")
+
+    def all(self) -> int:
+        self.proof_could_fail()
+        for name, pattern in PATTERNS:
+            try:
+                self.refused(name, pattern)
+            except OSError as error:
+                self.fail(f"{name}: {error}")
+        for name, pattern in SWALLOWED:
+            self.swallowed(name, pattern)
+        self.proof_could_fail()
+        print(f"{len(PATTERNS)} patterns refused, {len(SWALLOWED)} swallowed, each in 3 cuts: "
+              f"{self.broken} failed")
+        return self.broken
+
+
+def main() -> int:
+    parser = argparse.ArgumentParser(description=__doc__,
+                                     formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("service", nargs="?")
+    parser.add_argument("tool", nargs="?")
+    parser.add_argument("--server")
+    parser.add_argument("--folder")
+    options = parser.parse_args()
+    if options.server:
+        host, port = options.server.rsplit(":", 1)
+        return 1 if Run((host, int(port)), pathlib.Path(options.folder)).all() else 0
+    with servicerun.Service(options.service, options.tool) as service:
+        broken = Run(service.address, service.work).all()
+        left = [path.name for path in service.work.iterdir()
+                if path.read_bytes() != b"hidden"]
+        if left or not service.alive():
+            broken += 1
+            print(f"FAIL strange files {left}, or the service ended: {service.errors()}")
+    return 1 if broken else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
