@@ -45,7 +45,8 @@ QString memtest(int bytes)
 
 void insertImage(QJsonObject *vehicle, const QJsonValue &text)
 {
-    if (vehicle->insert(QLatin1String("imgData"), text) == vehicle->end()) {
+    const auto inserted = vehicle->insert(QLatin1String("imgData"), text);
+    if (inserted == vehicle->end()) {
         qDebug() << "Error: image too large for JSON object, must be less than 98MB";
     }
 }
