@@ -3,6 +3,7 @@
 #include "settings/keys.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFile>
 #include <QSettings>
 
@@ -19,6 +20,29 @@ void useOwnSettings()
 void setWorkFolder(const QString &folder)
 {
     QSettings().setValue(settings::tempFolderKey, folder);
+}
+
+// Not below the program's own temporary folder: a dot anywhere in the path matters to the rule for
+// free names, so there is none.
+OwnWorkFolder::OwnWorkFolder()
+    : m_folder(QStringLiteral("/tmp/vondtest-XXXXXX"))
+{
+    setWorkFolder(path());
+}
+
+QString OwnWorkFolder::path() const
+{
+    return m_folder.path();
+}
+
+QString OwnWorkFolder::filePath(const QString &name) const
+{
+    return path() + QLatin1Char('/') + name;
+}
+
+QStringList OwnWorkFolder::names() const
+{
+    return QDir(path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
 }
 
 QByteArray contentOf(const QString &path)

@@ -142,6 +142,12 @@ int progressAtTheEnd(const Arguments &arguments)
     return EXIT_SUCCESS;
 }
 
+int anOutputFile(const Arguments &arguments)
+{
+    out("Output file:  " + writeOutput(arguments) + " \n");
+    return EXIT_SUCCESS;
+}
+
 int aFileAndNoWords(const Arguments &arguments)
 {
     writeOutput(arguments);
@@ -239,6 +245,7 @@ int dieByASignal(const Arguments &)
 const std::map<std::string, std::function<int(const Arguments &)>> behaviours{
     {"progress, then a file", progressThenAFile},
     {"progress at the end", progressAtTheEnd},
+    {"an output file", anOutputFile},
     {"a file and no words", aFileAndNoWords},
     {"error on standard error", errorOnStandardError},
     {"error about the last argument", errorAboutTheLastArgument},
