@@ -1,0 +1,235 @@
+#include "tool/convertwithlocaldata.h"
+
+#include "tests/support/messagecatcher.h"
+#include "tests/support/outputcatcher.h"
+#include "tests/support/ownfolders.h"
+#include "tests/support/standin.h"
+
+#include <QtTest>
+
+namespace {
+
+const QByteArray plainBody(R"({"fileName": "name.ext", "imgData": "bmV3", "configuration": "X"})");
+
+QByteArray bodyWithOptions(const QByteArray &list)
+{
+    return R"({"fileName": "a.tif", "imgData": "bmV3", "configuration": "X", )"
+           R"("setOptions": {"setOptions": )"
+        + list + "}}";
+}
+
+} // namespace
+
+class ConvertWithLocalDataTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void theImageIsWrittenAndTheToolGetsItsPath();
+    void argumentsAndOutputAreLogged();
+    void sameNamesAreNumberedInInputAndOutput();
+    void optionsStandBehindTheConfiguration();
+    void aFileOptionIsWrittenAndItsPathPassed();
+    void aTakenFileOptionIsNumbered();
+    void theReportedOutputIsTheAnswer();
+    void aSilentToolGivesTheBareName();
+    void anErrorGivesTheToolsWords();
+    void aBodyThatIsNoJsonRunsTheToolWithEmptyValues();
+    void withoutAToolTheAnswerIsTheRefusal();
+    void aFileOptionThatCannotBeWrittenStopsBeforeAllElse();
+    void anImageThatCannotBeWrittenIsAnsweredEmpty();
+    void aToolThatCannotBeStartedIsToldWithTheInput();
+};
+
+void ConvertWithLocalDataTest::initTestCase()
+{
+    useOwnSettings();
+}
+
+void ConvertWithLocalDataTest::init()
+{
+    standin::behave("print nothing");
+}
+
+void ConvertWithLocalDataTest::theImageIsWrittenAndTheToolGetsItsPath()
+{
+    const OwnWorkFolder folder;
+    const MessageCatcher catcher;
+    QCOMPARE(tool::convertWithLocalData(standin::path(), plainBody), QStringLiteral("name_X.ext"));
+    const QStringList arguments{
+        QStringLiteral("--translateerror"),
+        QStringLiteral("--overwriteoutput=increment"),
+        QStringLiteral("-c"),
+        QStringLiteral("X"),
+        folder.filePath(QStringLiteral("name.ext")),
+        QStringLiteral("-o"),
+        folder.filePath(QStringLiteral("name_X.ext")),
+    };
+    QCOMPARE(standin::arguments(), arguments);
+    QCOMPARE(contentOf(folder.filePath(QStringLiteral("name.ext"))), QByteArray("new"));
+}
+
+void ConvertWithLocalDataTest::argumentsAndOutputAreLogged()
+{
+    const OwnWorkFolder folder;
+    const MessageCatcher catcher;
+    standin::behave("text and status three");
+    QCOMPARE(tool::convertWithLocalData(standin::path(), plainBody),
+             folder.filePath(QStringLiteral("name_X.ext")));
+    const QStringList lines{
+        QStringLiteral("arguments:"),
+        QStringLiteral("(\"--translateerror\", \"--overwriteoutput=increment\", \"-c\", \"X\", "
+                       "\"%1/name.ext\", \"-o\", \"%1/name_X.ext\")")
+            .arg(folder.path()),
+        QStringLiteral(R"(fromVond-StdOut: "stand-in 1.0 \xE2\x82\xAC\n")"),
+        QStringLiteral(R"(fromVondErr: "a warning\n")"),
+    };
+    QCOMPARE(catcher.messages(), lines);
+}
+
+void ConvertWithLocalDataTest::sameNamesAreNumberedInInputAndOutput()
+{
+    const OwnWorkFolder folder;
+    const MessageCatcher catcher;
+    QCOMPARE(tool::convertWithLocalData(standin::path(), plainBody), QStringLiteral("name_X.ext"));
+    QCOMPARE(tool::convertWithLocalData(standin::path(), plainBody),
+             QStringLiteral("name_1_X.ext"));
+    const QStringList names{QStringLiteral("name.ext"), QStringLiteral("name_1.ext")};
+    QCOMPARE(folder.names(), names);
+}
+
+void ConvertWithLocalDataTest::optionsStandBehindTheConfiguration()
+{
+    const OwnWorkFolder folder;
+    const MessageCatcher catcher;
+    QCOMPARE(tool::convertWithLocalData(standin::path(), bodyWithOptions(R"([{"--dpi": "300"}])")),
+             QStringLiteral("a_X.tif"));
+    const QStringList middle{QStringLiteral("X"),
+                             QStringLiteral("setoption"),
+                             QStringLiteral("--dpi"),
+                             QStringLiteral("300"),
+                             folder.filePath(QStringLiteral("a.tif"))};
+    QCOMPARE(standin::arguments().mid(3, 5), middle);
+}
+
+void ConvertWithLocalDataTest::aFileOptionIsWrittenAndItsPathPassed()
+{
+    const OwnWorkFolder folder;
+    const MessageCatcher catcher;
+    QCOMPARE(tool::convertWithLocalData(
+                 standin::path(),
+                 bodyWithOptions(R"([{"local:": {"filename": "p.icc", "data": "QUJD", )"
+                                 R"("option": "--profile"}}])")),
+             QStringLiteral("a_X.tif"));
+    const QStringList middle{QStringLiteral("setoption"),
+                             QStringLiteral("--profile"),
+                             folder.filePath(QStringLiteral("p.icc"))};
+    QCOMPARE(standin::arguments().mid(4, 3), middle);
+    QCOMPARE(contentOf(folder.filePath(QStringLiteral("p.icc"))), QByteArray("ABC"));
+}
+
+void ConvertWithLocalDataTest::aTakenFileOptionIsNumbered()
+{
+    const OwnWorkFolder folder;
+    const MessageCatcher catcher;
+    makeFile(folder.filePath(QStringLiteral("p.icc")));
+    QCOMPARE(tool::convertWithLocalData(
+                 standin::path(),
+                 bodyWithOptions(R"([{"local:": {"filename": "p.icc", "option": "--profile"}}])")),
+             QStringLiteral("a_X.tif"));
+    QCOMPARE(standin::arguments().value(6), folder.filePath(QStringLiteral("p_1.icc")));
+}
+
+void ConvertWithLocalDataTest::theReportedOutputIsTheAnswer()
+{
+    const OwnWorkFolder folder;
+    const MessageCatcher catcher;
+    makeFile(folder.filePath(QStringLiteral("name_X.ext")), "old");
+    standin::behave("an output file");
+    QCOMPARE(tool::convertWithLocalData(standin::path(), plainBody),
+             folder.filePath(QStringLiteral("name_X_1.ext")));
+    QCOMPARE(contentOf(folder.filePath(QStringLiteral("name_X_1.ext"))), QByteArray("converted"));
+    QCOMPARE(contentOf(folder.filePath(QStringLiteral("name_X.ext"))), QByteArray("old"));
+}
+
+void ConvertWithLocalDataTest::aSilentToolGivesTheBareName()
+{
+    const OwnWorkFolder folder;
+    const MessageCatcher catcher;
+    standin::behave("a file and no words");
+    QCOMPARE(tool::convertWithLocalData(standin::path(), plainBody), QStringLiteral("name_X.ext"));
+    QCOMPARE(contentOf(folder.filePath(QStringLiteral("name_X.ext"))), QByteArray("converted"));
+}
+
+void ConvertWithLocalDataTest::anErrorGivesTheToolsWords()
+{
+    const OwnWorkFolder folder;
+    const MessageCatcher catcher;
+    standin::behave("error on standard error");
+    QCOMPARE(tool::convertWithLocalData(standin::path(), plainBody),
+             QStringLiteral("Progress: 10%\n"
+                            "Die Datei kann nicht gelesen werden: \u00e4\u00f6\u00fc\n"));
+}
+
+void ConvertWithLocalDataTest::aBodyThatIsNoJsonRunsTheToolWithEmptyValues()
+{
+    const OwnWorkFolder folder;
+    const MessageCatcher catcher;
+    QCOMPARE(tool::convertWithLocalData(standin::path(), "no JSON"), QStringLiteral("_1_."));
+    const QStringList end{QString(),
+                          folder.filePath(QStringLiteral("_1.")),
+                          QStringLiteral("-o"),
+                          folder.filePath(QStringLiteral("_1_."))};
+    QCOMPARE(standin::arguments().mid(3), end);
+}
+
+void ConvertWithLocalDataTest::withoutAToolTheAnswerIsTheRefusal()
+{
+    const OwnWorkFolder folder;
+    OutputCatcher errors(OutputCatcher::Channel::Error);
+    QCOMPARE(tool::convertWithLocalData(QStringLiteral("/no/vond"), plainBody),
+             QStringLiteral("error: no vond-exe not found:/no/vond"));
+    QCOMPARE(errors.take(), QByteArray("error: no vond-exe not found/no/vond\n"));
+    QCOMPARE(folder.names(), QStringList());
+}
+
+void ConvertWithLocalDataTest::aFileOptionThatCannotBeWrittenStopsBeforeAllElse()
+{
+    const OwnWorkFolder folder;
+    OutputCatcher errors(OutputCatcher::Channel::Error);
+    QCOMPARE(tool::convertWithLocalData(
+                 standin::path(), bodyWithOptions(R"([{"local:": {"filename": "none/p.icc"}}])")),
+             QStringLiteral("Error: saving data to file"));
+    QCOMPARE(errors.take(),
+             "Could not open " + folder.path().toLocal8Bit()
+                 + "/none/p.icc for writing: No such file or directory\n");
+    QVERIFY(!standin::ran());
+    QCOMPARE(folder.names(), QStringList());
+}
+
+void ConvertWithLocalDataTest::anImageThatCannotBeWrittenIsAnsweredEmpty()
+{
+    const OwnWorkFolder folder;
+    OutputCatcher errors(OutputCatcher::Channel::Error);
+    QCOMPARE(tool::convertWithLocalData(standin::path(), R"({"fileName": "none/a.tif"})"),
+             QString());
+    QCOMPARE(errors.take(),
+             "Could not open " + folder.path().toLocal8Bit()
+                 + "/none/a.tif for writing: No such file or directory\n");
+    QVERIFY(!standin::ran());
+}
+
+void ConvertWithLocalDataTest::aToolThatCannotBeStartedIsToldWithTheInput()
+{
+    const OwnWorkFolder folder;
+    const MessageCatcher catcher;
+    OutputCatcher errors(OutputCatcher::Channel::Error);
+    QCOMPARE(tool::convertWithLocalData(folder.path(), plainBody), QString());
+    QCOMPARE(errors.take(),
+             "vond process timeout converting: " + folder.path().toLocal8Bit() + "/name.ext\n");
+}
+
+QTEST_GUILESS_MAIN(ConvertWithLocalDataTest)
+#include "convertwithlocaldatatest.moc"

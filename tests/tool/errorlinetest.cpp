@@ -1,0 +1,46 @@
+#include "tool/errorline.h"
+
+#include "tests/support/outputcatcher.h"
+#include "tool/utf8text.h"
+
+#include <QtTest>
+
+class ErrorLineTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void aLineGoesToStandardErrorWithItsLineEnd();
+    void aZeroByteDoesNotEndTheLine();
+    void aZeroByteDoesNotEndAText();
+    void bytesThatAreNoUtf8BecomeReplacementCharacters();
+};
+
+void ErrorLineTest::aLineGoesToStandardErrorWithItsLineEnd()
+{
+    OutputCatcher errors(OutputCatcher::Channel::Error);
+    OutputCatcher output(OutputCatcher::Channel::Output);
+    tool::writeErrorLine("error: \xc3\xa4");
+    QCOMPARE(errors.take(), QByteArray("error: \xc3\xa4\n"));
+    QCOMPARE(output.take(), QByteArray());
+}
+
+void ErrorLineTest::aZeroByteDoesNotEndTheLine()
+{
+    OutputCatcher errors(OutputCatcher::Channel::Error);
+    tool::writeErrorLine(QByteArray("a\0b", 3));
+    QCOMPARE(errors.take(), QByteArray("a\0b\n", 4));
+}
+
+void ErrorLineTest::aZeroByteDoesNotEndAText()
+{
+    QCOMPARE(tool::utf8Text(QByteArray("a\0b", 3)), QStringLiteral("a") + QChar(0) + QChar(u'b'));
+}
+
+void ErrorLineTest::bytesThatAreNoUtf8BecomeReplacementCharacters()
+{
+    QCOMPARE(tool::utf8Text("caf\xe9"), QStringLiteral("caf\uFFFD"));
+}
+
+QTEST_GUILESS_MAIN(ErrorLineTest)
+#include "errorlinetest.moc"

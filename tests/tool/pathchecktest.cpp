@@ -1,0 +1,62 @@
+#include "tool/pathcheck.h"
+
+#include "tests/support/outputcatcher.h"
+#include "tests/support/ownfolders.h"
+
+#include <QtTest>
+
+class PathCheckTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void noPathIsRefusedInTheSameWordsOnConsoleAndInTheAnswer();
+    void aMissingToolIsRefusedWithAColonInTheAnswerOnly();
+    void aMarkerInThePathIsNotFilled();
+    void anExistingFilePassesInSilence();
+    void anExistingFolderPassesToo();
+};
+
+void PathCheckTest::noPathIsRefusedInTheSameWordsOnConsoleAndInTheAnswer()
+{
+    OutputCatcher errors(OutputCatcher::Channel::Error);
+    const auto refusal = tool::refuseBadPath(QString());
+    QCOMPARE(errors.take(), QByteArray("error: no vondPath set\n"));
+    QVERIFY(refusal);
+    QCOMPARE(*refusal, QStringLiteral("error: no vondPath set"));
+}
+
+void PathCheckTest::aMissingToolIsRefusedWithAColonInTheAnswerOnly()
+{
+    OutputCatcher errors(OutputCatcher::Channel::Error);
+    const auto refusal = tool::refuseBadPath(QStringLiteral("/no/v\u00f6nd"));
+    QCOMPARE(errors.take(), QByteArray("error: no vond-exe not found/no/v\xc3\xb6nd\n"));
+    QVERIFY(refusal);
+    QCOMPARE(*refusal, QStringLiteral("error: no vond-exe not found:/no/v\u00f6nd"));
+}
+
+void PathCheckTest::aMarkerInThePathIsNotFilled()
+{
+    OutputCatcher errors(OutputCatcher::Channel::Error);
+    const auto refusal = tool::refuseBadPath(QStringLiteral("/no/%1"));
+    QCOMPARE(errors.take(), QByteArray("error: no vond-exe not found/no/%1\n"));
+    QCOMPARE(refusal.value_or(QString()), QStringLiteral("error: no vond-exe not found:/no/%1"));
+}
+
+void PathCheckTest::anExistingFilePassesInSilence()
+{
+    const OwnWorkFolder folder;
+    makeFile(folder.filePath(QStringLiteral("vond")));
+    OutputCatcher errors(OutputCatcher::Channel::Error);
+    QVERIFY(!tool::refuseBadPath(folder.filePath(QStringLiteral("vond"))));
+    QCOMPARE(errors.take(), QByteArray());
+}
+
+void PathCheckTest::anExistingFolderPassesToo()
+{
+    const OwnWorkFolder folder;
+    QVERIFY(!tool::refuseBadPath(folder.path()));
+}
+
+QTEST_GUILESS_MAIN(PathCheckTest)
+#include "pathchecktest.moc"

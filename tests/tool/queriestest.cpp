@@ -1,0 +1,128 @@
+#include "tool/queries.h"
+
+#include "tests/support/messagecatcher.h"
+#include "tests/support/outputcatcher.h"
+#include "tests/support/ownfolders.h"
+#include "tests/support/standin.h"
+
+#include <QtTest>
+
+class QueriesTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void versionAsksWithOneWordAndLogsNothing();
+    void listconfigurationsAsksWithOneWordAndLogsTheBytes();
+    void configDetailsAsksForThreeFieldsAsJsonAndLogsTheBytes();
+    void aNameWithBlanksAndCommasStaysOneArgument();
+    void anAnswerIsNotTrimmed();
+    void bytesThatAreNoUtf8AreReplaced();
+    void aZeroByteDoesNotEndTheAnswer();
+    void errorsAloneAreAnEmptyAnswer();
+    void aFolderAsToolIsAnEmptyAnswer();
+    void withoutAToolTheAnswerIsTheRefusal();
+    void aZeroCharacterInTheNameIsAnEmptyAnswer();
+};
+
+void QueriesTest::versionAsksWithOneWordAndLogsNothing()
+{
+    standin::behave("print its arguments");
+    const MessageCatcher catcher;
+    QCOMPARE(tool::version(standin::path()), QStringLiteral("version\n"));
+    QCOMPARE(standin::arguments(), QStringList{QStringLiteral("version")});
+    QCOMPARE(catcher.messages(), QStringList());
+}
+
+void QueriesTest::listconfigurationsAsksWithOneWordAndLogsTheBytes()
+{
+    standin::behave("text and status three");
+    const MessageCatcher catcher;
+    QCOMPARE(tool::listconfigurations(standin::path()), QStringLiteral("stand-in 1.0 \u20ac\n"));
+    QCOMPARE(standin::arguments(), QStringList{QStringLiteral("listconfigurations")});
+    QCOMPARE(catcher.messages(), QStringList{QStringLiteral(R"("stand-in 1.0 \xE2\x82\xAC\n")")});
+}
+
+void QueriesTest::configDetailsAsksForThreeFieldsAsJsonAndLogsTheBytes()
+{
+    standin::behave("text and status three");
+    const MessageCatcher catcher;
+    QCOMPARE(tool::configDetails(standin::path(), QStringLiteral("Web")),
+             QStringLiteral("stand-in 1.0 \u20ac\n"));
+    const QStringList arguments{
+        QStringLiteral("listconfigurations"),
+        QStringLiteral("--format=json"),
+        QStringLiteral("--name=Web"),
+        QStringLiteral("--details=DocumentColorSpace,DstProfile,PSLayersOption"),
+    };
+    QCOMPARE(standin::arguments(), arguments);
+    QCOMPARE(catcher.messages(), QStringList{QStringLiteral(R"("stand-in 1.0 \xE2\x82\xAC\n")")});
+}
+
+void QueriesTest::aNameWithBlanksAndCommasStaysOneArgument()
+{
+    standin::behave("print nothing");
+    const MessageCatcher catcher;
+    QCOMPARE(tool::configDetails(standin::path(), QStringLiteral("Coated, 80 g %1 \"x\"")),
+             QString());
+    QCOMPARE(standin::arguments().size(), 4);
+    QCOMPARE(standin::arguments().at(2), QStringLiteral("--name=Coated, 80 g %1 \"x\""));
+}
+
+void QueriesTest::anAnswerIsNotTrimmed()
+{
+    standin::behave("text and status three");
+    QVERIFY(tool::version(standin::path()).endsWith(QLatin1Char('\n')));
+}
+
+void QueriesTest::bytesThatAreNoUtf8AreReplaced()
+{
+    standin::behave("bytes that are no UTF-8");
+    QCOMPARE(tool::version(standin::path()), QStringLiteral("caf\uFFFD \uFFFD\n"));
+}
+
+void QueriesTest::aZeroByteDoesNotEndTheAnswer()
+{
+    standin::behave("bytes with a zero");
+    QCOMPARE(tool::version(standin::path()),
+             QStringLiteral("before") + QChar(0) + QStringLiteral("after\n"));
+}
+
+void QueriesTest::errorsAloneAreAnEmptyAnswer()
+{
+    standin::behave("no such behaviour"); // tells so on standard error
+    QCOMPARE(tool::version(standin::path()), QString());
+    QVERIFY(standin::ran());
+}
+
+void QueriesTest::aFolderAsToolIsAnEmptyAnswer()
+{
+    const OwnWorkFolder folder;
+    OutputCatcher errors(OutputCatcher::Channel::Error);
+    QCOMPARE(tool::version(folder.path()), QString());
+    QCOMPARE(errors.take(), QByteArray());
+}
+
+void QueriesTest::withoutAToolTheAnswerIsTheRefusal()
+{
+    const QString refusal = QStringLiteral("error: no vondPath set");
+    OutputCatcher errors(OutputCatcher::Channel::Error);
+    QCOMPARE(tool::version(QString()), refusal);
+    QCOMPARE(tool::listconfigurations(QString()), refusal);
+    QCOMPARE(tool::configDetails(QString(), QStringLiteral("Web")), refusal);
+    QCOMPARE(errors.take(), QByteArray("error: no vondPath set\n").repeated(3));
+}
+
+void QueriesTest::aZeroCharacterInTheNameIsAnEmptyAnswer()
+{
+    standin::behave("print its arguments");
+    const MessageCatcher catcher;
+    OutputCatcher errors(OutputCatcher::Channel::Error);
+    QCOMPARE(tool::configDetails(standin::path(), QStringLiteral("Web") + QChar(0)), QString());
+    QCOMPARE(errors.take(),
+             QByteArray("error: zero character in an argument, the tool is not started\n"));
+    QVERIFY(!standin::ran());
+}
+
+QTEST_GUILESS_MAIN(QueriesTest)
+#include "queriestest.moc"

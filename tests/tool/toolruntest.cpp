@@ -1,0 +1,178 @@
+#include "tests/support/messagecatcher.h"
+#include "tests/support/outputcatcher.h"
+#include "tests/support/ownfolders.h"
+#include "tests/support/standin.h"
+#include "tool/run.h"
+
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QtTest>
+
+namespace {
+
+constexpr int shortTimeoutMs = 300;
+
+} // namespace
+
+class ToolRunTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void argumentsArriveOneByOneAsTheyAre();
+    void aPathWithBlanksIsTheProgramAndNotSplit();
+    void aQueryAnswersWhatWasPrintedAndNotTheErrors();
+    void aQueryOfAToolThatCannotBeStartedIsEmpty();
+    void aQueryOfAHangingToolAnswersWhatItPrintedAndTheToolIsGone();
+    void theTimeoutOfAQueryIsThirtySeconds();
+    void aRunToTheEndGivesAndLogsBothChannels();
+    void aRunToTheEndTakesMoreThanAPipeHolds();
+    void aToolThatDiesIsNotTreatedSpecially();
+    void aRunThatCannotBeStartedIsAFailedWait();
+    void aZeroCharacterInAnArgumentStartsNothing();
+    void aFailedConversionWaitIsToldWithTheInput();
+    void onlyTheBeginningOfStandardErrorReportsAnError_data();
+    void onlyTheBeginningOfStandardErrorReportsAnError();
+};
+
+void ToolRunTest::initTestCase()
+{
+    useOwnSettings();
+}
+
+void ToolRunTest::argumentsArriveOneByOneAsTheyAre()
+{
+    const QStringList arguments{
+        QStringLiteral("two words"),
+        QString(),
+        QStringLiteral("\"quoted\" 'and' $HOME; ls"),
+        QStringLiteral("line\nend"),
+        QStringLiteral("-o"),
+    };
+    standin::behave("print nothing");
+    QVERIFY(tool::runToEnd(standin::path(), arguments));
+    QCOMPARE(standin::arguments(), arguments);
+}
+
+void ToolRunTest::aPathWithBlanksIsTheProgramAndNotSplit()
+{
+    const OwnWorkFolder folder;
+    const QString path = folder.filePath(QStringLiteral("my own tool"));
+    QVERIFY(QFile::link(standin::path(), path));
+    standin::behave("print its arguments");
+    QCOMPARE(tool::shortQuery(path, {QStringLiteral("a")}), QByteArray("a\n"));
+}
+
+void ToolRunTest::aQueryAnswersWhatWasPrintedAndNotTheErrors()
+{
+    standin::behave("text and status three");
+    QCOMPARE(tool::shortQuery(standin::path(), {}), QByteArray("stand-in 1.0 \xe2\x82\xac\n"));
+}
+
+void ToolRunTest::aQueryOfAToolThatCannotBeStartedIsEmpty()
+{
+    const OwnWorkFolder folder;
+    OutputCatcher errors(OutputCatcher::Channel::Error);
+    QCOMPARE(tool::shortQuery(folder.path(), {}), QByteArray());
+    QCOMPARE(errors.take(), QByteArray());
+}
+
+void ToolRunTest::aQueryOfAHangingToolAnswersWhatItPrintedAndTheToolIsGone()
+{
+    standin::behave("hang after a word");
+    const MessageCatcher catcher; // Qt tells that it ends a running process
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(tool::shortQuery(standin::path(), {}, shortTimeoutMs), QByteArray("partial\n"));
+    QVERIFY2(timer.elapsed() >= shortTimeoutMs, "answered before the time was up");
+    QVERIFY(standin::processId() > 0);
+    QVERIFY(!standin::isAlive(standin::processId()));
+}
+
+void ToolRunTest::theTimeoutOfAQueryIsThirtySeconds()
+{
+    QCOMPARE(tool::queryTimeoutMs, 30000);
+}
+
+void ToolRunTest::aRunToTheEndGivesAndLogsBothChannels()
+{
+    standin::behave("text and status three");
+    const MessageCatcher catcher;
+    const auto output = tool::runToEnd(standin::path(), {});
+    QVERIFY(output);
+    QCOMPARE(output->stdOut, QByteArray("stand-in 1.0 \xe2\x82\xac\n"));
+    QCOMPARE(output->stdErr, QByteArray("a warning\n"));
+    const QStringList expected{
+        QStringLiteral(R"(fromVond-StdOut: "stand-in 1.0 \xE2\x82\xAC\n")"),
+        QStringLiteral(R"(fromVondErr: "a warning\n")"),
+    };
+    QCOMPARE(catcher.messages(), expected);
+}
+
+void ToolRunTest::aRunToTheEndTakesMoreThanAPipeHolds()
+{
+    standin::behave("much on both channels");
+    const MessageCatcher catcher;
+    const auto output = tool::runToEnd(standin::path(), {});
+    QVERIFY(output);
+    QCOMPARE(output->stdOut, QByteArray(1024 * 1024, 'x'));
+    QCOMPARE(output->stdErr, QByteArray(1024 * 1024, 'x'));
+}
+
+void ToolRunTest::aToolThatDiesIsNotTreatedSpecially()
+{
+    standin::behave("die by a signal");
+    const auto output = tool::runToEnd(standin::path(), {});
+    QVERIFY(output);
+    QCOMPARE(output->stdOut, QByteArray("half\n"));
+}
+
+void ToolRunTest::aRunThatCannotBeStartedIsAFailedWait()
+{
+    const OwnWorkFolder folder;
+    const MessageCatcher catcher;
+    QVERIFY(!tool::runToEnd(folder.path(), {}));
+    QCOMPARE(catcher.messages(), QStringList());
+}
+
+void ToolRunTest::aZeroCharacterInAnArgumentStartsNothing()
+{
+    standin::behave("print nothing");
+    const QStringList arguments{QStringLiteral("good"), QStringLiteral("cut") + QChar(0)};
+    OutputCatcher errors(OutputCatcher::Channel::Error);
+    QVERIFY(!tool::runToEnd(standin::path(), arguments));
+    QCOMPARE(errors.take(),
+             QByteArray("error: zero character in an argument, the tool is not started\n"));
+    QVERIFY(!standin::ran());
+}
+
+void ToolRunTest::aFailedConversionWaitIsToldWithTheInput()
+{
+    OutputCatcher errors(OutputCatcher::Channel::Error);
+    tool::reportFailedConversionWait(QStringLiteral("/tmp/a%s.tif"));
+    QCOMPARE(errors.take(), QByteArray("vond process timeout converting: /tmp/a%s.tif\n"));
+}
+
+void ToolRunTest::onlyTheBeginningOfStandardErrorReportsAnError_data()
+{
+    QTest::addColumn<QByteArray>("stdErr");
+    QTest::addColumn<bool>("reports");
+
+    QTest::newRow("the marker alone") << QByteArray("Error:") << true;
+    QTest::newRow("the marker and more") << QByteArray("Error: no\nmore") << true;
+    QTest::newRow("nothing") << QByteArray() << false;
+    QTest::newRow("other case") << QByteArray("error: no") << false;
+    QTest::newRow("no colon") << QByteArray("Error no") << false;
+    QTest::newRow("after a blank") << QByteArray(" Error: no") << false;
+    QTest::newRow("in the second line") << QByteArray("Warning\nError: no") << false;
+}
+
+void ToolRunTest::onlyTheBeginningOfStandardErrorReportsAnError()
+{
+    QFETCH(const QByteArray, stdErr);
+    QTEST(tool::reportsError(stdErr), "reports");
+}
+
+QTEST_GUILESS_MAIN(ToolRunTest)
+#include "toolruntest.moc"
