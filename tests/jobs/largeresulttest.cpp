@@ -1,0 +1,90 @@
+#include "jobs/result.h"
+#include "jobs/wholefile.h"
+#include "tests/support/outputcatcher.h"
+#include "tests/support/ownfolders.h"
+
+#include <QtTest>
+
+#include <cstring>
+
+namespace {
+
+// "first", zeroes that take no room on the disk, "last".
+bool makeSparseFile(const QString &path, qint64 size)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write("first") == 5 && file.seek(size - 4)
+        && file.write("last") == 4;
+}
+
+bool isZeroBetweenTheWords(const QByteArray &bytes)
+{
+    // The first byte is, and each equals its neighbour.
+    const char *const zeroes = bytes.constData() + 5;
+    return *zeroes == 0 && std::memcmp(zeroes, zeroes + 1, size_t(bytes.size() - 10)) == 0;
+}
+
+} // namespace
+
+class LargeResultTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void aFileJustBelowTheLimitIsServedWhole_data();
+    void aFileJustBelowTheLimitIsServedWhole();
+    void anArrayInItsOwnBlockIsWrittenInPlace();
+    void anArrayInItsOwnBlockIsSharedAndOutlivesItsFirstOwner();
+};
+
+void LargeResultTest::initTestCase()
+{
+    useOwnSettings();
+}
+
+void LargeResultTest::aFileJustBelowTheLimitIsServedWhole_data()
+{
+    QTest::addColumn<int>("size");
+
+    QTest::newRow("the longest that Qt itself makes") << jobs::longestPlainArray;
+    QTest::newRow("one byte more") << jobs::longestPlainArray + 1;
+    QTest::newRow("the last byte below the limit") << 2147483646;
+}
+
+void LargeResultTest::aFileJustBelowTheLimitIsServedWhole()
+{
+    QFETCH(const int, size);
+    const OwnWorkFolder folder;
+    QVERIFY(makeSparseFile(folder.filePath(QStringLiteral("a")), size));
+    OutputCatcher errors(OutputCatcher::Channel::Error);
+    const QByteArray bytes = jobs::getConversionResult(QStringLiteral("a"));
+    QCOMPARE(errors.take(), QByteArray());
+    QCOMPARE(bytes.size(), size);
+    QVERIFY(bytes.startsWith("first"));
+    QVERIFY(bytes.endsWith("last"));
+    QVERIFY(isZeroBetweenTheWords(bytes));
+}
+
+void LargeResultTest::anArrayInItsOwnBlockIsWrittenInPlace()
+{
+    QByteArray bytes = jobs::uninitializedArray(jobs::longestPlainArray + 1);
+    const char *const block = bytes.constData();
+    QCOMPARE(bytes.size(), jobs::longestPlainArray + 1);
+    QCOMPARE(bytes.constData()[bytes.size()], '\0');
+    bytes.data()[0] = 'a';
+    QVERIFY2(bytes.constData() == block, "writing to the only copy moved it");
+}
+
+void LargeResultTest::anArrayInItsOwnBlockIsSharedAndOutlivesItsFirstOwner()
+{
+    QByteArray bytes = jobs::uninitializedArray(jobs::longestPlainArray + 1);
+    bytes.data()[0] = 'a';
+    const QByteArray copy = bytes;
+    QVERIFY2(copy.constData() == bytes.constData(), "copying moved it");
+    bytes = QByteArray();
+    QCOMPARE(copy.at(0), 'a');
+}
+
+QTEST_GUILESS_MAIN(LargeResultTest)
+#include "largeresulttest.moc"

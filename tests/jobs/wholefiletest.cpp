@@ -1,0 +1,86 @@
+#include "jobs/wholefile.h"
+
+#include <QBuffer>
+#include <QtTest>
+
+namespace {
+
+// Gives its bytes in small pieces, and then an end or an error.
+class Dripping : public QIODevice
+{
+public:
+    Dripping(QByteArray bytes, bool fails)
+        : m_bytes(std::move(bytes))
+        , m_fails(fails)
+    {
+        open(QIODevice::ReadOnly | QIODevice::Unbuffered);
+    }
+
+protected:
+    qint64 readData(char *data, qint64 maxSize) override
+    {
+        if (m_bytes.isEmpty()) {
+            return m_fails ? -1 : 0;
+        }
+        const QByteArray piece = m_bytes.left(static_cast<int>(qMin(maxSize, qint64(3))));
+        std::copy(piece.cbegin(), piece.cend(), data);
+        m_bytes.remove(0, piece.size());
+        return piece.size();
+    }
+
+    qint64 writeData(const char *, qint64) override
+    {
+        return -1;
+    }
+
+private:
+    QByteArray m_bytes;
+    bool m_fails;
+};
+
+} // namespace
+
+class WholeFileTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void piecesArePutTogether();
+    void bytesBeyondTheSizeAreLeftAlone();
+    void anEarlyEndGivesWhatWasThere();
+    void anErrorGivesWhatWasThere();
+    void anErrorAtTheBeginningGivesNothing();
+};
+
+void WholeFileTest::piecesArePutTogether()
+{
+    Dripping device("0123456789", false);
+    QCOMPARE(jobs::readWhole(&device, 10), QByteArray("0123456789"));
+}
+
+void WholeFileTest::bytesBeyondTheSizeAreLeftAlone()
+{
+    Dripping device("0123456789", false);
+    QCOMPARE(jobs::readWhole(&device, 4), QByteArray("0123"));
+}
+
+void WholeFileTest::anEarlyEndGivesWhatWasThere()
+{
+    Dripping device("01234", false);
+    QCOMPARE(jobs::readWhole(&device, 10), QByteArray("01234"));
+}
+
+void WholeFileTest::anErrorGivesWhatWasThere()
+{
+    Dripping device("01234", true);
+    QCOMPARE(jobs::readWhole(&device, 10), QByteArray("01234"));
+}
+
+void WholeFileTest::anErrorAtTheBeginningGivesNothing()
+{
+    Dripping device({}, true);
+    QCOMPARE(jobs::readWhole(&device, 10), QByteArray());
+}
+
+QTEST_GUILESS_MAIN(WholeFileTest)
+#include "wholefiletest.moc"
