@@ -180,6 +180,8 @@ void Connection::handleDisconnected()
     m_headTimer.stop();
     m_lingerTimer.stop();
     m_parser.reset();
+    m_socket->close(); // and with it the socket's own buffers
+    deleteLater();
 }
 
 } // namespace http

@@ -18,8 +18,8 @@ constexpr int headTimeoutMs = 60000;
 // is closed over unread bytes takes back what it has sent.
 constexpr int lingerMs = 5000;
 
-// One socket's HTTP dialogue. A child of the server; lives in the socket's thread and lets its
-// buffers go when the socket has disconnected.
+// One socket's HTTP dialogue. A child of the server; lives in the socket's thread, empties the
+// socket's buffers and deletes itself when the socket has disconnected.
 class Connection : public QObject
 {
     Q_OBJECT

@@ -22,19 +22,19 @@ public:
     // "<arg>" of the path and, where it wants it, the request. Rows are tried in the order of
     // these calls. False when path and view do not fit.
     template <typename View>
-    bool route(const char *path, QHttpServerRequest::Methods methods, View view)
+    bool route(const QString &path, QHttpServerRequest::Methods methods, View view)
     {
         auto handler = [this, view = std::move(view)](const QRegularExpressionMatch &match,
                                                       const QHttpServerRequest &request,
                                                       QTcpSocket *socket) {
             sendResponse(http::ViewTraits<View>::call(view, match, request), request, socket);
         };
-        return m_router.addRule<View>(std::make_unique<QHttpServerRouterRule>(
-            QString::fromLatin1(path), methods, std::move(handler)));
+        return m_router.addRule<View>(
+            std::make_unique<QHttpServerRouterRule>(path, methods, std::move(handler)));
     }
 
     template <typename View>
-    bool route(const char *path, View view)
+    bool route(const QString &path, View view)
     {
         return route(path, QHttpServerRequest::Method::All, std::move(view));
     }

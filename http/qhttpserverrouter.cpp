@@ -7,6 +7,6 @@ bool QHttpServerRouter::handleRequest(const QHttpServerRequest &request, QTcpSoc
     // Fully decoded: an encoded slash is a slash, and no segment holds one.
     const QString path = request.url().path(QUrl::FullyDecoded);
     return std::any_of(m_rules.cbegin(), m_rules.cend(), [&](const auto &rule) {
-        return rule->exec(path, request, socket);
+        return rule.exec(path, request, socket);
     });
 }

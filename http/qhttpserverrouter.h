@@ -19,7 +19,7 @@ public:
         if (rule->argumentCount() != http::ViewTraits<View>::pathArgumentCount) {
             return false;
         }
-        m_rules.push_back(std::move(rule));
+        m_rules.push_back(std::move(*rule));
         return true;
     }
 
@@ -27,5 +27,5 @@ public:
     [[nodiscard]] bool handleRequest(const QHttpServerRequest &request, QTcpSocket *socket) const;
 
 private:
-    std::vector<std::unique_ptr<QHttpServerRouterRule>> m_rules;
+    std::vector<QHttpServerRouterRule> m_rules; // by value: there is a table for every connection
 };

@@ -398,8 +398,8 @@ bool RequestParser::headBegun() const
 bool RequestParser::takeContinue()
 {
     const bool awaitsLength = m_state == State::LengthBody && m_received == 0;
-    const bool awaitsChunks
-        = m_state == State::ChunkedBody && m_bytes.isEmpty() && !m_head->sawChunk();
+    const bool awaitsChunks =
+        m_state == State::ChunkedBody && m_bytes.isEmpty() && !m_head->sawChunk();
     const bool due = m_owesContinue && (awaitsLength || awaitsChunks);
     m_owesContinue = false;
     return due;

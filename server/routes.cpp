@@ -25,26 +25,26 @@ void RequestHdlr::registerRoutes(QHttpServer *server)
     // The first row that matches answers, so the order is part of the interface.
     // One row a line, so that the table reads as one.
     // clang-format off
-    server->route("/",                                 [] { return diagnostics::hello(); });
-    server->route("/sleep90secs",                      [] { return diagnostics::sleep90secs(); });
-    server->route("/sleep2secs",                       [] { return diagnostics::sleep2secs(); });
-    server->route("/sleep10secs",                      [registry] { return diagnostics::sleep10secs(registry); });
-    server->route("/sleep20secs",                      [registry] { return diagnostics::sleep20secs(registry); });
-    server->route("/text",                             [](const Request &request) { return diagnostics::text(request.body()); });
-    server->route("/memtest",                          [](const Request & /*request*/) { return diagnostics::memtest(); });
-    server->route("/vondServerVersion",                [] { return diagnostics::vondServerVersion(); });
-    server->route("/upload/<arg>", Method::Post,       [](const QString &name, const Request &request) { return tool::upload(name, request.body()); });
-    server->route("/getLogFile",                       [] { return logging::getLogFile(); });
-    server->route("/progressInf/<arg>",                [](const QString &argument) { return jobs::progressInf(argument); });
-    server->route("/progressInfo/<arg>",               [registry](const QString &id) { return jobs::progressInfo(registry, id); });
-    server->route("/progressTest",                     [registry] { return jobs::progressTest(registry); });
-    server->route("/version",                          [vond] { return tool::version(vond); });
-    server->route("/listconfigurations",               [vond] { return tool::listconfigurations(vond); });
-    server->route("/configDetails/<arg>",              [vond](const QString &name) { return tool::configDetails(vond, name); });
-    server->route("/cancelConversion/<arg>",           [vond](const QString &cancelId) { return jobs::cancelConversion(vond, cancelId); });
-    server->route("/convert",                          [vond, registry, this](const Request &request) { return jobs::convert(vond, registry, lendJob(), request.body()); });
-    server->route("/getConversionResult/<arg>",        [](const QString &name) { return jobs::getConversionResult(name); });
-    server->route("/convertWithLocalData",             [vond](const Request &request) { return tool::convertWithLocalData(vond, request.body()); });
-    server->route("/vond",                             [vond](const Request &request) { return tool::vond(vond, request.body()); });
+    server->route(QStringLiteral("/"),                                 [] { return diagnostics::hello(); });
+    server->route(QStringLiteral("/sleep90secs"),                      [] { return diagnostics::sleep90secs(); });
+    server->route(QStringLiteral("/sleep2secs"),                       [] { return diagnostics::sleep2secs(); });
+    server->route(QStringLiteral("/sleep10secs"),                      [registry] { return diagnostics::sleep10secs(registry); });
+    server->route(QStringLiteral("/sleep20secs"),                      [registry] { return diagnostics::sleep20secs(registry); });
+    server->route(QStringLiteral("/text"),                             [](const Request &request) { return diagnostics::text(request.body()); });
+    server->route(QStringLiteral("/memtest"),                          [](const Request & /*request*/) { return diagnostics::memtest(); });
+    server->route(QStringLiteral("/vondServerVersion"),                [] { return diagnostics::vondServerVersion(); });
+    server->route(QStringLiteral("/upload/<arg>"), Method::Post,       [](const QString &name, const Request &request) { return tool::upload(name, request.body()); });
+    server->route(QStringLiteral("/getLogFile"),                       [] { return logging::getLogFile(); });
+    server->route(QStringLiteral("/progressInf/<arg>"),                [](const QString &argument) { return jobs::progressInf(argument); });
+    server->route(QStringLiteral("/progressInfo/<arg>"),               [registry](const QString &id) { return jobs::progressInfo(registry, id); });
+    server->route(QStringLiteral("/progressTest"),                     [registry] { return jobs::progressTest(registry); });
+    server->route(QStringLiteral("/version"),                          [vond] { return tool::version(vond); });
+    server->route(QStringLiteral("/listconfigurations"),               [vond] { return tool::listconfigurations(vond); });
+    server->route(QStringLiteral("/configDetails/<arg>"),              [vond](const QString &name) { return tool::configDetails(vond, name); });
+    server->route(QStringLiteral("/cancelConversion/<arg>"),           [vond](const QString &cancelId) { return jobs::cancelConversion(vond, cancelId); });
+    server->route(QStringLiteral("/convert"),                          [vond, registry, this](const Request &request) { return jobs::convert(vond, registry, lendJob(), request.body()); });
+    server->route(QStringLiteral("/getConversionResult/<arg>"),        [](const QString &name) { return jobs::getConversionResult(name); });
+    server->route(QStringLiteral("/convertWithLocalData"),             [vond](const Request &request) { return tool::convertWithLocalData(vond, request.body()); });
+    server->route(QStringLiteral("/vond"),                             [vond](const Request &request) { return tool::vond(vond, request.body()); });
     // clang-format on
 }

@@ -57,23 +57,25 @@ protected:
     void run() override
     {
         QHttpServer http;
-        http.route("/", [this] {
+        http.route(QStringLiteral("/"), [this] {
             ++views;
             return "hello";
         });
-        http.route("/echo", [this](const QHttpServerRequest &request) {
+        http.route(QStringLiteral("/echo"), [this](const QHttpServerRequest &request) {
             ++views;
             return QString::fromUtf8(request.body());
         });
-        http.route("/bytes/<arg>", QHttpServerRequest::Method::Post, [this](const QString &name) {
-            ++views;
-            return name.toUtf8();
-        });
-        http.route("/peer", [](const QHttpServerRequest &request) {
+        http.route(QStringLiteral("/bytes/<arg>"),
+                   QHttpServerRequest::Method::Post,
+                   [this](const QString &name) {
+                       ++views;
+                       return name.toUtf8();
+                   });
+        http.route(QStringLiteral("/peer"), [](const QHttpServerRequest &request) {
             return request.remoteAddress().toString();
         });
-        http.route("/large", [] { return largeBody(); });
-        http.route("/object", [] { return QJsonObject{{QStringLiteral("a"), 1}}; });
+        http.route(QStringLiteral("/large"), [] { return largeBody(); });
+        http.route(QStringLiteral("/object"), [] { return QJsonObject{{QStringLiteral("a"), 1}}; });
         QObject::connect(&http, &QAbstractHttpServer::missingHandler, [this] { ++missing; });
 
         QTcpServer tcp;

@@ -582,7 +582,7 @@ private Q_SLOTS:
     {
         QByteArray body(5 * 1024 * 1024 + 7, '\0');
         for (int i = 0; i < body.size(); ++i) {
-            body[i] = static_cast<char>((i * 7919) >> 3);
+            body[i] = static_cast<char>((static_cast<unsigned>(i) * 7919U) >> 3U);
         }
         const QByteArray head = "POST / HTTP/1.1\r\nHost: a\r\nContent-Length: "
             + QByteArray::number(body.size()) + "\r\n\r\n";
