@@ -1,6 +1,7 @@
 #include "app/serving.h"
 
 #include "app/descriptorlimit.h"
+#include "app/freedmemory.h"
 #include "app/listening.h"
 #include "server/vondserver.h"
 #include "settings/keys.h"
@@ -36,6 +37,7 @@ void warnWithoutTool()
 int listenAndRun(const QHostAddress &address, int typedPort)
 {
     raiseDescriptorLimit();
+    giveFreedMemoryBack();
 
     VondServer server(toolPath);
     if (server.isListening()) {

@@ -1,0 +1,23 @@
+#include "app/freedmemory.h"
+
+#include <QtGlobal> // brings the C library's own macros along
+
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
+namespace app {
+
+void giveFreedMemoryBack()
+{
+#ifdef __GLIBC__
+    // Blocks from this size on are mapped one by one and leave the process when they are freed.
+    // Setting the size keeps the library from raising it, to 32 MiB in the end, as it sees large
+    // blocks freed: bodies would then lie in the heaps of their threads, which hold on to
+    // hundreds of megabytes after a burst of large requests.
+    constexpr int ownMappingBytes = 128 * 1024;
+    (void)mallopt(M_MMAP_THRESHOLD, ownMappingBytes); // a sanitizer's allocator has no such option
+#endif
+}
+
+} // namespace app
