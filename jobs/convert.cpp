@@ -29,7 +29,9 @@ bool runForConnection(const QString &vondPath,
                      SLOT(handleVondProgress()),
                      Qt::AutoConnection);
     tool::start(job.process, vondPath, arguments);
-    return job.process->waitForFinished(withoutLimit);
+    const bool ended = job.process->waitForFinished(withoutLimit);
+    job.process->setArguments({}); // the process stays; what the client sent need not stay with it
+    return ended;
 }
 
 } // namespace
