@@ -1,5 +1,6 @@
 #include "tests/support/ownfolders.h"
 #include "tests/support/rawclient.h"
+#include "tests/support/requests.h"
 #include "tests/support/serviceundertest.h"
 
 #include <QDir>
@@ -9,6 +10,9 @@
 #include <QtTest>
 
 #include <memory>
+
+using requests::get;
+using requests::post;
 
 namespace {
 
@@ -88,17 +92,6 @@ quint32 tiffTag(const QByteArray &file, quint16 wanted)
     return 0;
 }
 
-QByteArray get(const QByteArray &target)
-{
-    return "GET " + target + " HTTP/1.1\r\nHost: a\r\n\r\n";
-}
-
-QByteArray post(const QByteArray &target, const QByteArray &body)
-{
-    return "POST " + target + " HTTP/1.1\r\nHost: a\r\nContent-Length: "
-        + QByteArray::number(body.size()) + "\r\n\r\n" + body;
-}
-
 int percentOf(const QByteArray &progress)
 {
     // Several lines may have come in one piece; the last one counts.
@@ -176,12 +169,9 @@ class CycleTest : public QObject
     Q_OBJECT
 
 private:
-    QByteArray ask(const QByteArray &request)
+    QByteArray ask(const QByteArray &request) const
     {
-        RawClient client(m_service.port());
-        client.send(request);
-        const auto response = client.takeResponse(false, 30000);
-        return response && response->status() == 200 ? response->body : QByteArray("no answer");
+        return requests::ask(m_service.port(), request);
     }
 
     QDir workFolder() const
