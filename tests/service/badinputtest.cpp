@@ -228,6 +228,16 @@ private Q_SLOTS:
                 {},
                 "error: no json array with arguments" + body.bytes + '\n');
         }
+        row("arrays, 1024 deep, to /vond",
+            post("/vond", QByteArray(1024, '[') + QByteArray(1024, ']')),
+            "{}",
+            {},
+            "error: json arguments array element is neither fileObj nor String:\n");
+        row("arrays, 1025 deep, to /vond",
+            post("/vond", QByteArray(1025, '[') + QByteArray(1025, ']')),
+            "{}",
+            {},
+            "error: no json array with arguments[[[");
         row("an array in an array to /vond",
             post("/vond", "[[\"--help\"]]"),
             "{}",
