@@ -23,6 +23,8 @@ namespace {
 constexpr int levels = 100000;
 constexpr int patienceMs = 30000;
 
+const char *const notSaved = "Error: saving data to file";
+
 // What may stay of many small requests: the objects of each connection, which are never deleted,
 // and what the threads' heaps hold on to (each up to some hundred KiB, eight heaps per core). It is
 // far below what any of the large requests here takes.
@@ -53,6 +55,11 @@ QJsonObject inlineConversion(const QString &fileName)
     return {{QStringLiteral("fileName"), fileName},
             {QStringLiteral("imgData"), QStringLiteral("QUJD")},
             {QStringLiteral("configuration"), QStringLiteral("sRGB")}};
+}
+
+QByteArray inlinePicture(const QString &fileName)
+{
+    return post("/convertWithLocalData", json(inlineConversion(fileName)));
 }
 
 QByteArray inlineWithFile(const QString &optionFileName)
@@ -105,6 +112,39 @@ private:
     [[nodiscard]] QByteArray inWork(const char *name) const
     {
         return workFolder().toUtf8() + '/' + name;
+    }
+
+    [[nodiscard]] QByteArray unreadable(const char *name) const
+    {
+        return "The input '" + inWork(name) + "' cannot be read as a TIFF, JPEG or PNG picture.\n";
+    }
+
+    [[nodiscard]] QByteArray missing(const QString &name) const
+    {
+        return "The input '" + inWork(name.toUtf8().constData())
+            + "' does not exist or cannot be reached.\n";
+    }
+
+    [[nodiscard]] QByteArray noProfile(const char *name) const
+    {
+        return '\'' + inWork(name) + "' is not an ICC profile.\n";
+    }
+
+    [[nodiscard]] QByteArray cannotWrite(const QString &name) const
+    {
+        return "Could not open " + inWork(name.toUtf8().constData()) + " for writing: ";
+    }
+
+    // The tool was run with the file as an argument that it does not know.
+    [[nodiscard]] QByteArray listingRefused(const char *name) const
+    {
+        const QString said = QStringLiteral("usage: '%1' is not known to listconfigurations")
+                                 .arg(QString::fromUtf8(inWork(name)));
+        const QString shown =
+            QLatin1Char('U') + said.mid(1) + QStringLiteral(". See vond-sample --help.\n");
+        return json(
+            {{QStringLiteral("stdErr"), QStringLiteral("Error: ") + said + QLatin1Char('\n')},
+             {QStringLiteral("stdOut"), shown}});
     }
 
     static void row(const char *name,
@@ -250,135 +290,118 @@ private Q_SLOTS:
         exchange();
     }
 
-    void namesInBodies_data()
+    // Names are used as they come.
+    void namesWithFolders_data()
     {
         columns();
         const QString beside = QStringLiteral("../beside.tif");
-        const QString inside = QStringLiteral("sub/a.tif");
         const QString nowhere = QStringLiteral("nowhere/a.tif");
-        const QString zero = QString::fromUtf8("a\0b.tif", 7);
-        const QString longName(300, QLatin1Char('n')); // the system takes 255 bytes
-        const QString longerThanAnArgument(200000, QLatin1Char('n')); // the system takes 128 KiB
-        const QStringList none;
-        const QStringList picture{QStringLiteral("work/picture.tif")};
-        const auto unreadable = [this](const char *name) {
-            return "The input '" + inWork(name)
-                + "' cannot be read as a TIFF, JPEG or PNG picture.\n";
-        };
-        const auto missing = [this](const QByteArray &name) {
-            return "The input '" + inWork(name.constData())
-                + "' does not exist or cannot be reached.\n";
-        };
-        const auto noProfile = [this](const char *name) {
-            return '\'' + inWork(name) + "' is not an ICC profile.\n";
-        };
-        const auto local = [](const QString &name) {
-            return post("/convertWithLocalData", json(inlineConversion(name)));
-        };
-        const auto cannotWrite = [this](const QString &name) {
-            return "Could not open " + inWork(name.toUtf8().constData()) + " for writing: ";
-        };
-        const QByteArray notSaved = "Error: saving data to file";
-        const QByteArray listing =
-            "{\"stdErr\":\"Error: usage: 'X' is not known to "
-            "listconfigurations\\n\",\"stdOut\":\"Usage: 'X' is not known to "
-            "listconfigurations. See vond-sample --help.\\n\"}";
-        const auto listingWith = [this, listing](const char *name) {
-            return QByteArray(listing).replace("X", inWork(name));
-        };
+        const QStringList besideOnly{QStringLiteral("beside.tif")};
 
-        // Names are used as they come.
-        row("/convert, beside", conversion(beside), missing("../beside.tif"));
+        row("/convert, beside", conversion(beside), missing(beside));
         row("/convertWithLocalData, beside",
-            local(beside),
+            inlinePicture(beside),
             unreadable("../beside.tif"),
-            {QStringLiteral("beside.tif")});
+            besideOnly);
         row("/convertWithLocalData, option file beside",
             inlineWithFile(beside),
             noProfile("../beside.tif"),
-            {QStringLiteral("beside.tif"), QStringLiteral("work/picture.tif")});
-        row("/vond, beside",
-            commandWithFile(beside),
-            listingWith("../beside.tif"),
-            {QStringLiteral("beside.tif")});
+            besideOnly + QStringList{QStringLiteral("work/picture.tif")});
+        row("/vond, beside", commandWithFile(beside), listingRefused("../beside.tif"), besideOnly);
         row("/convertWithLocalData, in a folder that is there",
-            local(inside),
+            inlinePicture(QStringLiteral("sub/a.tif")),
             unreadable("sub/a.tif"),
             {QStringLiteral("work/sub/a.tif")});
 
-        row("/convert, in no folder", conversion(nowhere), missing("nowhere/a.tif"));
-        row("/convertWithLocalData, in no folder", local(nowhere), "", none, cannotWrite(nowhere));
+        row("/convert, in no folder", conversion(nowhere), missing(nowhere));
+        row("/convertWithLocalData, in no folder",
+            inlinePicture(nowhere),
+            "",
+            {},
+            cannotWrite(nowhere));
         row("/convertWithLocalData, option file in no folder",
             inlineWithFile(nowhere),
             notSaved,
-            none,
+            {},
             cannotWrite(nowhere));
         row("/vond, in no folder",
             commandWithFile(nowhere),
             "{}",
-            none,
-            notSaved + "nowhere/a.tif\n");
-
-        // The system would end a name at its zero: nothing is written or run.
-        row("/convert, zero",
-            conversion(zero),
-            "",
-            none,
-            "vond process timeout converting: " + inWork("a\n"));
-        row("/convertWithLocalData, zero", local(zero), "", none, cannotWrite(QStringLiteral("a")));
-        row("/convertWithLocalData, option file with zero",
-            inlineWithFile(zero),
-            notSaved,
-            none,
-            cannotWrite(QStringLiteral("a")));
-        row("/vond, zero",
-            commandWithFile(zero),
-            "{}",
-            none,
-            notSaved + QByteArray("a\0b.tif\n", 8));
-        row("/vond, zero in an argument",
-            post("/vond", "[\"--help\\u0000\"]"),
-            "{}",
-            none,
-            "vond process timeout\n");
-        row("/vond, zero in a wanted name",
-            post("/vond", "[\"version\",\"return:a\\u0000b\"]"),
-            "{}",
-            none,
-            "vond process timeout\n");
-
-        row("/convert, long", conversion(longName), missing(longName.toUtf8()));
-        row("/convertWithLocalData, long", local(longName), "", none, cannotWrite(longName));
-        row("/convertWithLocalData, option file with a long name",
-            inlineWithFile(longName),
-            notSaved,
-            none,
-            cannotWrite(longName));
-        row("/vond, long", commandWithFile(longName), "{}", none, cannotWrite(longName));
-
-        row("/convert, longer than an argument",
-            conversion(longerThanAnArgument),
-            "",
-            none,
-            "vond process timeout converting: ");
-        row("/convertWithLocalData, longer than an argument",
-            local(longerThanAnArgument),
-            "",
-            none,
-            cannotWrite(longerThanAnArgument));
-        row("/vond, longer than an argument",
-            post("/vond", json(QJsonArray{longerThanAnArgument})),
-            "{}",
-            none,
-            "vond process timeout\n");
+            {},
+            QByteArray(notSaved) + "nowhere/a.tif\n");
 
         row("/convertWithLocalData, option file without a name",
             inlineWithFile(QString()),
             noProfile("_1."),
-            QStringList{QStringLiteral("work/_1.")} + picture);
+            {QStringLiteral("work/_1."), QStringLiteral("work/picture.tif")});
     }
 
-    void namesInBodies()
+    void namesWithFolders()
+    {
+        exchange();
+    }
+
+    // The system would end a name at its zero: nothing is written or run.
+    void namesWithZeros_data()
+    {
+        columns();
+        const QString zero = QString::fromUtf8("a\0b.tif", 7);
+        const QString upToZero = QStringLiteral("a");
+
+        row("/convert",
+            conversion(zero),
+            "",
+            {},
+            "vond process timeout converting: " + inWork("a\n"));
+        row("/convertWithLocalData", inlinePicture(zero), "", {}, cannotWrite(upToZero));
+        row("/convertWithLocalData, option file",
+            inlineWithFile(zero),
+            notSaved,
+            {},
+            cannotWrite(upToZero));
+        row("/vond", commandWithFile(zero), "{}", {}, notSaved + QByteArray("a\0b.tif\n", 8));
+        row("/vond, in an argument",
+            post("/vond", R"(["--help\u0000"])"),
+            "{}",
+            {},
+            "vond process timeout\n");
+        row("/vond, in a wanted name",
+            post("/vond", R"(["version","return:a\u0000b"])"),
+            "{}",
+            {},
+            "vond process timeout\n");
+    }
+
+    void namesWithZeros()
+    {
+        exchange();
+    }
+
+    void longNames_data()
+    {
+        columns();
+        const QString longName(300, QLatin1Char('n')); // the system takes 255 bytes
+        const QString longest(200000, QLatin1Char('n')); // as an argument, it takes 128 KiB
+
+        row("/convert, long", conversion(longName), missing(longName));
+        row("/convertWithLocalData, long", inlinePicture(longName), "", {}, cannotWrite(longName));
+        row("/convertWithLocalData, option file with a long name",
+            inlineWithFile(longName),
+            notSaved,
+            {},
+            cannotWrite(longName));
+        row("/vond, long", commandWithFile(longName), "{}", {}, cannotWrite(longName));
+
+        row("/convert, longest", conversion(longest), "", {}, "vond process timeout converting: ");
+        row("/convertWithLocalData, longest", inlinePicture(longest), "", {}, cannotWrite(longest));
+        row("/vond, longest",
+            post("/vond", json(QJsonArray{longest})),
+            "{}",
+            {},
+            "vond process timeout\n");
+    }
+
+    void longNames()
     {
         exchange();
     }
