@@ -7,13 +7,6 @@
 
 namespace jobs {
 
-namespace {
-
-// A file of up to 2147483646 bytes is to be served, but QIODevice::readAll() answers nothing, and
-// QByteArray's own allocation fails, for the last sizes below that. What stands in the way is only
-// the limit on the block, not the array, so here the block is made by hand the way Qt makes it:
-// from malloc, header first. Qt releases it with free() when the last copy goes. Mapping the file
-// instead would be shorter, but then a client that shortens the file ends the whole service.
 QByteArray arrayInOwnBlock(int size)
 {
     void *const block = std::malloc(sizeof(QArrayData) + static_cast<std::size_t>(size) + 1);
@@ -31,8 +24,6 @@ QByteArray arrayInOwnBlock(int size)
     // NOLINTNEXTLINE(clang-analyzer-unix.Malloc): the array owns the block from here on
     return QByteArrayDataPtr{static_cast<QByteArrayData *>(header)};
 }
-
-} // namespace
 
 QByteArray uninitializedArray(int size)
 {

@@ -34,8 +34,6 @@ private Q_SLOTS:
     void initTestCase();
     void aFileJustBelowTheLimitIsServedWhole_data();
     void aFileJustBelowTheLimitIsServedWhole();
-    void anArrayInItsOwnBlockIsWrittenInPlace();
-    void anArrayInItsOwnBlockIsSharedAndOutlivesItsFirstOwner();
 };
 
 void LargeResultTest::initTestCase()
@@ -64,26 +62,6 @@ void LargeResultTest::aFileJustBelowTheLimitIsServedWhole()
     QVERIFY(bytes.startsWith("first"));
     QVERIFY(bytes.endsWith("last"));
     QVERIFY(isZeroBetweenTheWords(bytes));
-}
-
-void LargeResultTest::anArrayInItsOwnBlockIsWrittenInPlace()
-{
-    QByteArray bytes = jobs::uninitializedArray(jobs::longestPlainArray + 1);
-    const char *const block = bytes.constData();
-    QCOMPARE(bytes.size(), jobs::longestPlainArray + 1);
-    QCOMPARE(bytes.constData()[bytes.size()], '\0');
-    bytes.data()[0] = 'a';
-    QVERIFY2(bytes.constData() == block, "writing to the only copy moved it");
-}
-
-void LargeResultTest::anArrayInItsOwnBlockIsSharedAndOutlivesItsFirstOwner()
-{
-    QByteArray bytes = jobs::uninitializedArray(jobs::longestPlainArray + 1);
-    bytes.data()[0] = 'a';
-    const QByteArray copy = bytes;
-    QVERIFY2(copy.constData() == bytes.constData(), "copying moved it");
-    bytes = QByteArray();
-    QCOMPARE(copy.at(0), 'a');
 }
 
 QTEST_GUILESS_MAIN(LargeResultTest)

@@ -50,6 +50,9 @@ private Q_SLOTS:
     void anEarlyEndGivesWhatWasThere();
     void anErrorGivesWhatWasThere();
     void anErrorAtTheBeginningGivesNothing();
+    void anArrayInItsOwnBlockIsWrittenInPlace();
+    void anArrayInItsOwnBlockIsSharedAndOutlivesItsFirstOwner();
+    void anArrayInItsOwnBlockGrowsLikeAnyOther();
 };
 
 void WholeFileTest::piecesArePutTogether()
@@ -80,6 +83,42 @@ void WholeFileTest::anErrorAtTheBeginningGivesNothing()
 {
     Dripping device({}, true);
     QCOMPARE(jobs::readWhole(&device, 10), QByteArray());
+}
+
+void WholeFileTest::anArrayInItsOwnBlockIsWrittenInPlace()
+{
+    QByteArray bytes = jobs::arrayInOwnBlock(3);
+    const char *const block = bytes.constData();
+    QCOMPARE(bytes.size(), 3);
+    QCOMPARE(bytes.constData()[3], '\0');
+    bytes.data()[0] = 'a';
+    bytes.data()[1] = 'b';
+    bytes.data()[2] = 'c';
+    QVERIFY2(bytes.constData() == block, "writing to the only copy moved it");
+    QCOMPARE(bytes, QByteArray("abc"));
+}
+
+void WholeFileTest::anArrayInItsOwnBlockIsSharedAndOutlivesItsFirstOwner()
+{
+    QByteArray bytes = jobs::arrayInOwnBlock(3);
+    bytes.fill('a');
+    const QByteArray copy = bytes;
+    QVERIFY2(copy.constData() == bytes.constData(), "copying moved it");
+    bytes[0] = 'b';
+    QCOMPARE(bytes, QByteArray("baa"));
+    bytes = QByteArray();
+    QCOMPARE(copy, QByteArray("aaa"));
+}
+
+void WholeFileTest::anArrayInItsOwnBlockGrowsLikeAnyOther()
+{
+    QByteArray bytes = jobs::arrayInOwnBlock(3);
+    bytes.fill('a');
+    bytes.append("bcd");
+    QCOMPARE(bytes, QByteArray("aaabcd"));
+    bytes.truncate(1);
+    bytes.squeeze();
+    QCOMPARE(bytes, QByteArray("a"));
 }
 
 QTEST_GUILESS_MAIN(WholeFileTest)
