@@ -6,20 +6,13 @@
 
 namespace diagnostics {
 
-namespace {
-
-QString newRequestId()
+void announceSleeper(jobs::Registry *registry, const char *label, const QString &text)
 {
-    return QUuid::createUuid().toString(QUuid::WithoutBraces);
-}
-
-void registerSleeper(jobs::Registry *registry, const QString &id, const QString &text)
-{
+    const QString id = QUuid::createUuid().toString(QUuid::WithoutBraces);
+    qDebug() << label << id;
     jobs::registerRequest(registry, id);
     jobs::setProgressText(registry, id, text);
 }
-
-} // namespace
 
 const char *sleep2secs()
 {
@@ -35,18 +28,14 @@ const char *sleep90secs()
 
 const char *sleep10secs(jobs::Registry *registry)
 {
-    const QString id = newRequestId(); // only the log tells it
-    qDebug() << "Sleep10-ReqID:" << id;
-    registerSleeper(registry, id, QStringLiteral("going to sleep for 10 secs"));
+    announceSleeper(registry, "Sleep10-ReqID:", QStringLiteral("going to sleep for 10 secs"));
     QThread::sleep(10);
     return "Hello world, slept 10secs";
 }
 
 const char *sleep20secs(jobs::Registry *registry)
 {
-    const QString id = newRequestId(); // only the log tells it
-    qDebug() << "Sleep20-ReqID:" << id;
-    registerSleeper(registry, id, QStringLiteral("going to sleep for 20 secs"));
+    announceSleeper(registry, "Sleep20-ReqID:", QStringLiteral("going to sleep for 20 secs"));
     QThread::sleep(20);
     return "Hello world, slept 20secs";
 }

@@ -13,4 +13,7 @@ namespace diagnostics {
 [[nodiscard]] const char *sleep10secs(jobs::Registry *registry);
 [[nodiscard]] const char *sleep20secs(jobs::Registry *registry);
 
+// Makes the entry of a sleeper, with this text. Its ID is in the log only, behind the label.
+void announceSleeper(jobs::Registry *registry, const char *label, const QString &text);
+
 } // namespace diagnostics

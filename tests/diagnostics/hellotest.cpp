@@ -1,5 +1,8 @@
 #include "diagnostics/hello.h"
 
+#include "diagnostics/sleep.h"
+#include "tests/support/messagecatcher.h"
+
 #include <QtTest>
 
 class HelloTest : public QObject
@@ -11,6 +14,7 @@ private Q_SLOTS:
     void aTextComesBackAsItWent_data();
     void aTextComesBackAsItWent();
     void theVersionIsTheApplications();
+    void eachSleeperHasAnEntryWhoseIdOnlyTheLogTells();
 };
 
 void HelloTest::theGreeting()
@@ -44,6 +48,24 @@ void HelloTest::theVersionIsTheApplications()
 {
     QCoreApplication::setApplicationVersion(QStringLiteral("1.0.2.26"));
     QCOMPARE(diagnostics::vondServerVersion(), QStringLiteral("vondServer:1.0.2.26"));
+}
+
+void HelloTest::eachSleeperHasAnEntryWhoseIdOnlyTheLogTells()
+{
+    jobs::Registry registry;
+    const MessageCatcher catcher;
+    const QString text = QStringLiteral("going to sleep");
+    diagnostics::announceSleeper(&registry, "Label:", text);
+    diagnostics::announceSleeper(&registry, "Label:", text);
+    QCOMPARE(registry.values(), QStringList({text, text}));
+    QStringList lines;
+    for (const QString &id : registry.keys()) {
+        QCOMPARE(id.size(), 36);
+        lines.append(QStringLiteral("Label: \"%1\"").arg(id));
+    }
+    QStringList logged = catcher.messages();
+    logged.sort();
+    QCOMPARE(logged, lines);
 }
 
 QTEST_GUILESS_MAIN(HelloTest)
