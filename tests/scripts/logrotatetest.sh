@@ -1,0 +1,76 @@
+#!/bin/bash
+# logrotatetest.sh SERVICE: the log file is rotated under a service that writes to it all the time.
+set -u
+here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
+# shellcheck source=tests/scripts/expect.sh
+source "$here/expect.sh"
+service=$1
+PATH=$PATH:/usr/sbin
+for program in logrotate curl; do
+    command -v "$program" >/dev/null || skip "$program is not installed (scripts/install-dependencies ops)"
+done
+
+place=$(mktemp -d /tmp/vond-logrotate-test.XXXXXX)
+service_pid=''
+trap '[[ -z $service_pid ]] || kill "$service_pid"; wait; rm -rf "$place"' EXIT
+mkdir -p "$place/etc/meridane" "$place/logs"
+log=$place/logs/vondServer.log
+# As an installed service finds it: in the settings for all users, without a store of its own.
+printf '[General]\nServerLogging=true\nLogFolder=%s\n' "$place/logs" >"$place/etc/meridane/vondServer.conf"
+sed -e "s|/var/log/vondserver/|$place/logs/|" \
+    -e "s|su vondserver vondserver|su $(id -un) $(id -gn)|" \
+    "$here/../../deploy/logrotate" >"$place/logrotate.conf"
+chmod 644 "$place/logrotate.conf"
+
+start_service() {
+    local attempt port
+    for attempt in {1..10}; do
+        port=$((30000 + RANDOM % 10000))
+        XDG_CONFIG_HOME=$place/config XDG_CONFIG_DIRS=$place/etc \
+            "$service" 127.0.0.1 "$port" /bin/true >"$place/output" 2>&1 &
+        service_pid=$!
+        address=http://127.0.0.1:$port
+        while kill -0 "$service_pid" 2>/dev/null; do
+            ! grep -qs "Running on $address/" "$log" || return 0
+            sleep 0.02
+        done
+    done
+    fail "the service did not start (attempt $attempt)" "$(<"$place/output")"
+}
+
+# Every request leaves a line "handling request from client:" and one "descr:".
+send_requests() {
+    local client
+    for client in {1..4}; do
+        for _ in {1..60}; do
+            curl --silent --output /dev/null "$address/" || echo "client $client got no answer"
+        done &
+    done
+}
+
+a_rename_under_the_service_loses_no_line() {
+    start_service
+    local round clients
+    send_requests >"$place/complaints"
+    clients=$(jobs -p | grep -vx "$service_pid")
+    for round in 1 2 3; do
+        logrotate --force --state "$place/state" "$place/logrotate.conf" || fail "logrotate, round $round"
+        sleep 0.2
+    done
+    # shellcheck disable=SC2086 # one word per client
+    wait $clients
+    logrotate --force --state "$place/state" "$place/logrotate.conf" || fail "logrotate, at last"
+    curl --silent --output /dev/null "$address/"
+
+    expect "complaints of clients" "$(<"$place/complaints")" ""
+    expect "files" "$(cd "$place/logs" && echo *)" \
+        "vondServer.log vondServer.log.1 vondServer.log.2.gz vondServer.log.3.gz vondServer.log.4.gz"
+    local all
+    all=$(zcat --force "$place"/logs/*)
+    expect "requests told" "$(grep -c 'handling request from client:' <<<"$all")" 241
+    expect "whole lines" \
+        "$(grep -cv '^[0-9-]* [0-9:]* \[T\]:[0-9]*: ' <<<"$all")" 0
+    expect_part "new file" "$(<"$log")" "handling request from client:"
+}
+
+run_tests a_rename_under_the_service_loses_no_line
