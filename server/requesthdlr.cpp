@@ -65,6 +65,12 @@ void RequestHdlr::handleVondProgress()
         m_registry, m_requestId, m_process->readAllStandardOutput(), m_lastStdOutMsg);
 }
 
+void RequestHdlr::forgetJob()
+{
+    m_requestId = QString();
+    m_lastStdOutMsg = QString();
+}
+
 jobs::ConnectionJob RequestHdlr::lendJob()
 {
     return {this, m_process, m_requestId, m_lastStdOutMsg};

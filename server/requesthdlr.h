@@ -19,6 +19,10 @@ class RequestHdlr : public QObject
 public:
     RequestHdlr(QTcpSocket *tcpSocket, jobs::Registry *registry, QString vondPath);
 
+    // Lets go of the texts of the last conversion, which can be of any length, once the connection
+    // has ended: the handler itself stays.
+    void forgetJob();
+
 public Q_SLOTS: // found by index and by name: keep the order
     // The first bytes have come.
     void handleReadyRead();

@@ -4,7 +4,9 @@
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/rawclient.h"
+#include "tests/support/standin.h"
 
+#include <QDir>
 #include <QHostAddress>
 #include <QPointer>
 #include <QSignalSpy>
@@ -124,6 +126,28 @@ private Q_SLOTS:
         QVERIFY(routeServer->parent() == nullptr);
         QCOMPARE(socket->state(), QAbstractSocket::UnconnectedState);
         QCOMPARE(socket->socketDescriptor(), qintptr(-1)); // the descriptor is not kept
+    }
+
+    void theTextsOfAConversionGoWithItsConnection()
+    {
+        standin::behave("text and status three", QDir::tempPath());
+        const MessageCatcher messages;
+        m_server = std::make_unique<OpenServer>(standin::path());
+        QVERIFY(m_server->listen(QHostAddress::LocalHost));
+        auto client = std::make_unique<RawClient>(m_server->serverPort());
+        const QByteArray body = "{\"reqestID\":\"r1\"}";
+        client->send("POST /convert HTTP/1.1\r\nHost: a\r\nContent-Length: "
+                     + QByteArray::number(body.size()) + "\r\n\r\n" + body);
+        QVERIFY(client->takeResponse());
+        const RequestHdlr *const handler = ConnectionProbe::handler(threads().constFirst());
+        QCOMPARE(ConnectionProbe::requestId(*handler), QStringLiteral("r1"));
+        QVERIFY(!ConnectionProbe::lastStdOutMsg(*handler).isEmpty());
+
+        client.reset();
+
+        QTRY_VERIFY(threads().isEmpty());
+        QVERIFY(ConnectionProbe::requestId(*handler).isNull());
+        QVERIFY(ConnectionProbe::lastStdOutMsg(*handler).isNull());
     }
 
     void aConnectionThatNeverSendsKeepsItsThread()
