@@ -12,8 +12,6 @@ namespace jobs {
 
 namespace {
 
-constexpr int withoutLimit = -1;
-
 // Runs the tool as the connection's process; its output reaches the handler during the wait.
 // Whether the wait succeeded.
 bool runForConnection(const QString &vondPath,
@@ -28,8 +26,7 @@ bool runForConnection(const QString &vondPath,
                      job.handler,
                      SLOT(handleVondProgress()),
                      Qt::AutoConnection);
-    tool::start(job.process, vondPath, arguments);
-    const bool ended = job.process->waitForFinished(withoutLimit);
+    const bool ended = tool::startAndWait(job.process, vondPath, arguments, tool::withoutLimit);
     job.process->setArguments({}); // the process stays; what the client sent need not stay with it
     return ended;
 }

@@ -13,6 +13,7 @@ class QProcess;
 namespace tool {
 
 constexpr int queryTimeoutMs = 30000;
+constexpr int withoutLimit = -1;
 
 // All that the tool has written.
 struct Output
@@ -21,10 +22,14 @@ struct Output
     QByteArray stdErr;
 };
 
-// Starts the tool with its standard input open. An argument that holds a zero character would reach
-// the tool cut short, so the operator is told and nothing is started: a wait for the process then
-// fails at once, as for any tool that cannot be started.
-void start(QProcess *process, const QString &vondPath, const QStringList &arguments);
+// Starts the tool with its standard input open and waits for its end. Whether the wait succeeded;
+// it does not for a tool that cannot be started. An argument that holds a zero character would
+// reach the tool cut short, and a start that takes the last descriptors could end the service: the
+// operator is told then and nothing is started.
+[[nodiscard]] bool startAndWait(QProcess *process,
+                                const QString &vondPath,
+                                const QStringList &arguments,
+                                int timeoutMs);
 
 // What the tool has printed on standard output when it ended, or when the time was up: then it is
 // killed. Empty when it could not be started.
