@@ -1,0 +1,42 @@
+#include "server/clientclaim.h"
+
+#include "tool/errorline.h"
+
+#include <QDeadlineTimer>
+
+#ifdef Q_OS_WIN
+#include <winsock2.h>
+#else
+#include <unistd.h>
+#endif
+
+ClientClaim::ClientClaim()
+    : m_claim(server::descriptorsOfAClient)
+{
+}
+
+std::unique_ptr<ClientClaim> ClientClaim::make()
+{
+    std::unique_ptr<ClientClaim> client(new ClientClaim); // the constructor is nobody else's
+    const tool::DescriptorClaim run(tool::descriptorsOfARun); // only to see that there is room
+    return client->m_claim.isGranted() && run.isGranted() ? std::move(client) : nullptr;
+}
+
+namespace server {
+
+void refuseClient(qintptr descriptor, const char *reason)
+{
+    constexpr int quietMs = 1000;
+    static QDeadlineTimer quiet(0); // many are refused in a row, and a log is not to be flooded
+    if (quiet.hasExpired()) {
+        tool::writeErrorLine(QByteArrayLiteral("client refused: ") + reason);
+        quiet.setRemainingTime(quietMs);
+    }
+#ifdef Q_OS_WIN
+    (void)::closesocket(static_cast<SOCKET>(descriptor));
+#else
+    (void)::close(static_cast<int>(descriptor));
+#endif
+}
+
+} // namespace server

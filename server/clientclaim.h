@@ -1,0 +1,33 @@
+#pragma once
+
+#include "tool/descriptorclaim.h"
+
+#include <QObject>
+
+#include <memory>
+
+// The descriptors that one connection may come to hold at once: its socket, its thread's wake-up,
+// and a file. Becomes a child of the connection's thread object, so that they are free again when
+// that has gone.
+class ClientClaim : public QObject
+{
+public:
+    // Null when what is left would not do for the connection and a run of the tool: the client is
+    // then to be refused, before a thread is made for it.
+    [[nodiscard]] static std::unique_ptr<ClientClaim> make();
+
+private:
+    ClientClaim();
+
+    tool::DescriptorClaim m_claim;
+};
+
+namespace server {
+
+constexpr int descriptorsOfAClient = 3;
+
+// Closes an accepted descriptor that no connection will own, and tells the operator, once a second
+// at the most. Main thread only.
+void refuseClient(qintptr descriptor, const char *reason);
+
+} // namespace server

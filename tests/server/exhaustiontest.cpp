@@ -1,0 +1,252 @@
+#include "server/clientclaim.h"
+#include "server/vondrequestthread.h"
+#include "server/vondserver.h"
+#include "tests/support/outputcatcher.h"
+#include "tests/support/ownfolders.h"
+#include "tests/support/rawclient.h"
+#include "tool/descriptorclaim.h"
+#include "tool/run.h"
+
+#include <QAbstractEventDispatcher>
+#include <QProcess>
+#include <QtTest>
+
+#include <fcntl.h>
+#include <limits>
+#include <memory>
+#include <sys/resource.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using tool::DescriptorClaim;
+
+// This process's limit on descriptors, for one block.
+class Limit
+{
+public:
+    explicit Limit(rlim_t value)
+    {
+        ::getrlimit(RLIMIT_NOFILE, &m_before);
+        const rlimit limit = {value, m_before.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &limit);
+    }
+
+    ~Limit()
+    {
+        ::setrlimit(RLIMIT_NOFILE, &m_before);
+    }
+
+    Limit(const Limit &) = delete;
+    Limit &operator=(const Limit &) = delete;
+    Limit(Limit &&) = delete;
+    Limit &operator=(Limit &&) = delete;
+
+private:
+    rlimit m_before = {};
+};
+
+rlim_t lowestFree()
+{
+    return static_cast<rlim_t>(tool::lowestFreeDescriptor().value());
+}
+
+// Room for so many, on top of what the service keeps for itself and what is open.
+rlim_t roomFor(int count)
+{
+    return lowestFree() + static_cast<rlim_t>(tool::descriptorsOfTheService + count);
+}
+
+bool isOpen(int descriptor)
+{
+    return ::fcntl(descriptor, F_GETFD) >= 0;
+}
+
+class OpenServer : public VondServer
+{
+public:
+    using VondServer::incomingConnection;
+    using VondServer::VondServer;
+};
+
+} // namespace
+
+class ExhaustionTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+
+    void initTestCase()
+    {
+        useOwnSettings();
+    }
+
+    void whatTheServiceKeepsForItselfIsNotGivenAway()
+    {
+        const qint64 limit = 100;
+        const int most = static_cast<int>(limit) - tool::descriptorsOfTheService;
+        QVERIFY(tool::fits(limit, 0, most));
+        QVERIFY(!tool::fits(limit, 0, most + 1));
+        QVERIFY(tool::fits(limit, most - 5, 5));
+        QVERIFY(!tool::fits(limit, most - 5, 6));
+        QVERIFY(!tool::fits(0, 0, 1));
+    }
+
+    void theLimitIsTheOneOfThisMoment()
+    {
+        const Limit lowered(77);
+        QCOMPARE(tool::descriptorLimit(), qint64(77));
+    }
+
+    void theLowestFreeDescriptorIsTheNextToBeOpened()
+    {
+        const auto lowest = tool::lowestFreeDescriptor();
+        QVERIFY(lowest);
+        const int next = ::dup(STDERR_FILENO);
+        QCOMPARE(*lowest, next);
+        QVERIFY(tool::lowestFreeDescriptor().value() > next);
+        ::close(next);
+        const Limit none(static_cast<rlim_t>(next));
+        QVERIFY(!tool::lowestFreeDescriptor());
+    }
+
+    void claimsAreGrantedUntilTheyNoLongerFit()
+    {
+        const Limit lowered(roomFor(30));
+        std::vector<std::unique_ptr<DescriptorClaim>> claims;
+        const auto room = static_cast<qint64>(roomFor(30)) - tool::descriptorsOfTheService;
+        for (qint64 i = 0; i < room / 10; ++i) {
+            claims.push_back(std::make_unique<DescriptorClaim>(10));
+            QVERIFY(claims.back()->isGranted());
+        }
+        QVERIFY(!DescriptorClaim(10).isGranted());
+        QVERIFY(!DescriptorClaim(10).isGranted()); // a refusal takes nothing, and frees nothing
+        claims.pop_back();
+        QVERIFY(DescriptorClaim(10).isGranted());
+    }
+
+    void descriptorsThatNobodyClaimedCountByTheirNumber()
+    {
+        const Limit lowered(roomFor(10));
+        QVERIFY(DescriptorClaim(10).isGranted());
+        const int stray = ::dup(STDERR_FILENO);
+        QVERIFY(!DescriptorClaim(10).isGranted());
+        ::close(stray);
+        QVERIFY(DescriptorClaim(10).isGranted());
+    }
+
+    void aToolIsNotStartedWithTheLastDescriptors()
+    {
+        OutputCatcher errors(OutputCatcher::Channel::Error);
+        const QString echo = QStringLiteral("/bin/echo");
+        {
+            const Limit lowered(roomFor(tool::descriptorsOfARun - 1));
+            QProcess process;
+            QVERIFY(!tool::startAndWait(&process, echo, {}, tool::withoutLimit));
+            QCOMPARE(process.state(), QProcess::NotRunning);
+        }
+        QCOMPARE(errors.take(),
+                 QByteArray("error: too few descriptors are left, the tool is not started\n"));
+        const Limit enough(roomFor(tool::descriptorsOfARun));
+        QCOMPARE(tool::shortQuery(echo, {QStringLiteral("a")}), QByteArray("a\n"));
+    }
+
+    void aRunTakesNoMoreThanIsClaimedForIt()
+    {
+        const Limit exactly(lowestFree() + static_cast<rlim_t>(tool::descriptorsOfARun));
+        QProcess process;
+        process.start(QStringLiteral("/bin/true"), QStringList());
+        QVERIFY(process.waitForFinished());
+    }
+
+    void aClientThatCannotBeServedIsClosedAtOnceAndNoThreadIsMade()
+    {
+        OpenServer server(QStringLiteral("/no/such/tool"));
+        OutputCatcher errors(OutputCatcher::Channel::Error);
+        const int enough = server::descriptorsOfAClient + tool::descriptorsOfARun;
+        {
+            const int descriptor = ::dup(STDERR_FILENO);
+            const Limit lowered(roomFor(tool::descriptorsOfARun - 1));
+            server.incomingConnection(descriptor);
+            QVERIFY(!isOpen(descriptor));
+            const int second = ::dup(STDERR_FILENO);
+            server.incomingConnection(second);
+            QVERIFY(!isOpen(second));
+        }
+        QVERIFY(server.findChildren<VondRequestThread *>().isEmpty());
+        // The operator is told, and not once for each.
+        QCOMPARE(errors.take(), QByteArray("client refused: too few descriptors are left\n"));
+
+        QVERIFY(server.listen(QHostAddress::LocalHost));
+        {
+            RawClient client(server.serverPort());
+            const Limit restored(roomFor(enough) + 2);
+            client.send("GET / HTTP/1.1\r\nHost: a\r\n\r\n");
+            QVERIFY(client.takeResponse());
+        }
+        QTRY_VERIFY(server.findChildren<VondRequestThread *>().isEmpty());
+    }
+
+    void aConnectionGivesItsClaimBack()
+    {
+        OpenServer server(QStringLiteral("/no/such/tool"));
+        QVERIFY(server.listen(QHostAddress::LocalHost));
+        // Room for two at a time; twenty come one after the other.
+        const Limit lowered(roomFor(2 * server::descriptorsOfAClient + tool::descriptorsOfARun));
+        for (int i = 0; i < 20; ++i) {
+            {
+                RawClient client(server.serverPort());
+                client.send("GET / HTTP/1.1\r\nHost: a\r\n\r\n");
+                QVERIFY(client.takeResponse());
+            }
+            QTRY_VERIFY(server.findChildren<VondRequestThread *>().isEmpty());
+        }
+    }
+
+    void withoutADescriptorTheServerRestsAndThenServesOn_data()
+    {
+        QTest::addColumn<bool>("afterAnother");
+        QTest::newRow("after another client: accepting would be tried again at once") << true;
+        QTest::newRow("the first client of all: accepting would never be tried again") << false;
+    }
+
+    void withoutADescriptorTheServerRestsAndThenServesOn()
+    {
+        QFETCH(bool, afterAnother);
+        OpenServer server(QStringLiteral("/no/such/tool"));
+        QVERIFY(server.listen(QHostAddress::LocalHost));
+        if (afterAnother) {
+            RawClient other(server.serverPort());
+            other.send("GET / HTTP/1.1\r\nHost: a\r\n\r\n");
+            QVERIFY(other.takeResponse());
+        }
+        QTRY_VERIFY(server.findChildren<VondRequestThread *>().isEmpty());
+        RawClient client(server.serverPort()); // the system has it, nobody has accepted it yet
+        int turns = 0;
+        const auto counting = connect(QAbstractEventDispatcher::instance(),
+                                      &QAbstractEventDispatcher::awake,
+                                      this,
+                                      [&turns] { ++turns; });
+        {
+            const Limit none(lowestFree());
+            QTest::qWait(1000);
+        }
+        disconnect(counting);
+        // Ten pauses, each after a hundred turns, and what the waiting itself turns.
+        QVERIFY2(turns < 3000, qPrintable(QString::number(turns)));
+        client.send("GET / HTTP/1.1\r\nHost: a\r\n\r\n");
+        QVERIFY(client.takeResponse());
+        for (int i = 0; i < 3; ++i) {
+            RawClient next(server.serverPort());
+            next.send("GET / HTTP/1.1\r\nHost: a\r\n\r\n");
+            QVERIFY(next.takeResponse());
+        }
+        client.reset();
+        QTRY_VERIFY(server.findChildren<VondRequestThread *>().isEmpty());
+    }
+};
+
+QTEST_GUILESS_MAIN(ExhaustionTest)
+#include "exhaustiontest.moc"
