@@ -116,6 +116,10 @@ class Service:
     def descriptors(self) -> int:
         return len(os.listdir(f"/proc/{self.pid}/fd"))
 
+    def lowest_free_descriptor(self) -> int:
+        taken = {int(name) for name in os.listdir(f"/proc/{self.pid}/fd")}
+        return next(number for number in range(len(taken) + 1) if number not in taken)
+
     def threads(self) -> int:
         return len(os.listdir(f"/proc/{self.pid}/task"))
 
