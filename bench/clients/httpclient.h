@@ -1,0 +1,86 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+struct sockaddr_in;
+
+namespace bench {
+
+// The address of a server on this machine.
+[[nodiscard]] sockaddr_in localAddress(std::uint16_t port);
+
+// Lets this process hold as many connections as the system allows it.
+void raiseDescriptorLimit();
+
+// The first part of a request, up to and with the empty line.
+[[nodiscard]] std::string
+requestHead(const std::string &method, const std::string &path, std::uint64_t bodySize = 0);
+
+// Takes one answer of told length off a connection, piece by piece, and keeps none of its body.
+class AnswerReader
+{
+public:
+    enum class State
+    {
+        NeedsMore,
+        Complete, // and ready for the next one
+        Failed, // the connection has ended, or this is no answer of told length
+    };
+
+    // Takes what there is, or waits for it when the descriptor blocks.
+    State read(int descriptor);
+
+    [[nodiscard]] int status() const
+    {
+        return m_status;
+    }
+
+    [[nodiscard]] std::uint64_t bodySize() const
+    {
+        return m_bodySize;
+    }
+
+private:
+    bool takeHead();
+
+    std::string m_head;
+    bool m_inBody = false;
+    int m_status = 0;
+    std::uint64_t m_bodySize = 0;
+    std::uint64_t m_missing = 0;
+};
+
+// One connection that waits for each answer. Every connection made one after the other comes from
+// another loopback address, so that the system does not run out of ports.
+class HttpClient
+{
+public:
+    explicit HttpClient(std::uint16_t port);
+    ~HttpClient();
+    HttpClient(const HttpClient &) = delete;
+    HttpClient &operator=(const HttpClient &) = delete;
+
+    [[nodiscard]] bool isConnected() const;
+    [[nodiscard]] int descriptor() const;
+
+    bool send(const char *data, std::size_t size);
+
+    // The status of the answer, 0 when there was none.
+    int receive();
+
+    // Both at once.
+    int ask(const std::string &request);
+
+    [[nodiscard]] std::uint64_t bodySize() const
+    {
+        return m_reader.bodySize();
+    }
+
+private:
+    int m_descriptor = -1;
+    bool m_connected = false;
+    AnswerReader m_reader;
+};
+
+} // namespace bench

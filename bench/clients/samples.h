@@ -1,0 +1,28 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace bench {
+
+using Clock = std::chrono::steady_clock;
+
+// Times of one case.
+class Samples
+{
+public:
+    void add(Clock::duration time);
+    void add(const Samples &others);
+
+    // One line: name, count, median, 99th percentile, longest. What else is told stands behind.
+    void print(const std::string &name, const std::string &more = {});
+
+private:
+    [[nodiscard]] double microsecondsAt(double share) const; // of the sorted times
+
+    std::vector<Clock::duration> m_times;
+};
+
+} // namespace bench
