@@ -1,0 +1,452 @@
+"""Every question of the suite. In each, the service and its peers take turns, round by round, and
+each round begins with another of them."""
+
+import base64
+import contextlib
+import dataclasses
+import json
+import os
+import pathlib
+import statistics
+import subprocess
+import time
+import urllib.parse
+import urllib.request
+
+from programs import Failed, Programs, requests_per_second, seconds_of
+from results import AT_LEAST, AT_MOST, Case
+from servers import Httplib, Lighttpd, Nginx, Qt6, Server, Service, Webhook
+
+KIB, MIB = 1024, 1024 * 1024
+
+
+@dataclasses.dataclass(frozen=True)
+class Scale:
+    """How much of everything."""
+
+    name: str
+    rounds: int
+    seconds: int  # of one run of wrk
+    burst: int
+    idle: int
+    runs: int  # of the tool in a row
+    young: int  # finished connections
+    old: int
+    finished: int  # for what they leave behind
+    transfer: int  # bytes
+    image: int  # bytes
+    polling: float  # seconds
+    starts: int
+
+
+FULL = Scale("full", 5, 3, 1000, 5000, 400, 20000, 100000, 50000, 1024 * MIB, 64 * MIB, 5.0, 10)
+QUICK = Scale("quick", 3, 1, 1000, 1000, 100, 2000, 10000, 5000, 128 * MIB, 16 * MIB, 1.5, 3)
+
+
+@dataclasses.dataclass
+class Bench:
+    """What a question needs."""
+
+    programs: Programs
+    scale: Scale
+    folder: pathlib.Path  # of the servers' own files
+    files: pathlib.Path  # what is uploaded, fetched and converted
+
+    def server(self, kind, **more) -> Server:
+        return kind(self.programs, self.folder, self.files, **more)
+
+    def in_turns(self, measures: dict) -> dict:
+        """Calls each function once a round; the values of all rounds under its name."""
+        names = list(measures)
+        values = {name: [] for name in names}
+        for turn in range(self.scale.rounds):
+            for place in range(len(names)):
+                name = names[(turn + place) % len(names)]
+                values[name].append(measures[name]())
+        return values
+
+
+def ratios(ours: list, theirs: list) -> list:
+    return [one / other for one, other in zip(ours, theirs)]
+
+
+def per_second(values: list) -> str:
+    return f"{statistics.median(values):.0f}/s"
+
+
+def microseconds(values: list) -> str:
+    median = statistics.median(values)
+    return f"{median / 1000:.2f} ms" if median >= 1000 else f"{median:.0f} µs"
+
+
+def mib(size: float) -> str:
+    return f"{size / MIB:.0f} MiB"
+
+
+def compare(values: dict, aims: dict, question: str, name: str, bound: str, text) -> list:
+    """One case for each peer that has an aim."""
+    ours = values[Service.name]
+    return [Case(question, name, peer, ratios(ours, values[peer]), bound if aim else "", aim or 0,
+                 ours=text(ours), theirs=text(values[peer]))
+            for peer, aim in aims.items()]
+
+
+def keepalive(bench: Bench):
+    """GET "/" on connections that stay"""
+    with contextlib.ExitStack() as stack:
+        servers = [stack.enter_context(bench.server(kind)) for kind in (Service, Qt6, Nginx)]
+        for clients in (1, 16, 256):
+            values = bench.in_turns({
+                server.name: lambda server=server: requests_per_second(
+                    server.url(), clients, bench.scale.seconds)
+                for server in servers})
+            yield from compare(values, {Qt6.name: 1.5, Nginx.name: 0.8}, "kept alive",
+                               f"{clients} client" + "s" * (clients > 1), AT_LEAST, per_second)
+
+
+def new_connections(bench: Bench):
+    """GET "/" on a new connection each"""
+    with contextlib.ExitStack() as stack:
+        servers = [stack.enter_context(bench.server(kind)) for kind in (Service, Nginx, Httplib)]
+        values = bench.in_turns({
+            server.name: lambda server=server: requests_per_second(
+                server.url(), 16, bench.scale.seconds, new_connections=True)
+            for server in servers})
+        yield from compare(values, {Nginx.name: 0.7, Httplib.name: 1.0}, "new connections",
+                           "16 clients", AT_LEAST, per_second)
+
+
+def burst(bench: Bench):
+    """Clients that all connect at the same moment"""
+    with bench.server(Service) as service, bench.server(Nginx) as nginx:
+        retried = []
+
+        def once(server: Server) -> float:
+            line = bench.programs.run("bench_burst", server.port, "/",
+                                      bench.scale.burst).without_failures()
+            if server is service:
+                retried.append(line.number("retried"))
+            return line.percentile99
+
+        values = bench.in_turns({server.name: lambda server=server: once(server)
+                                 for server in (service, nginx)})
+        clients = f"{bench.scale.burst} clients"
+        yield Case("burst", f"{clients}, connections that had to retry", "", retried, AT_MOST, 0)
+        yield from compare(values, {Nginx.name: 3.0}, "burst", f"{clients}, 99th percentile",
+                           AT_MOST, microseconds)
+
+
+@contextlib.contextmanager
+def idle_clients(bench: Bench, server: Server, *path: str):
+    holder = bench.programs.begin("bench_idle", server.port, bench.scale.idle, *path)
+    try:
+        if "are idle" not in holder.stdout.readline():
+            raise Failed("the idle clients did not get their connections")
+        yield
+    finally:
+        holder.stdin.close()
+        holder.wait()
+
+
+def settled(server: Server) -> int:
+    """Resident bytes once they have stopped changing."""
+    last = -1
+    while (now := server.memory("VmRSS")) != last:
+        last = now
+        time.sleep(0.2)
+    return last
+
+
+def idle(bench: Bench):
+    """Connections on which nothing happens"""
+    scale = bench.scale
+
+    def one_more(server: Server) -> float:
+        return bench.programs.run("bench_requests", server.port, "/", 1,
+                                  scale.runs * 10).without_failures().median
+
+    def bytes_each(*path: str) -> list:
+        sizes = []
+        for _ in range(scale.rounds):
+            with bench.server(Service) as service:
+                before = settled(service)
+                with idle_clients(bench, service, *path):
+                    sizes.append((settled(service) - before) / scale.idle / KIB)
+        return sizes
+
+    name = f"{scale.idle} connections"
+    yield Case("idle", f"{name} that were served once, resident each", "", bytes_each("/"),
+               AT_MOST, 64, "KiB")
+    yield Case("idle", f"{name} that never sent anything, resident each", "", bytes_each(),
+               AT_MOST, 64, "KiB")
+    with bench.server(Service) as busy, bench.server(Service) as alone:
+        with idle_clients(bench, busy, "/"):
+            values = bench.in_turns({"with": lambda: one_more(busy),
+                                     "without": lambda: one_more(alone)})
+    yield Case("idle", f'"/" on one more, {name}', "the service without them",
+               ratios(values["with"], values["without"]), AT_MOST, 1.2,
+               ours=microseconds(values["with"]), theirs=microseconds(values["without"]))
+
+
+def tool_runs(bench: Bench):
+    """"/version" with a trivial tool"""
+    paths = {Service: "/version", Lighttpd: "/version.cgi", Webhook: "/hooks/version"}
+    with contextlib.ExitStack() as stack:
+        servers = {stack.enter_context(bench.server(kind)): path for kind, path in paths.items()}
+        for clients in (1, 4, 16):
+            values = bench.in_turns({
+                server.name: lambda server=server, path=path: requests_per_second(
+                    server.url(path), clients, bench.scale.seconds)
+                for server, path in servers.items()})
+            yield from compare(values, {Lighttpd.name: 1.0, Webhook.name: 1.0}, "tool runs",
+                               f"{clients} client" + "s" * (clients > 1), AT_LEAST, per_second)
+
+
+def finish_connections(bench: Bench, server: Server, count: int) -> None:
+    bench.programs.run("bench_requests", server.port, "/", 4, count,
+                       "--new-connections").without_failures()
+
+
+def upload(bench: Bench, server: Server, name: str) -> float:
+    """Seconds."""
+    method = "POST" if isinstance(server, Service) else "PUT"
+    line = bench.programs.run("bench_transfer", server.port, method, f"/upload/{name}",
+                              bench.scale.transfer)
+    return line.median / 1e6
+
+
+def convert(bench: Bench):
+    """"/convert" with a trivial tool, by a service of every age"""
+    scale = bench.scale
+    request = bench.folder / "convert.json"
+    request.write_text(json.dumps({"fileName": "picture.tif", "reqestID": "job",
+                                   "configuration": "Press", "cancelID": "stop"}),
+                       encoding="utf-8")
+    arguments = ["--progress", f"--stopfile={bench.files}/stop.txt", "--translateerror",
+                 "--overwriteoutput=increment", "-c", "Press", f"{bench.files}/picture.tif",
+                 "-o", f"{bench.files}/picture_Press.tif"]
+
+    def median_of(server: Server) -> float:
+        return bench.programs.run("bench_requests", server.port, "/convert", 1, scale.runs,
+                                  request).without_failures().median
+
+    def bare() -> float:
+        return bench.programs.run("bench_barerun", scale.runs, bench.programs.trivial_tool,
+                                  *arguments).median
+
+    with contextlib.ExitStack() as stack:
+        fresh, young, old, filled = (stack.enter_context(bench.server(Service)) for _ in range(4))
+        finish_connections(bench, young, scale.young)
+        finish_connections(bench, old, scale.old)
+        upload(bench, filled, "large")
+        ages = {"fresh": fresh, f"after {scale.young} connections": young,
+                f"after {scale.old} connections": old,
+                f"after an upload of {mib(scale.transfer)}": filled}
+        values = bench.in_turns({"bare": bare,
+                                 **{age: lambda server=server: median_of(server)
+                                    for age, server in ages.items()}})
+    ours, theirs = values["fresh"], values["bare"]
+    yield Case("convert", "fresh, more than the run itself", "the bare tool",
+               [(one - other) / 1000 for one, other in zip(ours, theirs)], AT_MOST, 1.0, "ms",
+               microseconds(ours), microseconds(theirs))
+    for age in list(ages)[1:]:
+        yield Case("convert", age, "the fresh service", ratios(values[age], ours), AT_MOST, 1.3,
+                   ours=microseconds(values[age]), theirs=microseconds(ours))
+
+
+def leftover(bench: Bench):
+    """What a finished connection leaves behind"""
+    heap, resident = [], []
+    for _ in range(bench.scale.rounds):
+        line = bench.programs.run("bench_leftover", bench.scale.finished, "/",
+                                  bench.programs.trivial_tool, environment={"QT_NO_GLIB": "1"})
+        heap.append(line.number("heap") / KIB)
+        resident.append(line.number("resident") / KIB)
+    name = f"each of {bench.scale.finished} connections"
+    yield Case("left behind", f"{name}, heap", "", heap, AT_MOST, 4, "KiB")
+    yield Case("left behind", f"{name}, resident", "", resident, AT_MOST, 4, "KiB")
+
+
+def transfer(bench: Bench):
+    """One large body, in and out"""
+    size = bench.scale.transfer
+    stored = bench.files / "fetched"
+    with open(stored, "wb") as file:
+        block = os.urandom(MIB)
+        for _ in range(size // MIB):
+            file.write(block)
+    over, kept = [], []
+
+    def watched(measure, server: Server) -> float:
+        """MiB per second. The service is a new one each time, so that its peak is this body's."""
+        if not isinstance(server, Service):
+            return size / MIB / measure(server)
+        with bench.server(Service) as fresh:
+            rate = size / MIB / measure(fresh)
+            over.append((fresh.memory("VmHWM") - size) / MIB)
+            kept.append(settled(fresh) / MIB)
+            return rate
+
+    def uploaded(server: Server) -> float:
+        name = f"uploaded-{type(server).__name__}"
+        try:
+            return upload(bench, server, name)
+        finally:
+            (bench.files / name).unlink(missing_ok=True)
+
+    def fetched(server: Server) -> float:
+        path = "/getConversionResult/fetched" if isinstance(server, Service) else "/files/fetched"
+        return bench.programs.run("bench_transfer", server.port, "GET", path, size).median / 1e6
+
+    def rate_text(values: list) -> str:
+        return f"{statistics.median(values):.0f} MiB/s"
+
+    with contextlib.ExitStack() as stack:
+        servers = [stack.enter_context(bench.server(kind)) for kind in (Service, Nginx, Httplib)]
+        for name, measure in (("upload", uploaded), ("fetch", fetched)):
+            over.clear()
+            kept.clear()
+            values = bench.in_turns({
+                server.name: lambda server=server: watched(measure, server)
+                for server in servers})
+            name = f"{name} of {mib(size)}"
+            yield from compare(values, {Nginx.name: 0.5, Httplib.name: 1.0}, "transfer", name,
+                               AT_LEAST, rate_text)
+            yield Case("transfer", f"{name}, resident peak above the body", "", over.copy(),
+                       AT_MOST, 64, "MiB")
+            yield Case("transfer", f"{name}, resident afterwards", "", kept.copy(), unit="MiB")
+    stored.unlink()
+
+
+def local_data(bench: Bench):
+    """"/convertWithLocalData" with a large image"""
+    size = bench.scale.image
+    text = base64.b64encode(os.urandom(size)).decode("ascii")
+    request, encoded = bench.folder / "inline.json", bench.folder / "inline.base64"
+    request.write_text(json.dumps({"fileName": "inline.tif", "imgData": text,
+                                   "configuration": "Press"}), encoding="ascii")
+    encoded.write_text(text, encoding="ascii")
+    target = bench.files / "inline.tif"
+    peaks, grown = [], []
+
+    def asked() -> float:
+        with bench.server(Service) as service:
+            before = settled(service)
+            line = bench.programs.run("bench_requests", service.port, "/convertWithLocalData", 1, 1,
+                                      request).without_failures()
+            peaks.append(service.memory("VmHWM") / size)
+            grown.append((settled(service) - before) / MIB)
+        target.unlink()
+        return line.median
+
+    def by_hand() -> float:
+        seconds = seconds_of(["sh", "-c", 'base64 --decode "$1" >"$2" && "$3" --translateerror '
+                              '--overwriteoutput=increment -c Press "$2" -o "$2.out"', "sh",
+                              str(encoded), str(target), bench.programs.trivial_tool])
+        target.unlink()
+        return seconds * 1e6
+
+    values = bench.in_turns({"asked": asked, "by hand": by_hand})
+    name = f"image of {mib(size)}"
+    yield Case("inline conversion", name, "base64 --decode, then the tool",
+               ratios(values["asked"], values["by hand"]), AT_MOST, 1.5,
+               ours=microseconds(values["asked"]), theirs=microseconds(values["by hand"]))
+    yield Case("inline conversion", f"{name}, resident peak", "the image's size", peaks, AT_MOST, 6)
+    yield Case("inline conversion", f"{name}, resident growth afterwards", "", grown, AT_MOST, 16,
+               "MiB")
+    request.unlink()
+    encoded.unlink()
+
+
+@contextlib.contextmanager
+def conversions(bench: Bench, server: Server, picture: str, count: int):
+    """So many at a time, one after the other, while the block lasts."""
+    clients = []
+    try:
+        for number in range(count):
+            request = bench.folder / f"polled-{number}.json"
+            request.write_text(json.dumps({
+                "fileName": picture, "reqestID": f"polled-{number}",
+                "configuration": "PressCMYK", "cancelID": f"never-{number}"}), encoding="utf-8")
+            clients.append(bench.programs.begin("bench_requests", server.port, "/convert", 1,
+                                                1000000, request))
+        time.sleep(0.3)  # until all have begun
+        yield
+    finally:
+        for client in clients:
+            client.terminate()
+            client.wait()
+
+
+def polling(bench: Bench):
+    """"/progressInfo/<arg>" polled while conversions run"""
+    picture = pathlib.Path(__file__).resolve().parents[2] / "examples/images/demo.jpg"
+    (bench.files / "polled.jpg").write_bytes(picture.read_bytes())
+    lost = []
+
+    def polls(server: Server, job: str) -> float:
+        line = bench.programs.run("bench_polling", server.port, f"/progressInfo/{job}", 50, 10,
+                                  int(bench.scale.polling * 1000))
+        lost.append(line.number("lost"))
+        return line.percentile99
+
+    def while_idle(server: Server, job: str) -> float:
+        return polls(server, job)
+
+    def while_busy(server: Server, job: str) -> float:
+        with conversions(bench, server, "polled.jpg", 4):
+            value = polls(server, job)
+        wait_until_quiet(server)
+        return value
+
+    with bench.server(Service, tool=bench.programs.sample_tool) as service:
+        with urllib.request.urlopen(service.url("/progressTest")) as answer:
+            job = urllib.parse.quote(answer.read().decode("ascii"))
+        values = bench.in_turns({"busy": lambda: while_busy(service, job),
+                                 "idle": lambda: while_idle(service, job)})
+    yield Case("polling", "50 clients every 10 ms during 4 conversions, 99th percentile",
+               "the same while idle", ratios(values["busy"], values["idle"]),
+               ours=microseconds(values["busy"]), theirs=microseconds(values["idle"]))
+    yield Case("polling", "polls without an answer", "", lost, AT_MOST, 0)
+    for file in bench.files.glob("polled*"):
+        file.unlink()
+
+
+def wait_until_quiet(server: Server) -> None:
+    """The clients have gone; the tools that they asked for may still run."""
+    def children() -> str:
+        text = ""
+        for task in pathlib.Path(f"/proc/{server.process.pid}/task").iterdir():
+            with contextlib.suppress(FileNotFoundError):
+                text += (task / "children").read_text(encoding="ascii")
+        return text
+
+    while children().strip():
+        time.sleep(0.05)
+
+
+def start_up(bench: Bench):
+    """From start to first answer"""
+    def milliseconds(kind) -> float:
+        server = bench.server(kind)
+        return bench.programs.run("bench_startup", server.port, "/", bench.scale.starts,
+                                  *server.words(), environment=server.environment()).median
+
+    values = bench.in_turns({kind.name: lambda kind=kind: milliseconds(kind)
+                             for kind in (Service, Nginx)})
+    yield from compare(values, {Nginx.name: None}, "start", "to the first answer", "", microseconds)
+
+
+ALL = {
+    "keepalive": keepalive,
+    "newconnections": new_connections,
+    "burst": burst,
+    "idle": idle,
+    "toolruns": tool_runs,
+    "convert": convert,
+    "leftover": leftover,
+    "transfer": transfer,
+    "localdata": local_data,
+    "polling": polling,
+    "startup": start_up,
+}
