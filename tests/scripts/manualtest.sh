@@ -46,7 +46,26 @@ command_words_are_completed() {
     expect "tool" "$(complete_words 127.0.0.1 8080 LICENS)" LICENSE
 }
 
+# The beginnings of what the sources write to a channel, up to the first value in the text.
+messages() {
+    grep -rhozP '(qDebug\(\)\s*<<\s*|writeErrorLine\(\s*|std::cerr\s*<<\s*|const char \*const text =\s*|fprintf\(stderr,\s*|refusal = QStringLiteral\()"\K[^"]+' \
+        --include='*.cpp' app settings logging server jobs tool diagnostics \
+        | tr '\0' '\n' | sed -e 's/\\n.*//' -e 's/%s.*//' -e 's/ *$//' | sort -u
+}
+
+the_operations_page_explains_every_message() {
+    local page message
+    local -a all
+    page=$(<docs/operations.md)
+    mapfile -t all < <(messages)
+    ((${#all[@]} > 45)) || fail "only ${#all[@]} messages were found in the sources"
+    for message in "${all[@]}"; do
+        [[ $page == *"$message"* ]] || fail "docs/operations.md does not tell of: $message"
+    done
+}
+
 run_tests \
     manual_pages_are_well_formed \
     the_manual_page_names_every_command \
-    command_words_are_completed
+    command_words_are_completed \
+    the_operations_page_explains_every_message
