@@ -1,0 +1,114 @@
+#!/usr/bin/env python3
+"""Converts one image through vondServer: upload, convert, follow, fetch. Ctrl-C cancels.
+
+The standard library only. Usable as a module, too:
+
+    client = Client("http://127.0.0.1:8080")
+    content = client.convert(pathlib.Path("photo.jpg"), "PressCMYK", print)
+"""
+
+import argparse
+import base64
+import concurrent.futures
+import json
+import pathlib
+import re
+import sys
+import urllib.error
+import urllib.parse
+import urllib.request
+import uuid
+
+
+class ConversionFailed(Exception):
+    """The tool's own words, where it had any."""
+
+
+class Client:
+    def __init__(self, url: str, user: str = ""):
+        self._url = url.rstrip("/")
+        self._headers = {}
+        if user:
+            self._headers["Authorization"] = "Basic " + base64.b64encode(user.encode()).decode()
+
+    def ask(self, path: str, body: bytes = None, timeout: float = 60) -> bytes:
+        """GET without a body, POST with one. Failures of the service itself come as texts."""
+        request = urllib.request.Request(self._url + path, data=body, headers=self._headers)
+        with urllib.request.urlopen(request, timeout=timeout) as answer:
+            return answer.read()
+
+    def progress(self, job: str) -> int:
+        """Percent; -1 when nothing is known, before and after the conversion as well."""
+        text = self.ask("/progressInfo/" + job).decode()
+        told = re.findall(r"Progress: *(\d+)", text)  # several lines may have come at once
+        return int(told[-1]) if told else -1
+
+    def cancel(self, job: str) -> None:
+        self.ask("/cancelConversion/" + job)
+
+    def convert(self, image: pathlib.Path, configuration: str, on_progress=lambda percent: None) -> bytes:
+        """The result's content. Raises ConversionFailed; KeyboardInterrupt cancels."""
+        # Also the cancel ID and the name of the upload. A new name each time: an upload replaces a
+        # file of the same name, and what an earlier conversion left could be taken for our result.
+        job = str(uuid.uuid4())
+        suffix = image.suffix if re.fullmatch(r"\.[A-Za-z0-9]+", image.suffix) else ""
+        self.ask("/upload/" + job + suffix, image.read_bytes())
+
+        request = {"fileName": job + suffix, "reqestID": job, "cancelID": job,  # spelt so
+                   "configuration": configuration}
+        with concurrent.futures.ThreadPoolExecutor(1) as other:
+            try:
+                # The answer comes when the tool has ended, however long that takes.
+                conversion = other.submit(self.ask, "/convert", json.dumps(request).encode(), None)
+                while not conversion.done():
+                    percent = self.progress(job)
+                    if percent >= 0:
+                        on_progress(percent)
+                    concurrent.futures.wait([conversion], timeout=0.2)
+            except BaseException:
+                self.cancel(job)  # and leaving "with" waits for the answer
+                raise
+            name = conversion.result().decode()
+
+        # The answer is the result's name or what went wrong. Only fetching tells which.
+        try:
+            content = self.ask("/getConversionResult/" + urllib.parse.quote(name, safe=""))
+        except urllib.error.HTTPError:
+            content = b""
+        if not content:
+            raise ConversionFailed(name or "the tool failed without a word")
+        return content
+
+
+def show_bar(percent: int) -> None:
+    if sys.stderr.isatty():
+        print(f"\r[{'#' * (percent * 40 // 100):40}] {percent:3} %", end="", file=sys.stderr, flush=True)
+
+
+def main() -> int:
+    parser = argparse.ArgumentParser(description="Converts one image through vondServer. Ctrl-C cancels.")
+    parser.add_argument("-s", dest="url", default="http://127.0.0.1:8080", help="where the service is")
+    parser.add_argument("-c", dest="configuration", default="PressCMYK", help="what to convert with")
+    parser.add_argument("-u", dest="user", default="", help="NAME:PASSWORD, for a proxy that asks for it")
+    parser.add_argument("image", type=pathlib.Path)
+    parser.add_argument("result", type=pathlib.Path, nargs="?", help="where the result goes; beside the image if not given")
+    options = parser.parse_args()
+    image = options.image
+    result = options.result or image.with_name(
+        f"{image.stem}_{options.configuration.replace('/', '-')}{image.suffix}")
+    try:
+        result.write_bytes(Client(options.url, options.user).convert(image, options.configuration, show_bar))
+    except KeyboardInterrupt:
+        print("\nconvert.py: cancelled", file=sys.stderr)
+        return 130
+    except (ConversionFailed, OSError) as failure:  # a refused connection is an OSError, too
+        print(f"\nconvert.py: {failure}", file=sys.stderr)
+        return 1
+    if sys.stderr.isatty():
+        print(file=sys.stderr)
+    print(result)
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,116 @@
+#!/bin/bash
+# Converts one image through vondServer, with curl: upload, convert, follow, fetch. Ctrl-C cancels.
+set -euo pipefail
+
+usage() {
+    cat <<'END_OF_TEXT'
+Usage: convert.sh [OPTION...] IMAGE [RESULT]
+
+  -s URL     where the service is (http://127.0.0.1:8080)
+  -c NAME    the configuration to convert with (PressCMYK)
+  -u NAME:PASSWORD   for a proxy that asks for it
+
+Without RESULT the result goes beside IMAGE, with the configuration in its name.
+Exit status: 0 done, 1 failed, 2 wrong usage, 130 cancelled.
+END_OF_TEXT
+}
+
+url=http://127.0.0.1:8080 configuration=PressCMYK
+# Answers come with the status 200 even if a conversion fails; another status is the proxy's.
+curl=(curl --silent --show-error --fail)
+while getopts s:c:u:h option; do
+    case $option in
+        s) url=${OPTARG%/} ;;
+        c) configuration=$OPTARG ;;
+        u) curl+=(--user "$OPTARG") ;;
+        h) usage; exit 0 ;;
+        *) usage >&2; exit 2 ;;
+    esac
+done
+shift $((OPTIND - 1))
+[[ $# -eq 1 || $# -eq 2 ]] || { usage >&2; exit 2; }
+image=$1
+[[ -f $image && -r $image ]] || { echo "convert.sh: cannot read $image" >&2; exit 2; }
+
+file=${image##*/}
+suffix=''
+[[ ! $file =~ \.[A-Za-z0-9]+$ ]] || suffix=${BASH_REMATCH[0]}
+result=${2:-${image%"$suffix"}_${configuration//\//-}$suffix}
+
+# The job's ID is also its cancel ID and the name of the upload. That name must be new: an upload
+# replaces a file of the same name, and a result that is left over from before could be taken for
+# ours. It also spares us encoding the image's own name.
+job=$(</proc/sys/kernel/random/uuid)
+
+folder=$(mktemp -d)
+conversion=''
+cancelled=no
+
+ask() {
+    "${curl[@]}" "$@"
+}
+
+clean_up() {
+    [[ -z $conversion ]] || kill "$conversion" 2>/dev/null || true
+    rm -rf "$folder"
+}
+trap clean_up EXIT
+
+# From here on Ctrl-C reaches the tool; the conversion's answer then comes by itself.
+cancel() {
+    cancelled=yes
+    trap '' INT
+    ask --output "$folder/ignored" "$url/cancelConversion/$job" || kill "$conversion"
+}
+
+draw() {
+    [[ -t 2 ]] || return 0
+    local bar
+    printf -v bar '%*s' $(($1 * 40 / 100)) ''
+    printf '\r[%-40s] %3d %%' "${bar// /#}" "$1" >&2
+}
+
+json_text() {
+    local text=${1//\\/\\\\}
+    printf '"%s"' "${text//\"/\\\"}"
+}
+
+ask --output "$folder/ignored" --request POST --upload-file "$image" "$url/upload/$job$suffix"
+
+printf '{"fileName": "%s", "reqestID": "%s", "cancelID": "%s", "configuration": %s}' \
+    "$job$suffix" "$job" "$job" "$(json_text "$configuration")" >"$folder/request" # spelt so
+# Ctrl-C must not end this one: the answer is waited for.
+(trap '' INT && exec "${curl[@]}" --data-binary @"$folder/request" --output "$folder/answer" "$url/convert") &
+conversion=$!
+trap cancel INT
+
+while kill -0 "$conversion" 2>/dev/null; do
+    progress=$(ask --max-time 5 "$url/progressInfo/$job" 2>/dev/null) || progress=''
+    # Several lines may have come at once; the last one counts.
+    [[ ! $progress =~ .*Progress:\ *([0-9]+) ]] || draw "${BASH_REMATCH[1]}"
+    sleep 0.2 || true # Ctrl-C ends it, too
+done
+status=0
+wait "$conversion" || status=$?
+conversion=''
+[[ ! -t 2 ]] || printf '\r%-49s\r' '' >&2
+if [[ $cancelled == yes ]]; then
+    echo "convert.sh: cancelled" >&2
+    exit 130
+fi
+((status == 0)) || { echo "convert.sh: the conversion was not answered" >&2; exit 1; }
+
+# The answer is the result's name or what went wrong. Only fetching tells which.
+answer=$(<"$folder/answer")
+if [[ $answer =~ ^[A-Za-z0-9._-]+$ ]]; then
+    name=$answer
+else
+    name=$(printf '%s' "$answer" | od -An -v -tx1 | tr -d '\n' | tr ' ' %)
+fi
+ask --output "$folder/result" "$url/getConversionResult/$name" 2>/dev/null || true
+if [[ ! -s $folder/result ]]; then
+    echo "convert.sh: ${answer:-the tool failed without a word}" >&2
+    exit 1
+fi
+mv -- "$folder/result" "$result"
+echo "$result"
