@@ -2,10 +2,10 @@
 
 #include "jobs/conversionplan.h"
 #include "settings/folders.h"
+#include "tool/debugline.h"
 #include "tool/pathcheck.h"
 #include "tool/run.h"
 
-#include <QDebug>
 #include <QProcess>
 
 namespace jobs {
@@ -19,8 +19,8 @@ bool runForConnection(const QString &vondPath,
                       const QStringList &arguments)
 {
     job.process = new QProcess(job.handler); // stays until the handler goes; a next job replaces it
-    qDebug() << "arguments:";
-    qDebug() << arguments;
+    tool::debugLine("arguments:");
+    tool::debugLine(arguments);
     QObject::connect(job.process,
                      SIGNAL(readyReadStandardOutput()),
                      job.handler,
@@ -45,10 +45,10 @@ QString convert(const QString &vondPath,
     // Deliberate: the last message of an earlier job on this connection is not cleared. A tool that
     // prints nothing leaves it standing.
     job.requestId = request.requestId;
-    qDebug() << "convert reqestID: " << job.requestId;
+    tool::debugLine("convert reqestID: ", job.requestId);
     registerRequest(registry, job.requestId);
     const ConversionPlan plan = planConversion(request, settings::workFolder());
-    qDebug() << "convert: stopfile: " << plan.stopFilePath;
+    tool::debugLine("convert: stopfile: ", plan.stopFilePath);
 
     const bool ended = runForConnection(vondPath, job, plan.arguments);
     // Deliberate: the entry goes before the wait's result is looked at, so that a poll after the
@@ -59,10 +59,10 @@ QString convert(const QString &vondPath,
         return {};
     }
     const tool::Output rest = tool::takeOutput(job.process);
-    qDebug() << "m_lastStdOutMsg" << job.lastStdOutMsg;
+    tool::debugLine("m_lastStdOutMsg", job.lastStdOutMsg);
     if (tool::reportsError(rest.stdErr)) {
-        qDebug() << "conversion failed:" << rest.stdOut;
-        qDebug() << plan.arguments;
+        tool::debugLine("conversion failed:", rest.stdOut);
+        tool::debugLine(plan.arguments);
     }
     return conversionAnswer(plan, rest.stdErr, job.lastStdOutMsg);
 }

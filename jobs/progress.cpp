@@ -1,8 +1,8 @@
 #include "jobs/progress.h"
 
+#include "tool/debugline.h"
 #include "tool/utf8text.h"
 
-#include <QDebug>
 #include <QUuid>
 
 namespace jobs {
@@ -11,7 +11,7 @@ QString progressInfo(Registry *registry, const QString &id)
 {
     const QString text = progressText(registry, id);
     if (text.startsWith(QLatin1String("Error"))) {
-        qDebug() << "Request:" << id << " : " << text;
+        tool::debugLine("Request:", id, " : ", text);
     }
     return text;
 }

@@ -1,6 +1,7 @@
 #include "jobs/registry.h"
 
-#include <QDebug>
+#include "tool/debugline.h"
+
 #include <QMutex>
 #include <QMutexLocker>
 
@@ -30,8 +31,8 @@ QString progressText(Registry *registry, const QString &id)
     const QMutexLocker lock(&registryMutex);
     const QString text = registry->value(id);
     if (text.isEmpty()) {
-        qDebug() << "Requests: ";
-        qDebug() << registry->keys();
+        tool::debugLine("Requests: ");
+        tool::debugLine(registry->keys());
     }
     return text;
 }

@@ -1,12 +1,11 @@
 #include "tool/convertwithlocaldata.h"
 
 #include "settings/folders.h"
+#include "tool/debugline.h"
 #include "tool/localdataplan.h"
 #include "tool/pathcheck.h"
 #include "tool/run.h"
 #include "tool/writebase64file.h"
-
-#include <QDebug>
 
 #include <optional>
 
@@ -51,8 +50,8 @@ QString convertWithLocalData(const QString &vondPath, const QByteArray &body)
     }
     const QString wanted = localOutputPath(folder, input, request.configuration);
     const QStringList arguments = localArguments(request.configuration, *options, input, wanted);
-    qDebug() << "arguments:";
-    qDebug() << arguments;
+    debugLine("arguments:");
+    debugLine(arguments);
     const auto output = runToEnd(vondPath, arguments);
     if (!output) {
         reportFailedConversionWait(input);

@@ -1,8 +1,8 @@
 #include "tool/localdataplan.h"
 
+#include "tool/debugline.h"
 #include "tool/utf8text.h"
 
-#include <QDebug>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -31,7 +31,7 @@ QVector<LocalOption> readOptions(const QJsonArray &elements)
     for (const QJsonValue &value : elements) {
         const QJsonObject element = value.toObject();
         if (element.isEmpty()) {
-            qDebug() << "setOptions: skipped an element without a key:" << value;
+            debugLine("setOptions: skipped an element without a key:", value);
             continue;
         }
         // Deliberate: only the first key counts, in the order of the alphabet.

@@ -1,10 +1,9 @@
 #include "tool/queries.h"
 
+#include "tool/debugline.h"
 #include "tool/pathcheck.h"
 #include "tool/run.h"
 #include "tool/utf8text.h"
-
-#include <QDebug>
 
 namespace tool {
 
@@ -22,7 +21,7 @@ QString listconfigurations(const QString &vondPath)
         return *refusal;
     }
     const QByteArray listing = shortQuery(vondPath, {QStringLiteral("listconfigurations")});
-    qDebug() << listing;
+    debugLine(listing);
     return utf8Text(listing);
 }
 
@@ -39,7 +38,7 @@ QString configDetails(const QString &vondPath, const QString &name)
                        QStringLiteral("--name=") + name,
                        QStringLiteral("--details=DocumentColorSpace,DstProfile,PSLayersOption"),
                    });
-    qDebug() << details;
+    debugLine(details);
     return utf8Text(details);
 }
 

@@ -1,9 +1,9 @@
 #include "tool/run.h"
 
+#include "tool/debugline.h"
 #include "tool/descriptorclaim.h"
 #include "tool/errorline.h"
 
-#include <QDebug>
 #include <QProcess>
 
 #include <algorithm>
@@ -80,8 +80,8 @@ std::optional<Output> runToEnd(const QString &vondPath, const QStringList &argum
 Output takeOutput(QProcess *process)
 {
     Output output{process->readAllStandardOutput(), process->readAllStandardError()};
-    qDebug() << "fromVond-StdOut:" << output.stdOut;
-    qDebug() << "fromVondErr:" << output.stdErr;
+    debugLine("fromVond-StdOut:", output.stdOut);
+    debugLine("fromVondErr:", output.stdErr);
     return output;
 }
 

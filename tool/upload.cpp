@@ -1,9 +1,8 @@
 #include "tool/upload.h"
 
 #include "settings/folders.h"
+#include "tool/debugline.h"
 #include "tool/writefile.h"
-
-#include <QDebug>
 
 #include <algorithm>
 
@@ -19,7 +18,7 @@ bool hasFolderPart(const QString &name, QLatin1String marks)
 QByteArray upload(const QString &name, const QByteArray &body)
 {
     if (hasFolderPart(name)) {
-        qDebug() << "upload refused, name with a folder part:" << name;
+        debugLine("upload refused, name with a folder part:", name);
     } else {
         // Deliberate: a file that cannot be written is neither told to the client nor logged.
         static_cast<void>(writeFile(settings::filePathIn(settings::workFolder(), name), body));

@@ -1,8 +1,8 @@
 #include "tool/vondanswer.h"
 
+#include "tool/debugline.h"
 #include "tool/utf8text.h"
 
-#include <QDebug>
 #include <QFileInfo>
 
 namespace tool {
@@ -20,7 +20,7 @@ QStringList survivingReturnKeys(const QStringList &keys, const QByteArray &stdEr
         for (const QString &key : keys) {
             if (line.contains(key)) {
                 surviving.removeOne(key);
-                qDebug() << "removed return filekey on error:" << key;
+                debugLine("removed return filekey on error:", key);
             }
         }
     }
@@ -44,10 +44,10 @@ QJsonObject vondAnswer(const Output &output, const QStringList &returnKeys)
     };
     const QStringList surviving = survivingReturnKeys(returnKeys, output.stdErr);
     if (!surviving.isEmpty()) {
-        qDebug() << surviving;
+        debugLine(surviving);
         answer.insert(QLatin1String("returnFilesDict"), returnFilesDict(surviving));
     }
-    qDebug() << answer;
+    debugLine(answer);
     return answer;
 }
 

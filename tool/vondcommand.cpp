@@ -1,6 +1,7 @@
 #include "tool/vondcommand.h"
 
 #include "settings/folders.h"
+#include "tool/debugline.h"
 #include "tool/errorline.h"
 #include "tool/pathcheck.h"
 #include "tool/run.h"
@@ -8,7 +9,6 @@
 #include "tool/vondelement.h"
 #include "tool/writebase64file.h"
 
-#include <QDebug>
 #include <QJsonArray>
 #include <QJsonDocument>
 
@@ -90,7 +90,7 @@ QJsonObject vond(const QString &vondPath, const QByteArray &body)
     if (!plan) {
         return {};
     }
-    qDebug() << "vond arguments:" << plan->arguments;
+    debugLine("vond arguments:", plan->arguments);
     const auto output = runToEnd(vondPath, plan->arguments);
     if (!output) {
         static_cast<void>(std::fprintf(stderr, "vond process timeout\n"));

@@ -48,7 +48,7 @@ command_words_are_completed() {
 
 # The beginnings of what the sources write to a channel, up to the first value in the text.
 messages() {
-    grep -rhozP '(qDebug\(\)\s*<<\s*|writeErrorLine\((QByteArrayLiteral\()?\s*|std::cerr\s*<<\s*|const char \*const text =\s*|fprintf\(stderr,\s*|refusal = QStringLiteral\()"\K[^"]+' \
+    grep -rhozP '(qDebug\(\)\s*<<\s*|debugLine\(\s*|writeErrorLine\((QByteArrayLiteral\()?\s*|std::cerr\s*<<\s*|const char \*const text =\s*|fprintf\(stderr,\s*|refusal = QStringLiteral\()"\K[^"]+' \
         --include='*.cpp' app settings logging server jobs tool diagnostics \
         | tr '\0' '\n' | sed -e 's/\\n.*//' -e 's/%s.*//' -e 's/ *$//' | sort -u
 }

@@ -1,0 +1,47 @@
+#include "tool/debugline.h"
+
+#include "tests/support/messagecatcher.h"
+
+#include <QJsonObject>
+#include <QStringList>
+#include <QtTest>
+
+// The lines are part of the interface: the log shows them.
+class DebugLineTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+
+    void aLineIsTheOneThatTheStreamItselfMakes()
+    {
+        const MessageCatcher messages;
+        const QByteArray bytes("a \"b\" \0 \xff \xc3\xa4\n", 13);
+        const QString text = QString::fromUtf8("ä \"q\" %1 %s \\ \x01 \xf0\x9f\x98\x80 ");
+        const QStringList list{text, QString(), QStringLiteral("c ")};
+        const QJsonObject object{{QStringLiteral("k %d"), text}};
+
+        qDebug() << "label:" << bytes;
+        tool::debugLine("label:", bytes);
+        qDebug() << "label: " << text;
+        tool::debugLine("label: ", text);
+        qDebug() << "Requests: ";
+        tool::debugLine("Requests: ");
+        qDebug() << list;
+        tool::debugLine(list);
+        qDebug() << QStringList();
+        tool::debugLine(QStringList());
+        qDebug() << object;
+        tool::debugLine(object);
+        qDebug() << "Request:" << text << " : " << text;
+        tool::debugLine("Request:", text, " : ", text);
+
+        QCOMPARE(messages.messages().size(), 14);
+        for (int i = 0; i < messages.messages().size(); i += 2) {
+            QCOMPARE(messages.messages().at(i + 1), messages.messages().at(i));
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(DebugLineTest)
+#include "debuglinetest.moc"
