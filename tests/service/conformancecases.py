@@ -306,7 +306,8 @@ case("chunk too large to hold", "9112 7.1", chunked("ffffffffffffffff\r\nabc"), 
              "takes the size for an overflow.")
 for value in ("chunked, chunked", "chunked, gzip", "identity", "gzip", "xchunked", "chunkedx",
               "chunked;q=1", "", "\"chunked\"", "chunked,", ", chunked"):
-    case(f"Transfer-Encoding “{value}”", "9112 6.1", text(f"Transfer-Encoding: {value}", body=GOOD),
+    case(f"Transfer-Encoding “{value}”", "9112 6.1",
+         text(f"Transfer-Encoding: {value}", body=GOOD),
          "400 closed", differs="Where the body ends would be a guess, so the framing is malformed; "
                                "nginx says 501 to every coding but one chunked.")
 case("a coding before chunked", "9112 6.1", text("Transfer-Encoding: gzip, chunked", body=GOOD),
@@ -336,7 +337,8 @@ case("second request in pieces", "9112 9.3.2", (OK + OK[:9], ANSWER, SILENCE, OK
 case("asked to close", "9112 9.6", request("GET / HTTP/1.1", "Connection: close"), "200 closed")
 case("asked to close, in upper case", "9110 7.6.1", request("GET / HTTP/1.1", "Connection: CLOSE"),
      "200 closed")
-case("close among others", "9110 7.6.1", request("GET / HTTP/1.1", "Connection: x, close"), "200 closed")
+case("close among others", "9110 7.6.1", request("GET / HTTP/1.1", "Connection: x, close"),
+     "200 closed")
 case("close rules keep-alive", "9112 9.3",
      request("GET / HTTP/1.1", "Connection: keep-alive, close"), "200 closed")
 case("close in a second field", "9110 5.3",
@@ -368,7 +370,8 @@ case("expected without a body", "9110 10.1.1", text("Content-Length: 0", EXPECT)
      differs="nginx sends the interim answer also where no body is to come.")
 case("expected in HTTP/1.0", "9110 10.1.1",
      (request("POST /text HTTP/1.0", "Content-Length: 3", EXPECT), SILENCE, "abc"), "200 closed")
-case("unknown expectation", "9110 10.1.1", text("Content-Length: 3", "Expect: tea", body="abc"), "417 closed",
+case("unknown expectation", "9110 10.1.1",
+     text("Content-Length: 3", "Expect: tea", body="abc"), "417 closed",
      differs="A server may answer 417; nginx pays no heed.")
 case("unknown expectation among others", "9110 10.1.1",
      text("Content-Length: 3", "Expect: 100-continue, tea", body="abc"), "417 closed",
