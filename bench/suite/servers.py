@@ -197,3 +197,12 @@ class Qt6(Server):
 
     def words(self) -> list:
         return [self.programs.peer("peer_qt6"), str(self.port)]
+
+
+class Threads(Server):
+    """No peer to beat but a limit: a thread for each connection, and nothing else."""
+
+    name = "a bare thread each"
+
+    def words(self) -> list:
+        return [self.programs.peer("peer_threads"), str(self.port)]

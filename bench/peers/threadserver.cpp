@@ -1,0 +1,53 @@
+// The limit of a design that gives every connection a thread of its own: nothing but that, and the
+// same bytes as answer to whatever comes in.
+#include <arpa/inet.h>
+#include <cstdio>
+#include <cstdlib>
+#include <netinet/in.h>
+#include <string_view>
+#include <sys/socket.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+constexpr std::string_view answer = "HTTP/1.1 200 OK\r\n"
+                                    "Date: Fri, 01 Jan 2021 00:00:00 GMT\r\n"
+                                    "Content-Type: text/plain; charset=utf-8\r\n"
+                                    "Content-Length: 23\r\n"
+                                    "X-Content-Type-Options: nosniff\r\n"
+                                    "Connection: close\r\n\r\n"
+                                    "vondServer: Hello world";
+
+void serve(int descriptor)
+{
+    char request[16384]; // NOLINT(modernize-avoid-c-arrays): received into
+    if (::recv(descriptor, request, sizeof request, 0) > 0) {
+        (void)::send(descriptor, answer.data(), answer.size(), MSG_NOSIGNAL);
+    }
+    ::close(descriptor);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<std::uint16_t>(argc > 1 ? std::atoi(argv[1]) : 0));
+    const int listening = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int on = 1;
+    (void)::setsockopt(listening, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    if (::bind(listening, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0
+        || ::listen(listening, SOMAXCONN) != 0) {
+        (void)std::fprintf(stderr, "usage: peer_threads PORT\n");
+        return EXIT_FAILURE;
+    }
+    for (;;) {
+        const int descriptor = ::accept4(listening, nullptr, nullptr, SOCK_CLOEXEC);
+        if (descriptor >= 0) {
+            std::thread(serve, descriptor).detach();
+        }
+    }
+}
