@@ -575,7 +575,7 @@ private Q_SLOTS:
         QCOMPARE(parser.parse(message.constData(), message.size(), &consumed), Result::NeedsMore);
         qint64 room = 0;
         QVERIFY(parser.bodySpace(&room) != nullptr);
-        QVERIFY(room < 2 * 1024 * 1024);
+        QVERIFY(room < qint64{2} * 1024 * 1024);
     }
 
     void aLargeBodyComesWholeThroughEveryDoor()

@@ -79,10 +79,10 @@ QByteArray picture(quint32 width, quint32 height)
 quint32 tiffTag(const QByteArray &file, quint16 wanted)
 {
     const auto *const data = reinterpret_cast<const uchar *>(file.constData());
-    const quint32 at = qFromLittleEndian<quint32>(data + 4);
-    const quint16 count = qFromLittleEndian<quint16>(data + at);
+    const auto at = qFromLittleEndian<quint32>(data + 4);
+    const auto count = qFromLittleEndian<quint16>(data + at);
     for (quint32 i = 0; i < count; ++i) {
-        const uchar *const entry = data + at + 2 + 12 * i;
+        const uchar *const entry = data + at + 2 + size_t{12} * i;
         if (qFromLittleEndian<quint16>(entry) == wanted) {
             return qFromLittleEndian<quint16>(entry + 2) == 3
                 ? qFromLittleEndian<quint16>(entry + 8)
@@ -176,7 +176,7 @@ private:
 
     QDir workFolder() const
     {
-        return QDir(m_service.temporaryFolder());
+        return {m_service.temporaryFolder()};
     }
 
 private Q_SLOTS:
