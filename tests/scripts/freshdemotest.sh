@@ -12,7 +12,7 @@ the_shipped_picture_is_converted_and_a_conversion_cancelled() {
         rm -f "$root/build/demo/demo_PressCMYK.jpg"
         output=$(cd / && "$root/scripts/demo" 2>&1)
         expect "exit status of the $run run" "$?" 0
-        expect_part "output of the $run run" "$output" "6000 x 4000 pixels, CMYK"
+        expect_part "output of the $run run" "$output" "12000 x 8000 pixels, CMYK"
         expect_part "output of the $run run" "$output" "and gave up"
         [[ -s $root/build/demo/demo_PressCMYK.jpg ]] || fail "there is no result after the $run run"
     done
