@@ -24,7 +24,8 @@ public:
     void newHttpConnection(QTcpSocket *socket);
 
 Q_SIGNALS:
-    // No heir took the request. Whoever is connected answers it on the socket, at once.
+    // No heir took the request. Unless the heir says that it answers itself, whoever is connected
+    // answers it on the socket, at once.
     void missingHandler(const QHttpServerRequest &request, QTcpSocket *socket);
 
 protected:

@@ -2,16 +2,6 @@
 
 #include "http/wire.h"
 
-QHttpServer::QHttpServer(QObject *parent)
-    : QAbstractHttpServer(parent)
-{
-    connect(this,
-            SIGNAL(missingHandler(QHttpServerRequest, QTcpSocket *)),
-            this,
-            SLOT(sendNotFound(QHttpServerRequest, QTcpSocket *)),
-            Qt::DirectConnection);
-}
-
 void QHttpServer::sendResponse(const QHttpServerResponse &response,
                                const QHttpServerRequest &request,
                                QTcpSocket *socket)
@@ -24,10 +14,10 @@ void QHttpServer::sendResponse(const QHttpServerResponse &response,
 
 bool QHttpServer::handleRequest(const QHttpServerRequest &request, QTcpSocket *socket)
 {
-    return m_router.handleRequest(request, socket);
-}
-
-void QHttpServer::sendNotFound(const QHttpServerRequest &request, QTcpSocket *socket)
-{
-    sendResponse(QHttpServerResponse::StatusCode::NotFound, request, socket);
+    if (!m_router.handleRequest(request, socket)) {
+        // Not by a connection to the own signal, which each of the servers would keep for good.
+        Q_EMIT missingHandler(request, socket);
+        sendResponse(QHttpServerResponse::StatusCode::NotFound, request, socket);
+    }
+    return true;
 }

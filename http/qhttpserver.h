@@ -4,13 +4,14 @@
 #include "http/qhttpserverresponse.h"
 #include "http/qhttpserverrouter.h"
 
-// An HTTP server with a route table. Requests that no route takes are answered 404.
+// An HTTP server with a route table. A request that no route takes is told by missingHandler() and
+// then answered 404.
 class QHttpServer : public QAbstractHttpServer
 {
     Q_OBJECT
 
 public:
-    explicit QHttpServer(QObject *parent = nullptr);
+    using QAbstractHttpServer::QAbstractHttpServer;
 
     // Stays the server's.
     [[nodiscard]] QHttpServerRouter *router()
@@ -47,9 +48,6 @@ public:
 
 protected:
     bool handleRequest(const QHttpServerRequest &request, QTcpSocket *socket) override;
-
-private Q_SLOTS:
-    void sendNotFound(const QHttpServerRequest &request, QTcpSocket *socket);
 
 private:
     QHttpServerRouter m_router;

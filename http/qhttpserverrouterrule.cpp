@@ -1,5 +1,9 @@
 #include "http/qhttpserverrouterrule.h"
 
+#include <QHash>
+#include <QMutex>
+#include <QMutexLocker>
+
 namespace {
 
 QLatin1String placeholder()
@@ -16,6 +20,20 @@ QRegularExpression compiled(const QString &pathPattern)
     }
     return QRegularExpression(
         QRegularExpression::anchoredPattern(pieces.join(QLatin1String("([^/]+)"))));
+}
+
+// Compiled once in a process: every connection has a table of its own, with the same patterns.
+// There are as many as rows with a placeholder, so nothing is ever removed.
+QRegularExpression expressionFor(const QString &pathPattern)
+{
+    static QMutex expressionMutex; // guards the hash; nothing that locks is called under it
+    static QHash<QString, QRegularExpression> expressions;
+    const QMutexLocker lock(&expressionMutex);
+    QRegularExpression &expression = expressions[pathPattern];
+    if (expression.pattern().isEmpty()) {
+        expression = compiled(pathPattern);
+    }
+    return expression;
 }
 
 } // namespace
@@ -54,12 +72,11 @@ bool QHttpServerRouterRule::exec(const QString &decodedPath,
         m_handler(QRegularExpressionMatch(), request, socket);
         return true;
     }
-    // A pattern is compiled when the text before its placeholder fits, so that building and
-    // walking the table costs no compilation, on any connection.
+    // Most rows are told apart by the text before their placeholder, without the expression.
     if (!decodedPath.startsWith(m_pathPattern.leftRef(literalLength))) {
         return false;
     }
-    const QRegularExpressionMatch match = compiled(m_pathPattern).match(decodedPath);
+    const QRegularExpressionMatch match = expressionFor(m_pathPattern).match(decodedPath);
     if (!match.hasMatch()) {
         return false;
     }
