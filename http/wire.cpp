@@ -5,6 +5,7 @@
 #ifdef Q_OS_WIN
 #include <winsock2.h>
 #else
+#include <cerrno>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -28,23 +29,77 @@ void waitForRoom(QTcpSocket *socket)
 #endif
 }
 
+// Writes out what stands in the socket's buffer. Not left to the event loop: there the socket would
+// also be read, and the end of a client's input (which may half-close once it has asked) is taken
+// for the end of the connection, with what is unsent thrown away.
+void drain(QTcpSocket *socket)
+{
+    socket->flush();
+    while (socket->state() == QAbstractSocket::ConnectedState && socket->bytesToWrite() > 0) {
+        waitForRoom(socket);
+        socket->flush();
+    }
+}
+
+enum class Sending
+{
+    Some, // so many bytes were taken
+    NoRoom,
+    Failed, // the client has gone
+};
+
+// Hands bytes to the system, past the socket's buffer, which must be empty: it would copy them.
+Sending sendSome(QTcpSocket *socket, const char *data, int size, int *taken)
+{
+#ifdef Q_OS_WIN
+    *taken = ::send(static_cast<SOCKET>(socket->socketDescriptor()), data, size, 0);
+    if (*taken < 0) {
+        return WSAGetLastError() == WSAEWOULDBLOCK ? Sending::NoRoom : Sending::Failed;
+    }
+#else
+    const ssize_t result = ::send(static_cast<int>(socket->socketDescriptor()),
+                                  data,
+                                  static_cast<std::size_t>(size),
+                                  MSG_NOSIGNAL);
+    if (result < 0) {
+        const bool later = errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
+        return later ? Sending::NoRoom : Sending::Failed;
+    }
+    *taken = static_cast<int>(result);
+#endif
+    return Sending::Some;
+}
+
+void sendLarge(QTcpSocket *socket, const QByteArray &body)
+{
+    int done = 0;
+    while (done < body.size() && socket->state() == QAbstractSocket::ConnectedState) {
+        int taken = 0;
+        switch (sendSome(socket, body.constData() + done, body.size() - done, &taken)) {
+        case Sending::Some:
+            done += taken;
+            break;
+        case Sending::NoRoom:
+            waitForRoom(socket);
+            break;
+        case Sending::Failed:
+            socket->abort();
+            break;
+        }
+    }
+}
+
 } // namespace
 
 void writeWhole(QTcpSocket *socket, const QByteArray &head, const QByteArray &body)
 {
     if (body.size() <= largestCopiedBody) {
         socket->write(head + body);
+        drain(socket);
     } else {
         socket->write(head);
-        socket->write(body); // the socket's buffer shares the bytes
-    }
-    // Not left to the event loop: there the socket would also be read, and the end of a client's
-    // input (which may half-close once it has asked) is taken for the end of the connection, with
-    // what is unsent thrown away.
-    socket->flush();
-    while (socket->state() == QAbstractSocket::ConnectedState && socket->bytesToWrite() > 0) {
-        waitForRoom(socket);
-        socket->flush();
+        drain(socket);
+        sendLarge(socket, body);
     }
 }
 
