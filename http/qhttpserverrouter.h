@@ -11,6 +11,12 @@
 class QHttpServerRouter
 {
 public:
+    // Room for so many rules, and no more: there is a table for every connection.
+    void reserve(std::size_t count)
+    {
+        m_rules.reserve(count);
+    }
+
     // Adds a rule for a view of the type `View`. False, and nothing added, when the pattern does
     // not hold one "<arg>" for each QString that the view takes.
     template <typename View>
@@ -27,5 +33,5 @@ public:
     [[nodiscard]] bool handleRequest(const QHttpServerRequest &request, QTcpSocket *socket) const;
 
 private:
-    std::vector<QHttpServerRouterRule> m_rules; // by value: there is a table for every connection
+    std::vector<QHttpServerRouterRule> m_rules;
 };

@@ -10,15 +10,17 @@
 #include <unistd.h>
 #endif
 
-ClientClaim::ClientClaim()
-    : m_claim(server::descriptorsOfAClient)
+ClientClaim::ClientClaim(int lowest)
+    : m_claim(server::descriptorsOfAClient, lowest)
 {
 }
 
-std::unique_ptr<ClientClaim> ClientClaim::make()
+std::unique_ptr<ClientClaim> ClientClaim::make(qintptr accepted)
 {
-    std::unique_ptr<ClientClaim> client(new ClientClaim); // the constructor is nobody else's
-    const tool::DescriptorClaim run(tool::descriptorsOfARun); // only to see that there is room
+    const int lowest = static_cast<int>(accepted);
+    std::unique_ptr<ClientClaim> client(
+        new ClientClaim(lowest)); // the constructor is nobody else's
+    const tool::DescriptorClaim run(tool::descriptorsOfARun, lowest + 1); // to see there is room
     return client->m_claim.isGranted() && run.isGranted() ? std::move(client) : nullptr;
 }
 

@@ -13,11 +13,12 @@ class ClientClaim : public QObject
 {
 public:
     // Null when what is left would not do for the connection and a run of the tool: the client is
-    // then to be refused, before a thread is made for it.
-    [[nodiscard]] static std::unique_ptr<ClientClaim> make();
+    // then to be refused, before a thread is made for it. `accepted` is its descriptor, which was
+    // the lowest free one a moment ago.
+    [[nodiscard]] static std::unique_ptr<ClientClaim> make(qintptr accepted);
 
 private:
-    ClientClaim();
+    explicit ClientClaim(int lowest);
 
     tool::DescriptorClaim m_claim;
 };

@@ -22,6 +22,9 @@ void RequestHdlr::registerRoutes(QHttpServer *server)
     const QString vond = m_vondPath;
     jobs::Registry *const registry = m_registry;
 
+    constexpr int rowCount = 21;
+    server->router()->reserve(rowCount);
+
     // The first row that matches answers, so the order is part of the interface.
     // One row a line, so that the table reads as one.
     // clang-format off

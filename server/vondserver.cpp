@@ -4,6 +4,14 @@
 #include "server/clientclaim.h"
 #include "server/vondrequestthread.h"
 
+namespace {
+
+// Enough for the deepest JSON that Qt reads, several times over. The C library keeps some 40 MiB of
+// stacks for the next threads: with the usual 8 MiB each, nearly every connection maps a new one.
+constexpr uint threadStackBytes = 1024 * 1024;
+
+} // namespace
+
 VondServer::VondServer(QString vondPath, QObject *parent)
     : QTcpServer(parent)
     , m_vondPath(std::move(vondPath))
@@ -16,7 +24,7 @@ VondServer::VondServer(QString vondPath, QObject *parent)
 
 void VondServer::incomingConnection(qintptr handle)
 {
-    auto claim = ClientClaim::make();
+    auto claim = ClientClaim::make(handle);
     if (!claim) {
         server::refuseClient(handle, "too few descriptors are left");
         return;
@@ -24,6 +32,7 @@ void VondServer::incomingConnection(qintptr handle)
     auto *thread = new VondRequestThread(m_vondPath, &m_registry, static_cast<int>(handle), this);
     claim.release()->setParent(thread);
     connect(thread, SIGNAL(finished()), thread, SLOT(deleteLater()), Qt::AutoConnection);
+    thread->setStackSize(threadStackBytes);
     thread->start(QThread::InheritPriority);
     if (!thread->isRunning() && !thread->isFinished()) { // it never began, so nobody has the socket
         server::refuseClient(handle, "no thread can be started");

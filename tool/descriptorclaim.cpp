@@ -50,14 +50,13 @@ std::optional<int> lowestFreeDescriptor()
     return descriptor; // a system without that file tells nothing, and is trusted
 }
 
-DescriptorClaim::DescriptorClaim(int count)
+DescriptorClaim::DescriptorClaim(int count, std::optional<int> lowest)
     : m_count(count)
 {
     // Entered first and looked at then: of two that come at once and do not both fit, none is let
     // in by mistake.
     const int before = claimed.fetch_add(count);
     const qint64 limit = descriptorLimit();
-    const auto lowest = lowestFreeDescriptor();
     if (!lowest || !fits(limit, before, count) || !fits(limit, *lowest, count)) {
         claimed.fetch_sub(count);
         m_count = 0;

@@ -30,7 +30,8 @@ constexpr int descriptorsOfTheService = 32;
 class DescriptorClaim
 {
 public:
-    explicit DescriptorClaim(int count);
+    // Whoever has just been given a descriptor knows the lowest free one and need not look for it.
+    explicit DescriptorClaim(int count, std::optional<int> lowest = lowestFreeDescriptor());
     ~DescriptorClaim();
     DescriptorClaim(const DescriptorClaim &) = delete;
     DescriptorClaim &operator=(const DescriptorClaim &) = delete;
