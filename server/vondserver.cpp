@@ -6,9 +6,10 @@
 
 namespace {
 
-// Enough for the deepest JSON that Qt reads, several times over. The C library keeps some 40 MiB of
-// stacks for the next threads: with the usual 8 MiB each, nearly every connection maps a new one.
-constexpr uint threadStackBytes = 1024 * 1024;
+// The deepest JSON that Qt reads takes some 300 KiB, and a thread checker a megabyte for itself.
+// The C library keeps some 40 MiB of stacks for the next threads: with the usual 8 MiB each, nearly
+// every connection maps a new one.
+constexpr uint threadStackBytes = 2 * 1024 * 1024;
 
 } // namespace
 
