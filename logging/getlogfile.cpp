@@ -25,7 +25,8 @@ QString getLogFile()
         // Nothing ever shortens the file; one past what a byte array holds reads as nothing.
         (void)std::fprintf(stderr, "Could not read %s: too large\n", qPrintable(path));
     }
-    return QString::fromUtf8(content);
+    // With the size: a zero byte, which a crash of the machine may leave, does not end the text.
+    return QString::fromUtf8(content.constData(), content.size());
 }
 
 } // namespace logging

@@ -21,6 +21,7 @@ private Q_SLOTS:
 
     void theWholeFileIsAnsweredWithoutAnyLoggingSwitchedOn();
     void bytesAreReadAsUtf8();
+    void aZeroByteDoesNotEndTheLog();
     void withoutALogFolderTheFileInTheSystemsTemporaryFolderIsRead();
     void withALogFolderThatIsMissingTheFileInTheSystemsTemporaryFolderIsRead();
     void anEmptyFileIsAnsweredInSilence();
@@ -61,6 +62,13 @@ void GetLogFileTest::bytesAreReadAsUtf8()
     makeFile(m_path, "f\xc3\xbcr \xe2\x88\x86 \xff\n");
 
     QCOMPARE(logging::getLogFile(), QStringLiteral(u"f\u00fcr \u2206 \ufffd\n"));
+}
+
+void GetLogFileTest::aZeroByteDoesNotEndTheLog()
+{
+    makeFile(m_path, QByteArray("before\n\0\0after\n", 15));
+
+    QCOMPARE(logging::getLogFile(), QString::fromLatin1("before\n\0\0after\n", 15));
 }
 
 void GetLogFileTest::withoutALogFolderTheFileInTheSystemsTemporaryFolderIsRead()
