@@ -9,7 +9,8 @@ void writeDebugLine(QString line)
     if (line.endsWith(QLatin1Char(' '))) { // the stream's, behind the last item
         line.chop(1);
     }
-    QMessageLogger().debug("%s", line.toUtf8().constData());
+    // With three arguments, the line is of the category "default", as the stream's own are.
+    QMessageLogger(nullptr, 0, nullptr).debug("%s", line.toUtf8().constData());
 }
 
 } // namespace tool

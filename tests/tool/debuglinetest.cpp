@@ -6,6 +6,17 @@
 #include <QStringList>
 #include <QtTest>
 
+namespace {
+
+QStringList categories;
+
+void keepCategory(QtMsgType /*type*/, const QMessageLogContext &context, const QString & /*text*/)
+{
+    categories.append(QString::fromLatin1(context.category));
+}
+
+} // namespace
+
 // The lines are part of the interface: the log shows them.
 class DebugLineTest : public QObject
 {
@@ -40,6 +51,17 @@ private Q_SLOTS:
         for (int i = 0; i < messages.messages().size(); i += 2) {
             QCOMPARE(messages.messages().at(i + 1), messages.messages().at(i));
         }
+    }
+
+    // A message pattern may show the category, and choose by it.
+    void aLineIsOfTheStreamsOwnCategory()
+    {
+        const QtMessageHandler before = qInstallMessageHandler(keepCategory);
+        qDebug() << "a line";
+        tool::debugLine("a line");
+        qInstallMessageHandler(before);
+
+        QCOMPARE(categories, QStringList({QStringLiteral("default"), QStringLiteral("default")}));
     }
 };
 
