@@ -137,13 +137,17 @@ Coding transferCoding(const QList<QByteArray> &members)
 
 Expectation expectation(const QList<QByteArray> &members)
 {
-    if (members.isEmpty()) {
-        return Expectation::None;
+    Expectation found = Expectation::None;
+    for (const QByteArray &member : members) {
+        if (member.isEmpty()) {
+            continue; // empty members of a list say nothing (RFC 9110 section 5.6.1)
+        }
+        if (!equalsIgnoringCase(member, "100-continue")) {
+            return Expectation::Unknown;
+        }
+        found = Expectation::Continue;
     }
-    const bool known = std::all_of(members.cbegin(), members.cend(), [](const auto &member) {
-        return equalsIgnoringCase(member, "100-continue");
-    });
-    return known ? Expectation::Continue : Expectation::Unknown;
+    return found;
 }
 
 } // namespace http

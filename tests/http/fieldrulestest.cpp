@@ -93,7 +93,13 @@ private Q_SLOTS:
         QCOMPARE(http::expectation({}), Expectation::None);
         QCOMPARE(http::expectation({"100-CONTINUE"}), Expectation::Continue);
         QCOMPARE(http::expectation({"100-continue", "x"}), Expectation::Unknown);
-        QCOMPARE(http::expectation({""}), Expectation::Unknown);
+    }
+
+    void emptyExpectationsSayNothing()
+    {
+        QCOMPARE(http::expectation({""}), Expectation::None);
+        QCOMPARE(http::expectation({"", "100-continue", ""}), Expectation::Continue);
+        QCOMPARE(http::expectation({"", "x"}), Expectation::Unknown);
     }
 };
 

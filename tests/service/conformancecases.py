@@ -376,6 +376,11 @@ case("unknown expectation", "9110 10.1.1",
 case("unknown expectation among others", "9110 10.1.1",
      text("Content-Length: 3", "Expect: 100-continue, tea", body="abc"), "417 closed",
      differs="A server may answer 417; nginx pays no heed.")
+case("empty expectation", "9110 5.6.1", text("Content-Length: 3", "Expect:", body="abc"),
+     "200 open")
+case("empty member beside the expectation", "9110 5.6.1",
+     (text("Content-Length: 3", EXPECT + ","), ANSWER, "abc"), "100 200 open",
+     differs="nginx compares the whole value, and pays no heed to another.")
 case("malformed head is refused at once", "9110 10.1.1",
      request("POST /text HTTP/1.1", "Content-Length: 3", EXPECT, host=None), "400 closed")
 
