@@ -3,6 +3,7 @@
 #include "app/descriptorlimit.h"
 #include "app/freedmemory.h"
 #include "app/listening.h"
+#include "app/oldmemory.h"
 #include "server/vondserver.h"
 #include "settings/keys.h"
 
@@ -38,8 +39,10 @@ int listenAndRun(const QHostAddress &address, int typedPort)
 {
     raiseDescriptorLimit();
     giveFreedMemoryBack();
+    keepHeapsFew();
 
     VondServer server(toolPath);
+    new OldMemory(&server);
     if (server.isListening()) {
         server.close();
     }
