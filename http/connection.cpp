@@ -77,9 +77,25 @@ void Connection::readInput()
         }
         if (body != nullptr) {
             act(m_parser->bodyWritten(size));
+            readBodyDirectly();
         } else {
             takeBytes(buffer.data(), size);
         }
+    }
+}
+
+// The rest of a body that is too long to have come at once, past the socket's buffer. The end of
+// the client's input, or of the connection, is left to the socket to notice.
+void Connection::readBodyDirectly()
+{
+    while (m_state == State::Serving && m_socket->bytesAvailable() == 0) {
+        qint64 room = 0;
+        char *const body = m_parser->bodySpace(&room);
+        const qint64 size = body != nullptr ? receive(m_socket, body, room) : 0;
+        if (size == 0) {
+            return;
+        }
+        act(m_parser->bodyWritten(size));
     }
 }
 

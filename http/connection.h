@@ -44,6 +44,7 @@ private:
     };
 
     void readInput();
+    void readBodyDirectly();
     void takeBytes(const char *data, qint64 size);
     void act(RequestParser::Result result);
     void answer();

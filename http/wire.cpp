@@ -2,6 +2,10 @@
 
 #include <QTcpSocket>
 
+#include <algorithm>
+#include <array>
+#include <limits>
+
 #ifdef Q_OS_WIN
 #include <winsock2.h>
 #else
@@ -9,13 +13,11 @@
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <sys/uio.h>
 #endif
 
 namespace http {
 namespace {
-
-// Up to here head and body go out as one piece; above, copying costs more than a second call.
-constexpr int largestCopiedBody = 64 * 1024;
 
 // Waits for room in the system's send buffer, or for the end of the connection.
 void waitForRoom(QTcpSocket *socket)
@@ -29,17 +31,17 @@ void waitForRoom(QTcpSocket *socket)
 #endif
 }
 
-// Writes out what stands in the socket's buffer. Not left to the event loop: there the socket would
-// also be read, and the end of a client's input (which may half-close once it has asked) is taken
-// for the end of the connection, with what is unsent thrown away.
-void drain(QTcpSocket *socket)
+// Bytes that follow one another on the wire without lying side by side in memory.
+struct Pieces
 {
-    socket->flush();
-    while (socket->state() == QAbstractSocket::ConnectedState && socket->bytesToWrite() > 0) {
-        waitForRoom(socket);
-        socket->flush();
+    const QByteArray &first;
+    const QByteArray &second;
+
+    qint64 size() const
+    {
+        return qint64(first.size()) + second.size();
     }
-}
+};
 
 enum class Sending
 {
@@ -48,34 +50,63 @@ enum class Sending
     Failed, // the client has gone
 };
 
-// Hands bytes to the system, past the socket's buffer, which must be empty: it would copy them.
-Sending sendSome(QTcpSocket *socket, const char *data, int size, int *taken)
+// Hands the bytes from `done` on to the system.
+Sending sendSome(QTcpSocket *socket, const Pieces &pieces, qint64 done, qint64 *taken)
 {
+    const qint64 ofFirst = std::min(done, qint64(pieces.first.size()));
+    const qint64 ofSecond = done - ofFirst;
 #ifdef Q_OS_WIN
-    *taken = ::send(static_cast<SOCKET>(socket->socketDescriptor()), data, size, 0);
-    if (*taken < 0) {
+    std::array<WSABUF, 2> parts = {
+        {{static_cast<ULONG>(pieces.first.size() - ofFirst),
+          const_cast<char *>(pieces.first.constData()) + ofFirst}, // NOLINT: only read
+         {static_cast<ULONG>(pieces.second.size() - ofSecond),
+          const_cast<char *>(pieces.second.constData()) + ofSecond}}}; // NOLINT: only read
+    DWORD count = 0;
+    if (WSASend(static_cast<SOCKET>(socket->socketDescriptor()),
+                parts.data(),
+                static_cast<DWORD>(parts.size()),
+                &count,
+                0,
+                nullptr,
+                nullptr)
+        != 0) {
         return WSAGetLastError() == WSAEWOULDBLOCK ? Sending::NoRoom : Sending::Failed;
     }
+    *taken = count;
 #else
-    const ssize_t result = ::send(static_cast<int>(socket->socketDescriptor()),
-                                  data,
-                                  static_cast<std::size_t>(size),
-                                  MSG_NOSIGNAL);
-    if (result < 0) {
+    std::array<iovec, 2> parts = {
+        {{const_cast<char *>(pieces.first.constData()) + ofFirst, // NOLINT: only read
+          static_cast<std::size_t>(pieces.first.size() - ofFirst)},
+         {const_cast<char *>(pieces.second.constData()) + ofSecond, // NOLINT: only read
+          static_cast<std::size_t>(pieces.second.size() - ofSecond)}}};
+    msghdr message = {};
+    message.msg_iov = parts.data();
+    message.msg_iovlen = parts.size();
+    const ssize_t count =
+        ::sendmsg(static_cast<int>(socket->socketDescriptor()), &message, MSG_NOSIGNAL);
+    if (count < 0) {
         const bool later = errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
         return later ? Sending::NoRoom : Sending::Failed;
     }
-    *taken = static_cast<int>(result);
+    *taken = count;
 #endif
     return Sending::Some;
 }
 
-void sendLarge(QTcpSocket *socket, const QByteArray &body)
+} // namespace
+
+// Past the socket's buffer: it would copy the bytes and stay allocated until the connection ends.
+//
+// Not left to the event loop: there the socket would also be read, and the end of a client's input
+// (which may half-close once it has asked) is taken for the end of the connection, with what is
+// unsent thrown away.
+void writeWhole(QTcpSocket *socket, const QByteArray &head, const QByteArray &body)
 {
-    int done = 0;
-    while (done < body.size() && socket->state() == QAbstractSocket::ConnectedState) {
-        int taken = 0;
-        switch (sendSome(socket, body.constData() + done, body.size() - done, &taken)) {
+    const Pieces pieces{head, body};
+    qint64 done = 0;
+    while (done < pieces.size() && socket->state() == QAbstractSocket::ConnectedState) {
+        qint64 taken = 0;
+        switch (sendSome(socket, pieces, done, &taken)) {
         case Sending::Some:
             done += taken;
             break;
@@ -89,18 +120,19 @@ void sendLarge(QTcpSocket *socket, const QByteArray &body)
     }
 }
 
-} // namespace
-
-void writeWhole(QTcpSocket *socket, const QByteArray &head, const QByteArray &body)
+qint64 receive(QTcpSocket *socket, char *data, qint64 size)
 {
-    if (body.size() <= largestCopiedBody) {
-        socket->write(head + body);
-        drain(socket);
-    } else {
-        socket->write(head);
-        drain(socket);
-        sendLarge(socket, body);
-    }
+    constexpr qint64 most = std::numeric_limits<int>::max(); // that one call can take on Windows
+    const int wanted = static_cast<int>(std::min(size, most));
+#ifdef Q_OS_WIN
+    const qint64 count = ::recv(static_cast<SOCKET>(socket->socketDescriptor()), data, wanted, 0);
+#else
+    const qint64 count = ::recv(static_cast<int>(socket->socketDescriptor()),
+                                data,
+                                static_cast<std::size_t>(wanted),
+                                MSG_DONTWAIT);
+#endif
+    return std::max(count, qint64(0));
 }
 
 void shutdownWriting(QTcpSocket *socket)
