@@ -1,6 +1,7 @@
 #include "tool/writebase64file.h"
 
 #include "settings/reportcannotopen.h"
+#include "tool/base64.h"
 #include "tool/uniquefilepath.h"
 #include "tool/writefile.h"
 
@@ -8,7 +9,7 @@ namespace tool {
 
 QString writeBase64File(const QString &path, const QString &base64Text)
 {
-    const QByteArray bytes = QByteArray::fromBase64(base64Text.toLocal8Bit());
+    const QByteArray bytes = decodedBase64(base64Text);
     const QString target = uniqueFilePath(path);
     if (const auto reason = writeFile(target, bytes)) {
         // Deliberate: the path that was asked for, not the target.
