@@ -48,4 +48,9 @@ Command commandFor(const Words &words)
     }
 }
 
+bool serves(Command command)
+{
+    return command == Command::ServeAsTold || command == Command::ServeAsStored;
+}
+
 } // namespace app

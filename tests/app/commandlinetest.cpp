@@ -18,6 +18,7 @@ class CommandLineTest : public QObject
 private Q_SLOTS:
     void theWordCountDecidesBeforeTheWord_data();
     void theWordCountDecidesBeforeTheWord();
+    void onlyTwoCommandsServe();
     void wordsComeAfterTheProgramName();
     void aCallWithoutEvenAProgramNameHasNoWords();
 };
@@ -61,6 +62,19 @@ void CommandLineTest::theWordCountDecidesBeforeTheWord()
     QFETCH(const Command, command);
 
     QCOMPARE(app::commandFor(words), command);
+}
+
+void CommandLineTest::onlyTwoCommandsServe()
+{
+    QVERIFY(app::serves(Command::ServeAsTold));
+    QVERIFY(app::serves(Command::ServeAsStored));
+    for (const Command other : {Command::GetTempFolder,
+                                Command::SetTempFolder,
+                                Command::SetLogging,
+                                Command::SetLogFolder,
+                                Command::Unknown}) {
+        QVERIFY(!app::serves(other));
+    }
 }
 
 void CommandLineTest::wordsComeAfterTheProgramName()
