@@ -30,7 +30,7 @@ constexpr int leastHeaps = 2;
 #ifdef Q_OS_LINUX
 
 constexpr std::uintptr_t pageBytes = 4096;
-constexpr std::uintptr_t blockBytes = 2 * 1024 * 1024; // of a huge page
+constexpr std::uintptr_t blockBytes = std::uintptr_t(2) * 1024 * 1024; // of a huge page
 constexpr std::size_t pagesInBlock = blockBytes / pageBytes;
 
 // A block that holds less stays as it is: the rest of it would become resident, too.
@@ -38,7 +38,7 @@ constexpr std::size_t pagesOfADenseBlock = pagesInBlock - pagesInBlock / 8;
 
 // The C library maps the heaps of threads in pieces of 64 MiB, which may lie side by side. What is
 // larger by far is something else: a large body, or a sanitizer's own.
-constexpr std::uintptr_t largestMappedHeap = 512 * 1024 * 1024;
+constexpr std::uintptr_t largestMappedHeap = std::uintptr_t(512) * 1024 * 1024;
 
 constexpr std::uintptr_t stepBytes = 8 * blockBytes; // a call costs some microseconds by itself
 constexpr int longestLookMs = 10; // nobody is accepted meanwhile
