@@ -37,7 +37,7 @@ struct Pieces
     const QByteArray &first;
     const QByteArray &second;
 
-    qint64 size() const
+    [[nodiscard]] qint64 size() const
     {
         return qint64(first.size()) + second.size();
     }
