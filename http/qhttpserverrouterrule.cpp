@@ -54,7 +54,8 @@ QHttpServerRouterRule::QHttpServerRouterRule(const QString &pathPattern,
 
 int QHttpServerRouterRule::argumentCount() const
 {
-    return m_pathPattern.count(placeholder());
+    // Asked for every row of every connection's table, most of which have none.
+    return m_pathPattern.contains(QLatin1Char('<')) ? m_pathPattern.count(placeholder()) : 0;
 }
 
 bool QHttpServerRouterRule::exec(const QString &decodedPath,
