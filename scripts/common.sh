@@ -3,6 +3,8 @@
 
 cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." || exit
 
+mkdir -p build # all that the commands make, logs too, lies there
+
 # Same sorting, file names and messages on every machine.
 export LC_ALL=C.UTF-8
 
@@ -15,7 +17,6 @@ build_preset() {
         # Only looked at when a build folder is made: an existing one is not built anew for it.
         export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER-ccache}
     fi
-    mkdir -p build
     local log=build/configure-$preset.log
     cmake --preset "$preset" >"$log" 2>&1 || { cat "$log" >&2; return 1; }
     cmake --build --preset "$preset" "$@"
