@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <sys/auxv.h>
 #include <unistd.h>
 #endif
 
@@ -20,6 +21,8 @@ namespace {
 
 constexpr const char *variable = "GLIBC_TUNABLES";
 constexpr const char *askForHugePages = "glibc.malloc.hugetlb=1";
+
+constexpr const char *marker = "VONDSERVER_STARTED_AGAIN";
 
 struct CloseFile
 {
@@ -39,27 +42,42 @@ bool systemWantsToBeAsked()
         && std::strstr(choice.data(), "[madvise]") != nullptr;
 }
 
-} // namespace
-
-void useHugePages(char **argv)
+// Whether the loader was called with the program as its argument. The system then takes the loader
+// for the program.
+bool isLoadedByHand()
 {
-    if (qEnvironmentVariableIsSet(variable)) {
-        // The second time round, or an operator's own choice, which stays.
-        if (qgetenv(variable) == askForHugePages) {
-            qunsetenv(variable); // it is not meant for the tool
-        }
-        return;
-    }
-    if (!systemWantsToBeAsked()) {
-        return;
-    }
+    return ::getauxval(AT_BASE) == 0;
+}
+
+void startAgain(char **argv)
+{
     std::array<char, 4096> program = {}; // by its path, so that the process keeps its name
     if (::readlink("/proc/self/exe", program.data(), program.size() - 1) <= 0) {
         return;
     }
     qputenv(variable, askForHugePages);
+    qputenv(marker, "1");
     ::execv(program.data(), argv); // comes back only when it has failed
     qunsetenv(variable);
+    qunsetenv(marker);
+}
+
+} // namespace
+
+void useHugePages(char **argv)
+{
+    // Once is enough, also where something takes the other variable out of the environment, as the
+    // loader does for a program with privileges of its own.
+    const bool isSecondStart = qEnvironmentVariableIsSet(marker);
+    qunsetenv(marker);
+    if (qgetenv(variable) == askForHugePages) {
+        qunsetenv(variable); // it has done its work, and is not meant for the tool
+        return;
+    }
+    const bool hasOwnChoice = qEnvironmentVariableIsSet(variable); // the operator's: it stays
+    if (!isSecondStart && !hasOwnChoice && systemWantsToBeAsked() && !isLoadedByHand()) {
+        startAgain(argv);
+    }
 }
 
 #else

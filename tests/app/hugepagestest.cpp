@@ -23,12 +23,12 @@ QByteArray told(const ServiceUnderTest &service, const QString &what)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("unreadable");
 }
 
-// A tool that prints how it would ask for memory, "none" when it was told nothing of that.
-QString makeTool(const QString &folder)
+// A tool that prints a variable of its environment, or "none".
+QString makeTool(const QString &folder, const QByteArray &name = variable)
 {
     QFile file(folder + QStringLiteral("/tool"));
     if (!file.open(QIODevice::WriteOnly)
-        || file.write("#!/bin/sh\nprintf '%s' \"${GLIBC_TUNABLES-none}\"\n") < 0) {
+        || file.write("#!/bin/sh\nprintf '%s' \"${" + name + "-none}\"\n") < 0) {
         return {};
     }
     file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
@@ -60,6 +60,7 @@ private Q_SLOTS:
     void theServiceAsksWhereItHasTo();
     void theToolIsToldNothingOfIt();
     void anOperatorsOwnChoiceStaysAndReachesTheTool();
+    void itStartsAgainOnceAtTheMost();
 };
 
 void HugePagesTest::theServiceAsksWhereItHasTo()
@@ -90,6 +91,18 @@ void HugePagesTest::anOperatorsOwnChoiceStaysAndReachesTheTool()
 
     QVERIFY(told(service, QStringLiteral("environ")).split('\0').contains(variable + ('=' + own)));
     QCOMPARE(toolAnswer(service.port()), own);
+}
+
+// As if the variable had been taken out of the environment on the way.
+void HugePagesTest::itStartsAgainOnceAtTheMost()
+{
+    const QByteArray marker("VONDSERVER_STARTED_AGAIN");
+    ServiceUnderTest service;
+    service.setEnvironment(QString::fromLatin1(marker), QStringLiteral("1"));
+    QVERIFY(service.start(makeTool(service.temporaryFolder(), marker)));
+
+    QVERIFY(!told(service, QStringLiteral("environ")).split('\0').contains(askForHugePages));
+    QCOMPARE(toolAnswer(service.port()), QByteArray("none")); // of the marker, that is
 }
 
 QTEST_GUILESS_MAIN(HugePagesTest)
