@@ -1,5 +1,5 @@
 #!/bin/bash
-# The manual pages and the completion of command words.
+# The manual pages, the completion of command words, and what the other documents promise to have.
 set -u
 here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 # shellcheck source=tests/scripts/expect.sh
@@ -46,26 +46,42 @@ command_words_are_completed() {
     expect "tool" "$(complete_words 127.0.0.1 8080 LICENS)" LICENSE
 }
 
-# The beginnings of what the sources write to a channel, up to the first value in the text.
-messages() {
-    grep -rhozP '(qDebug\(\)\s*<<\s*|debugLine\(\s*|writeErrorLine\((QByteArrayLiteral\()?\s*|std::cerr\s*<<\s*|const char \*const text =\s*|fprintf\(stderr,\s*|refusal = QStringLiteral\()"\K[^"]+' \
-        --include='*.cpp' app settings logging server jobs tool diagnostics \
-        | tr '\0' '\n' | sed -e 's/\\n.*//' -e 's/%s.*//' -e 's/ *$//' | sort -u
+every_script_is_said_in_the_contributors_page() {
+    local script page
+    page=$(<CONTRIBUTING.md)
+    for script in scripts/*; do
+        [[ ! -x $script || $page =~ (^|[^a-z/-])"$script"($|[^a-z/-]) ]] || fail "CONTRIBUTING.md does not tell of $script"
+    done
 }
 
-the_operations_page_explains_every_message() {
-    local page message
-    local -a all
-    page=$(<docs/operations.md)
-    mapfile -t all < <(messages)
-    ((${#all[@]} > 45)) || fail "only ${#all[@]} messages were found in the sources"
-    for message in "${all[@]}"; do
-        [[ $page == *"$message"* ]] || fail "docs/operations.md does not tell of: $message"
+links_between_documents_lead_somewhere() {
+    local document target heading links=0
+    for document in *.md docs/*.md; do
+        while IFS= read -r target; do
+            links=$((links + 1))
+            heading=${target#*#}
+            [[ $target == *#* ]] || heading=''
+            target=${target%%#*}
+            # A link within a document has no file's name.
+            target=${target:+${document%/*}/$target}
+            [[ $document == */* ]] || target=${target#*/}
+            target=${target:-$document}
+            [[ -e $target ]] || { fail "$document: there is no $target"; continue; }
+            [[ -z $heading ]] || has_heading "$target" "$heading" || fail "$document: $target has no #$heading"
+        done < <(grep -oP '\]\(\K(?!https?:)[^)\s]+(?=\))' "$document")
     done
+    ((links > 80)) || fail "only $links links were found"
+}
+
+# has_heading DOCUMENT ANCHOR: as the viewers of such documents name them, or as the document does
+has_heading() {
+    grep -qF -- "<a id=\"$2\"" "$1" || grep -qF -- "<a name=\"$2\"" "$1" || sed -n 's/^##* //p' "$1" \
+        | tr '[:upper:]' '[:lower:]' | sed -e 's/[^a-z0-9 _-]//g' -e 's/ /-/g' | grep -qxF -- "$2"
 }
 
 run_tests \
     manual_pages_are_well_formed \
     the_manual_page_names_every_command \
     command_words_are_completed \
-    the_operations_page_explains_every_message
+    every_script_is_said_in_the_contributors_page \
+    links_between_documents_lead_somewhere
