@@ -28,13 +28,15 @@ class Client:
     def __init__(self, url: str, user: str = ""):
         self._url = url.rstrip("/")
         self._headers = {}
+        # A proxy before several services tells by a cookie where our upload went.
+        self._opener = urllib.request.build_opener(urllib.request.HTTPCookieProcessor())
         if user:
             self._headers["Authorization"] = "Basic " + base64.b64encode(user.encode()).decode()
 
     def ask(self, path: str, body: bytes = None, timeout: float = 60) -> bytes:
         """GET without a body, POST with one. Failures of the service itself come as texts."""
         request = urllib.request.Request(self._url + path, data=body, headers=self._headers)
-        with urllib.request.urlopen(request, timeout=timeout) as answer:
+        with self._opener.open(request, timeout=timeout) as answer:
             return answer.read()
 
     def progress(self, job: str) -> int:

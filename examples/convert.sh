@@ -43,6 +43,8 @@ result=${2:-${image%"$suffix"}_${configuration//\//-}$suffix}
 job=$(</proc/sys/kernel/random/uuid)
 
 folder=$(mktemp -d)
+# A proxy before several services tells by a cookie where our upload went.
+curl+=(--cookie "$folder/cookies" --cookie-jar "$folder/cookies")
 conversion=''
 cancelled=no
 
