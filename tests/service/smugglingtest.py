@@ -2,17 +2,29 @@
 """Hides a second request behind every framing that could be read in two ways.
 
     smugglingtest.py SERVICE TOOL                         the built service
-    smugglingtest.py --server HOST:PORT --folder FOLDER   what stands before it, a proxy for
-                                                          instance; FOLDER is the work folder
+    smugglingtest.py --server HOST:PORT --folder FOLDER   what stands before it; FOLDER is its work
+                                                          folder, or several
+        --user NAME:PASSWORD --ca FILE                    a proxy that asks for a password, over TLS
 
 The hidden request uploads a file under a name of its own. None may appear, the connection must end,
 and the service must serve on. Before and after, the same request behind a proper framing is
 executed, which shows that the proof could fail.
+
+A proxy may be more lenient and take what is hidden for a second request: it then sees it as one,
+with its password and its limits. So there each pattern goes twice: with a hidden request that lacks
+the password, and gets through only past the proxy, and with one that has it. The first may never be
+executed. The second may be, where the proxy itself has answered it. After each pattern an innocent
+client asks, and must get its own answer: bytes left over on the proxy's connections would spoil it.
 """
 
 import argparse
+import base64
+import concurrent.futures
+import itertools
 import pathlib
+import ssl
 import sys
+import time
 
 import rawhttp
 import servicerun
@@ -158,8 +170,7 @@ def upload(name: str) -> str:
             "Connection: close\r\n\r\nhidden")
 
 
-def filled(pattern: str, name: str) -> bytes:
-    hidden = upload(name)
+def filled(pattern: str, hidden: str) -> bytes:
     for key, value in (("size", str(len(hidden))), ("hexsize", f"{len(hidden):x}"),
                        ("over", str(len(hidden) + 5)), ("hidden", hidden)):
         pattern = pattern.replace("{" + key + "}", value)
@@ -176,7 +187,7 @@ class Run:
     def __init__(self, address: tuple, folder: pathlib.Path):
         self.address = address
         self.folder = folder
-        self.number = 0
+        self.numbers = itertools.count(1)
         self.broken = 0
 
     def fail(self, text: str) -> None:
@@ -184,20 +195,19 @@ class Run:
         print("FAIL " + text)
 
     def next_name(self) -> str:
-        self.number += 1
-        return f"smuggled{self.number}"
+        return f"smuggled{next(self.numbers)}"
 
     def proof_could_fail(self) -> None:
         name = self.next_name()
         with rawhttp.RawClient(self.address) as client:
-            client.send(filled(HEAD + "Content-Length: 0\r\n\r\n{hidden}", name))
+            client.send(filled(HEAD + "Content-Length: 0\r\n\r\n{hidden}", upload(name)))
             answers = [client.response(), client.response()]
         if None in answers or not (self.folder / name).exists():
             self.fail("an upload in plain sight made no file: the other checks prove nothing")
 
     def refused(self, name: str, pattern: str) -> None:
         file = self.next_name()
-        for parts in pieces(filled(pattern, file)):
+        for parts in pieces(filled(pattern, upload(file))):
             with rawhttp.RawClient(self.address) as client:
                 for part in parts:
                     client.send(part)
@@ -209,7 +219,7 @@ class Run:
 
     def swallowed(self, name: str, pattern: str) -> None:
         file = self.next_name()
-        for parts in pieces(filled(pattern, file)):
+        for parts in pieces(filled(pattern, upload(file))):
             with rawhttp.RawClient(self.address) as client:
                 for part in parts:
                     client.send(part)
@@ -236,17 +246,124 @@ class Run:
         return self.broken
 
 
+class ProxyRun(Run):
+    """Through a proxy with TLS and a password. Its connections may stay open."""
+
+    QUIET = 0.4  # seconds without a byte, and a pattern is taken for answered
+    CLIENTS = 4  # at a time
+    PACE = 0.15  # seconds before each connection of a client, for the proxy's limit of requests
+
+    def __init__(self, address: tuple, folders: list, user: str, ca: str):
+        super().__init__(address, folders[0])
+        self.folders = folders
+        self.field = "Authorization: Basic " + base64.b64encode(user.encode()).decode() + "\r\n"
+        self.tls = ssl.create_default_context(cafile=ca)
+        self.tls.check_hostname = False
+        self.passed_on = 0  # patterns whose outer request the service answered
+        self.visible = []  # patterns that are two requests for the proxy, too
+        self.hidden = []  # pattern and file of what was not executed
+
+    def client(self) -> rawhttp.RawClient:
+        time.sleep(self.PACE)
+        client = rawhttp.RawClient(self.address)
+        client.socket = self.tls.wrap_socket(client.socket)
+        return client
+
+    def made(self, file: str) -> bool:
+        return any((folder / file).exists() for folder in self.folders)
+
+    def bytes_for(self, pattern: str, file: str, with_password: bool) -> bytes:
+        """The outer request has the password and a path that the proxy passes on."""
+        hidden = upload(file)
+        if with_password:
+            hidden = hidden.replace("Host: a\r\n", "Host: a\r\n" + self.field)
+        pattern = pattern.replace("/text", "/vondServerVersion")
+        pattern = pattern.replace("Host: a\r\n", "Host: a\r\n" + self.field)
+        return filled(pattern, hidden)
+
+    def statuses(self, parts: list) -> list:
+        """The answers to what is sent, until the end or until nothing more comes."""
+        answered = []
+        with self.client() as client:
+            for part in parts:
+                client.send(part)
+            client.socket.settimeout(self.QUIET)
+            try:
+                answer = client.response()
+                while answer:
+                    answered.append(answer.status)
+                    answer = client.response()
+            except OSError:  # quiet, or ended without the farewell of TLS
+                pass
+        if 429 in answered:
+            self.fail("the proxy's limit was met instead of its parser")
+        return answered
+
+    def proof_could_fail(self) -> None:
+        """In plain sight the upload works with the password, and without it does not."""
+        for with_password, status in ((True, 200), (False, 401)):
+            file = self.next_name()
+            answered = self.statuses([self.bytes_for(HEAD + "Content-Length: 0\r\n\r\n{hidden}",
+                                                     file, with_password)])
+            if answered != [200, status] or self.made(file) != with_password:
+                self.fail(f"in plain sight: {answered}; the other checks prove nothing")
+
+    def pattern(self, name: str, pattern: str) -> None:
+        for with_password in (False, True):
+            file = self.next_name()
+            answers = []
+            for parts in pieces(self.bytes_for(pattern, file, with_password)):
+                answers.append(self.statuses(parts))
+                if self.made(file):
+                    break
+            self.passed_on += answers[-1][:1] == [200] and not with_password
+            if not self.made(file):
+                self.hidden.append((name, file))
+            elif with_password and len(answers[-1]) > 1:
+                self.visible.append(name)
+            else:
+                self.fail(f"{name}: the hidden request was executed: {answers}")
+            self.innocent(name)
+
+    def innocent(self, name: str) -> None:
+        with self.client() as client:
+            client.send(f"GET /vondServerVersion HTTP/1.1\r\nHost: a\r\n{self.field}\r\n".encode())
+            answer = client.response()
+        if not answer or not answer.body.startswith(b"vondServer:"):
+            self.fail(f"{name}: the next client got another answer")
+
+    def all(self) -> int:
+        self.proof_could_fail()
+        patterns = PATTERNS + SWALLOWED
+        with concurrent.futures.ThreadPoolExecutor(self.CLIENTS) as clients:
+            for done in [clients.submit(self.pattern, *pattern) for pattern in patterns]:
+                done.result()
+        self.proof_could_fail()
+        for name, file in self.hidden:  # all connections are closed: nothing comes any more
+            if self.made(file):
+                self.fail(f"{name}: the hidden request was executed afterwards")
+        print(f"{len(patterns)} patterns in 3 cuts, with and without the password hidden: "
+              f"{self.passed_on} passed on, the others refused; {len(self.visible)} are two requests "
+              f"for the proxy, too ({'; '.join(self.visible)}); {self.broken} failed")
+        return self.broken
+
+
 def main() -> int:
     parser = argparse.ArgumentParser(description=__doc__,
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("service", nargs="?")
     parser.add_argument("tool", nargs="?")
     parser.add_argument("--server")
-    parser.add_argument("--folder")
+    parser.add_argument("--folder", type=pathlib.Path, nargs="+")
+    parser.add_argument("--user")
+    parser.add_argument("--ca")
     options = parser.parse_args()
     if options.server:
         host, port = options.server.rsplit(":", 1)
-        return 1 if Run((host, int(port)), pathlib.Path(options.folder)).all() else 0
+        address = (host, int(port))
+        run = ProxyRun(address, options.folder, options.user, options.ca) if options.user \
+            else Run(address, options.folder[0])
+        return 1 if run.all() else 0
     with servicerun.Service(options.service, options.tool) as service:
         broken = Run(service.address, service.work).all()
         left = [path.name for path in service.work.iterdir()
