@@ -7,7 +7,7 @@ source "$here/expect.sh"
 service=$1
 PATH=$PATH:/usr/sbin
 for program in logrotate curl; do
-    command -v "$program" >/dev/null || skip "$program is not installed (scripts/install-dependencies ops)"
+    command -v "$program" >/dev/null || skip "$program is not installed (scripts/install-dependencies test)"
 done
 
 place=$(mktemp -d /tmp/vond-logrotate-test.XXXXXX)

@@ -16,7 +16,7 @@ complete_words() {
 
 manual_pages_are_well_formed() {
     local complaints
-    command -v mandoc >/dev/null || skip "mandoc is not installed (scripts/install-dependencies ops)"
+    command -v mandoc >/dev/null || skip "mandoc is not installed (scripts/install-dependencies test)"
     # Whether pages that are referred to are installed is this machine's business.
     complaints=$(mandoc -T lint -W all deploy/*.1 2>/dev/null | grep -v 'referenced manual not found')
     expect "complaints" "$complaints" ""
