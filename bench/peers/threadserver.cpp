@@ -15,14 +15,20 @@ constexpr std::string_view answer = "HTTP/1.1 200 OK\r\n"
                                     "Date: Fri, 01 Jan 2021 00:00:00 GMT\r\n"
                                     "Content-Type: text/plain; charset=utf-8\r\n"
                                     "Content-Length: 23\r\n"
-                                    "X-Content-Type-Options: nosniff\r\n"
-                                    "Connection: close\r\n\r\n"
+                                    "X-Content-Type-Options: nosniff\r\n\r\n"
                                     "vondServer: Hello world";
 
 void serve(int descriptor)
 {
     char request[16384]; // NOLINT(modernize-avoid-c-arrays): received into
-    if (::recv(descriptor, request, sizeof request, 0) > 0) {
+    bool isLast = false;
+    while (!isLast) {
+        const ssize_t size = ::recv(descriptor, request, sizeof request, 0);
+        if (size <= 0) {
+            break;
+        }
+        const std::string_view text(request, static_cast<std::size_t>(size));
+        isLast = text.find("Connection: close") != std::string_view::npos;
         (void)::send(descriptor, answer.data(), answer.size(), MSG_NOSIGNAL);
     }
     ::close(descriptor);
