@@ -11,12 +11,16 @@
 
 namespace {
 
-constexpr std::string_view answer = "HTTP/1.1 200 OK\r\n"
-                                    "Date: Fri, 01 Jan 2021 00:00:00 GMT\r\n"
-                                    "Content-Type: text/plain; charset=utf-8\r\n"
-                                    "Content-Length: 23\r\n"
-                                    "X-Content-Type-Options: nosniff\r\n\r\n"
-                                    "vondServer: Hello world";
+#define ANSWER(connection)                                                                         \
+    "HTTP/1.1 200 OK\r\n"                                                                          \
+    "Date: Fri, 01 Jan 2021 00:00:00 GMT\r\n"                                                      \
+    "Content-Type: text/plain; charset=utf-8\r\n"                                                  \
+    "Content-Length: 23\r\n"                                                                       \
+    "X-Content-Type-Options: nosniff\r\n" connection "\r\n"                                        \
+    "vondServer: Hello world"
+
+constexpr std::string_view answer = ANSWER("");
+constexpr std::string_view lastAnswer = ANSWER("Connection: close\r\n");
 
 void serve(int descriptor)
 {
@@ -29,7 +33,8 @@ void serve(int descriptor)
         }
         const std::string_view text(request, static_cast<std::size_t>(size));
         isLast = text.find("Connection: close") != std::string_view::npos;
-        (void)::send(descriptor, answer.data(), answer.size(), MSG_NOSIGNAL);
+        const std::string_view reply = isLast ? lastAnswer : answer;
+        (void)::send(descriptor, reply.data(), reply.size(), MSG_NOSIGNAL);
     }
     ::close(descriptor);
 }
