@@ -29,6 +29,17 @@ public:
         return true;
     }
 
+    [[nodiscard]] bool isEmpty() const
+    {
+        return m_rules.empty();
+    }
+
+    // Forgets all rules and gives their memory back. Not from within a view.
+    void clear()
+    {
+        std::vector<QHttpServerRouterRule>().swap(m_rules); // assigning nothing would keep the room
+    }
+
     // True when a rule took the request; it has then been answered.
     [[nodiscard]] bool handleRequest(const QHttpServerRequest &request, QTcpSocket *socket) const;
 

@@ -11,7 +11,7 @@
 #include <exception>
 #include <iostream>
 
-// m_routeServer and m_process stay unset until they are made: nothing reads them before.
+// m_process stays unset until it is made: nothing reads it before.
 // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
 RequestHdlr::RequestHdlr(QTcpSocket *tcpSocket, jobs::Registry *registry, QString vondPath)
     : m_tcpSocket(tcpSocket)
@@ -65,8 +65,11 @@ void RequestHdlr::handleVondProgress()
         m_registry, m_requestId, m_process->readAllStandardOutput(), m_lastStdOutMsg);
 }
 
-void RequestHdlr::forgetJob()
+void RequestHdlr::letGo()
 {
+    if (m_routeServer != nullptr) {
+        m_routeServer->router()->clear();
+    }
     m_requestId = QString();
     m_lastStdOutMsg = QString();
 }

@@ -19,9 +19,10 @@ class RequestHdlr : public QObject
 public:
     RequestHdlr(QTcpSocket *tcpSocket, jobs::Registry *registry, QString vondPath);
 
-    // Lets go of the texts of the last conversion, which can be of any length, once the connection
-    // has ended: the handler itself stays.
-    void forgetJob();
+    // Lets go of what can be of any length, the texts of the last conversion, and of the route
+    // table, which is the larger part of what every connection would leave behind. For a connection
+    // that has ended: no request comes any more. The handler and its HTTP server stay.
+    void letGo();
 
 public Q_SLOTS: // found by index and by name: keep the order
     // The first bytes have come.
@@ -39,7 +40,7 @@ private:
     jobs::ConnectionJob lendJob();
 
     QTcpSocket *m_tcpSocket;
-    QHttpServer *m_routeServer; // unset until sendServerAnswer(), which makes it
+    QHttpServer *m_routeServer = nullptr; // until sendServerAnswer() makes it
     jobs::Registry *m_registry; // the server's, shared by all connections
     QProcess *m_process; // unset until the first conversion starts
     QString m_vondPath;

@@ -33,7 +33,7 @@ void VondRequestThread::run()
                 Qt::DirectConnection);
         connect(socket, SIGNAL(disconnected()), this, SLOT(quit()), Qt::AutoConnection);
         exec();
-        m_requestHandler->forgetJob();
+        m_requestHandler->letGo();
     } catch (const std::exception &e) {
         // Deliberate: the socket is not closed; only the thread ends.
         std::cerr << "Allocation failed, creating rqh: " << e.what() << '\n';

@@ -119,6 +119,25 @@ private Q_SLOTS:
         QCOMPARE(calls, 8);
     }
 
+    void aClearedRouterTakesNothing()
+    {
+        QHttpServerRouter router;
+        int calls = 0;
+        const auto count = [&calls](const auto &, const auto &, auto *) { ++calls; };
+        const auto view = [] { return QString(); };
+        QVERIFY(router.isEmpty());
+        QVERIFY(
+            router.addRule<decltype(view)>(std::make_unique<Rule>(QStringLiteral("/a"), count)));
+        QVERIFY(!router.isEmpty());
+        QVERIFY(router.handleRequest(requestFor("GET", "/a"), nullptr));
+
+        router.clear();
+
+        QVERIFY(router.isEmpty());
+        QVERIFY(!router.handleRequest(requestFor("GET", "/a"), nullptr));
+        QCOMPARE(calls, 1);
+    }
+
     void theFirstRuleThatMatchesWins()
     {
         QHttpServerRouter router;

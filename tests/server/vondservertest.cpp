@@ -163,6 +163,30 @@ private Q_SLOTS:
         QVERIFY(forgotten);
     }
 
+    void theRouteTableGoesWithItsConnection()
+    {
+        auto client = std::make_unique<RawClient>(m_server->serverPort());
+        client->send(get("/"));
+        QVERIFY(client->takeResponse());
+        VondRequestThread *const thread = threads().constFirst();
+        QHttpServer *const routeServer =
+            ConnectionProbe::routeServer(ConnectionProbe::handler(thread));
+        QVERIFY(!routeServer->router()->isEmpty());
+        // Looked at in the connection's own thread, as its last deed.
+        std::atomic<bool> forgotten{false};
+        connect(
+            thread,
+            &QThread::finished,
+            this,
+            [&forgotten, routeServer] { forgotten = routeServer->router()->isEmpty(); },
+            Qt::DirectConnection);
+
+        client.reset();
+
+        QTRY_VERIFY(threads().isEmpty());
+        QVERIFY(forgotten);
+    }
+
     void aConnectionThatNeverSendsKeepsItsThread()
     {
         RawClient client(m_server->serverPort());
