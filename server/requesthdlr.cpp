@@ -67,6 +67,9 @@ void RequestHdlr::handleVondProgress()
 
 void RequestHdlr::letGo()
 {
+    if (m_tcpSocket->state() == QAbstractSocket::UnconnectedState) {
+        m_tcpSocket->close(); // and with it its buffers; nobody has where no request ever came
+    }
     if (m_routeServer != nullptr) {
         m_routeServer->router()->clear();
     }

@@ -19,9 +19,10 @@ class RequestHdlr : public QObject
 public:
     RequestHdlr(QTcpSocket *tcpSocket, jobs::Registry *registry, QString vondPath);
 
-    // Lets go of what can be of any length, the texts of the last conversion, and of the route
-    // table, which is the larger part of what every connection would leave behind. For a connection
-    // that has ended: no request comes any more. The handler and its HTTP server stay.
+    // Lets go of what can be of any length, the texts of the last conversion, and of the larger
+    // part of what every connection would leave behind, the socket's buffers and the route table.
+    // For a connection that has ended: no request comes any more. The socket, the handler and its
+    // HTTP server stay.
     void letGo();
 
 public Q_SLOTS: // found by index and by name: keep the order

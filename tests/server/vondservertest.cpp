@@ -187,6 +187,28 @@ private Q_SLOTS:
         QVERIFY(forgotten);
     }
 
+    void theSocketsBuffersGoWithAConnectionThatNeverSent()
+    {
+        auto client = std::make_unique<RawClient>(m_server->serverPort());
+        QTRY_COMPARE(threads().size(), 1);
+        VondRequestThread *const thread = threads().constFirst();
+        // Looked at in the connection's own thread, as its last deed. A closed socket has none.
+        std::atomic<bool> closed{false};
+        connect(
+            thread,
+            &QThread::finished,
+            this,
+            [&closed, thread] {
+                closed = !ConnectionProbe::socket(ConnectionProbe::handler(thread))->isOpen();
+            },
+            Qt::DirectConnection);
+
+        client.reset();
+
+        QTRY_VERIFY(threads().isEmpty());
+        QVERIFY(closed);
+    }
+
     void aConnectionThatNeverSendsKeepsItsThread()
     {
         RawClient client(m_server->serverPort());
