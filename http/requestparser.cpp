@@ -297,7 +297,12 @@ RequestParser::Result RequestParser::headDone()
     Result result = Result::NeedsMore;
     (void)m_head->show(m_bytes.constData() + m_headFed,
                        static_cast<std::size_t>(m_bytes.size() - m_headFed),
-                       &result); // the guard has seen to it that the head is whole
+                       &result);
+    if (result == Result::NeedsMore && !m_head->is_header_done()) {
+        // The guard has seen the head's end: what is missing is missing for good. A request line
+        // that ends within its version is not refused before the bytes for one are there.
+        return Result::Malformed;
+    }
     m_bytes.clear();
     if (result != Result::NeedsMore) {
         return result;

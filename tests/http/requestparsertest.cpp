@@ -294,6 +294,10 @@ private Q_SLOTS:
         bad("absolute form without a host", "GET http:///x HTTP/1.1\r\nHost: a\r\n\r\n");
         bad("absolute form with a user", "GET http://u@b/x HTTP/1.1\r\nHost: a\r\n\r\n");
         bad("no version", "GET /\r\nHost: a\r\n\r\n");
+        bad("empty version, nothing else", "GET / \r\n\r\n");
+        bad("version of one letter, nothing else", "GET / x\r\n\r\n");
+        bad("version cut short, nothing else", "GET / HTT\r\n\r\n");
+        bad("version cut short, a request behind", "GET / HTT\r\n\r\n" + get("Host: a\r\n"));
         bad("version in lower case", "GET / http/1.1\r\nHost: a\r\n\r\n");
         bad("version of one digit", "GET / HTTP/1\r\nHost: a\r\n\r\n");
         bad("version of three digits", "GET / HTTP/1.10\r\nHost: a\r\n\r\n");
