@@ -68,6 +68,23 @@ bool namesOtherVersion(const QByteArray &requestLine)
         && version != "HTTP/1.1";
 }
 
+// Whether the first line of chunk framing is whole and ends inside quotes. The parser would look
+// for the closing quote behind it, in what is another line, for as long as none comes.
+bool leavesQuoteOpen(const QByteArray &framing)
+{
+    const int begin = framing.startsWith("\r\n") ? 2 : 0; // the end of the chunk before
+    const int end = framing.indexOf("\r\n", begin);
+    bool inside = false;
+    for (int i = begin; i < end; ++i) {
+        if (framing.at(i) == '"') {
+            inside = !inside;
+        } else if (inside && framing.at(i) == '\\') {
+            ++i; // what follows stands for itself
+        }
+    }
+    return inside;
+}
+
 } // namespace
 
 // Grammar of request line and fields, lengths, and the chunked coding are Beast's. The rules that
@@ -363,6 +380,9 @@ RequestParser::Result RequestParser::takeChunks(const char *data, qint64 size, q
         return Result::Complete;
     }
     m_bytes.remove(0, used);
+    if (leavesQuoteOpen(m_bytes)) {
+        return Result::Malformed;
+    }
     return m_bytes.size() > largestChunkFraming ? Result::HeadTooLarge : Result::NeedsMore;
 }
 

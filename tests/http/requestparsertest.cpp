@@ -163,6 +163,11 @@ void addValidMessages()
         Method::Post,
         "/u",
         "abc");
+    row("quotes and backslashes in a quoted chunk extension",
+        chunked("3;a=\"\\\"b\\\\\"\r\nabc\r\n0;c=\"\"\r\n\r\n"),
+        Method::Post,
+        "/u",
+        "abc");
     row("trailers are ignored",
         chunked("3\r\nabc\r\n0\r\nX: y\r\nZ: 1\r\n\r\n"),
         Method::Post,
@@ -397,6 +402,11 @@ private Q_SLOTS:
         bad("bare LF in a quoted chunk extension", chunked("3;a=\"\n\"\r\nabc\r\n0\r\n\r\n"));
         bad("control byte in a quoted chunk extension",
             chunked("3;a=\"\x01\"\r\nabc\r\n0\r\n\r\n"));
+        bad("quote left open in a chunk extension", chunked("3;a=\"b\r\nabc\r\n0\r\n\r\n"));
+        bad("quote left open behind a backslash", chunked("3;a=\"b\\\r\nabc\r\n0\r\n\r\n"));
+        bad("quote left open by a later chunk", chunked("1\r\nx\r\n3;a=\"\r\nabc\r\n0\r\n\r\n"));
+        bad("quote left open by the last chunk", chunked("3\r\nabc\r\n0;a=\"b\r\n\r\n"));
+        bad("quote closed on the next line", chunked("3;a=\"b\r\n\"c\r\n0\r\n\r\n"));
         bad("chunk extension without a name", chunked("3;\r\nabc\r\n0\r\n\r\n"));
         bad("bare LF in the trailers", chunked("0\r\nX: y\nZ: 1\r\n\r\n"));
         bad("trailer without a colon", chunked("0\r\nnonsense\r\n\r\n"));
