@@ -272,10 +272,10 @@ RequestParser::Result RequestParser::takeHead(const char *data, qint64 size, qin
         if (step == HeadGuard::Step::Inside) {
             continue;
         }
+        m_bytes.append(data + kept, static_cast<int>(i + 1 - kept));
         if (step == HeadGuard::Step::Malformed) {
             return Result::Malformed;
         }
-        m_bytes.append(data + kept, static_cast<int>(i + 1 - kept));
         kept = i + 1;
         *consumed = kept;
         Result result = Result::NeedsMore;
@@ -432,6 +432,10 @@ bool RequestParser::takeContinue()
 
 QHttpServerRequest::Method RequestParser::method() const
 {
+    // A request line that was refused, or is not whole, has not been parsed.
+    if (m_state == State::Head && m_bytes.startsWith("HEAD ")) {
+        return QHttpServerRequest::Method::Head;
+    }
     return m_request.m_method;
 }
 

@@ -58,7 +58,8 @@ public:
     // nothing yet (RFC 9110 section 10.1.1).
     [[nodiscard]] bool takeContinue();
 
-    // Of the request whose head was read last; Unknown before.
+    // Of the request that was read or refused last; Unknown before. Of a refused request line only
+    // Head is known, whose answer must have no body (RFC 9110 section 9.3.2).
     [[nodiscard]] QHttpServerRequest::Method method() const;
 
     // After Complete. The parser is then ready for the next request.

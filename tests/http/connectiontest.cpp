@@ -1,4 +1,5 @@
 #include "http/qhttpserver.h"
+#include "http/requestparser.h"
 #include "tests/support/messagecatcher.h"
 #include "tests/support/rawclient.h"
 
@@ -310,15 +311,56 @@ private Q_SLOTS:
         QCOMPARE(m_server->views.load(), before);
     }
 
+    void aRefusedHeadRequestGetsNoBody_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<int>("status");
+
+        const QByteArray host = "Host: a\r\n\r\n";
+        QTest::newRow("for its fields") << QByteArray("HEAD / HTTP/1.1\r\n\r\n") << 400;
+        QTest::newRow("for a byte in its fields")
+            << QByteArray("HEAD / HTTP/1.1\r\nX: \x01\r\n") + host << 400;
+        QTest::newRow("for its target") << QByteArray("HEAD x HTTP/1.1\r\n") + host << 400;
+        QTest::newRow("for a byte in its target")
+            << QByteArray("HEAD /\x01 HTTP/1.1\r\n") + host << 400;
+        QTest::newRow("for its version") << QByteArray("HEAD / HTTP/2.0\r\n") + host << 505;
+        QTest::newRow("for a version that is none")
+            << QByteArray("HEAD / HTTP/x\r\n") + host << 400;
+        QTest::newRow("for a version cut short") << QByteArray("HEAD / x\r\n\r\n") << 400;
+        QTest::newRow("for the length of its target")
+            << "HEAD /" + QByteArray(http::largestHead, 'x') + " HTTP/1.1\r\n" + host << 431;
+        QTest::newRow("behind another request")
+            << request("/") + "HEAD / HTTP/2.0\r\n" + host << 505;
+    }
+
     void aRefusedHeadRequestGetsNoBody()
     {
+        QFETCH(QByteArray, bytes);
+        QFETCH(int, status);
         RawClient client(m_server->port());
-        client.send("HEAD / HTTP/1.1\r\n\r\n");
-        auto response = client.takeResponse(true);
+        client.send(bytes);
+        auto response = client.takeResponse(bytes.startsWith("HEAD"));
         QVERIFY(response);
-        QCOMPARE(response->status(), 400);
+        if (response->status() == 200) {
+            response = client.takeResponse(true);
+            QVERIFY(response);
+        }
+        QCOMPARE(response->status(), status);
         QVERIFY(client.waitForClose());
         QVERIFY(client.received().isEmpty());
+    }
+
+    void whatFollowsAHeadRequestIsRefusedWithABody()
+    {
+        RawClient client(m_server->port());
+        client.send("HEAD / HTTP/1.1\r\nHost: a\r\n\r\nGET / HTTP/2.0\r\n\r\n");
+        auto response = client.takeResponse(true);
+        QVERIFY(response);
+        QCOMPARE(response->status(), 200);
+        response = client.takeResponse();
+        QVERIFY(response);
+        QCOMPARE(response->status(), 505);
+        QVERIFY(!response->body.isEmpty());
     }
 
     void aRefusalReachesAClientThatIsStillSending()
