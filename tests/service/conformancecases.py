@@ -70,6 +70,8 @@ case("plain GET", "9112 3", OK, "200 open")
 case("empty line before the request", "9112 2.2", "\r\n" + OK, "200 open")
 case("three empty lines before the request", "9112 2.2", "\r\n\r\n\r\n" + OK, "200 open")
 case("empty line between two requests", "9112 2.2", OK + "\r\n" + OK, "200 200 open")
+case("2000 empty lines before the request", "9112 2.2", "\r\n" * 2000 + OK, "200 open")
+case("line feed before the request", "9112 2.2", "\n" + OK, "400 closed", differs=STRICT)
 for method in ("POST", "PUT", "DELETE", "OPTIONS", "PATCH"):
     case(f"method {method}", "9110 9.1",
          request(f"{method} / HTTP/1.1", "Content-Length: 0"), "200 open")
@@ -94,6 +96,8 @@ case("no target", "9112 3", request("GET HTTP/1.1"), "400 closed")
 case("no version", "9112 3", "GET /\r\n\r\n", "400 closed",
      differs="nginx still answers HTTP/0.9, with a body alone.")
 case("only a method", "9112 3", "GET\r\n\r\n", "400 closed")
+case("version cut short and nothing else", "9112 3", "GET / HTT\r\n\r\n", "400 closed")
+case("byte 160 instead of a blank", "9112 3", request("GET\xa0/ HTTP/1.1"), "400 closed")
 case("blank inside the target", "9112 3.2", request("GET /a b HTTP/1.1"), "400 closed")
 case("line feeds without carriage returns", "9112 2.2", OK.replace("\r\n", "\n"), "400 closed",
      differs=STRICT)
@@ -216,7 +220,13 @@ for name, byte in (("zero byte", "\0"), ("carriage return", "\r"), ("control byt
             {"differs": "A recipient may refuse or replace such a byte; nginx lets it pass."}))
 case("line feed ends a field", "9112 2.2", "GET / HTTP/1.1\r\nHost: a\nA: b\r\n\r\n", "400 closed",
      differs=STRICT)
+case("two carriage returns end a field", "9112 2.2", request("GET / HTTP/1.1", "A: b\r"),
+     "400 closed",
+     differs="A lone carriage return is invalid or stands for a blank; nginx drops it.")
 case("zero byte in a name", "9110 5.1", request("GET / HTTP/1.1", "A\0B: c"), "400 closed")
+case("upgrade to HTTP/2 is not taken", "9110 7.8",
+     request("GET / HTTP/1.1", "Connection: Upgrade, HTTP2-Settings", "Upgrade: h2c",
+             "HTTP2-Settings: AAMAAABk"), "200 open")
 
 group("Framing by length")
 case("length", "9112 6.2", text("Content-Length: 3", body="abc"), "200 open",
@@ -225,10 +235,19 @@ case("length 0", "9112 6.2", text("Content-Length: 0"), "200 open", body=b"vondS
 case("neither length nor coding: no body", "9112 6.3", text(), "200 open", body=b"vondServer:")
 case("leading zeros", "9110 8.6", text("Content-Length: 0003", body="abc"), "200 open",
      body=b"vondServer:abc")
+case("40 leading zeros", "9110 8.6", text("Content-Length: " + "0" * 40 + "3", body="abc"),
+     "200 open", body=b"vondServer:abc")
 case("a body of GET is read", "9110 9.3.1",
      request("GET /text HTTP/1.1", "Content-Length: 3") + "abc" + OK, "200 200 open")
 case("a body of DELETE is read", "9110 9.3.5",
      request("DELETE / HTTP/1.1", "Content-Length: 3") + "abc" + OK, "200 200 open")
+case("a body for an unknown path is read", "9112 6.3",
+     request("POST /nowhere HTTP/1.1", f"Content-Length: {len(OK)}") + OK + OK, "404 200 open")
+case("a length that Connection names still counts", "9110 7.6.1",
+     text("Connection: Content-Length", "Content-Length: 3", body="abc"), "200 open",
+     body=b"vondServer:abc")
+case("a name with an underscore is another name", "9110 5.1",
+     text("Content_Length: 3") + OK, "200 200 open")
 case("body in pieces", "9112 6.2",
      (text("Content-Length: 6", body="ab"), SILENCE, "cd", SILENCE, "ef"), "200 open",
      body=b"vondServer:abcdef")
@@ -251,9 +270,11 @@ for value in ("+3", "-3", "3 3", "3,", "3, 4", "0x3", "3.0", "3a", "a", "", ",",
          "400 closed")
 case("two lengths", "9112 6.3", text("Content-Length: 3", "Content-Length: 4", body="abcd"),
      "400 closed")
-case("length too large to hold", "9110 15.5.14", text("Content-Length: 9223372036854775807"),
-     "closed", differs="The service ends a connection whose body it cannot hold, without words; "
-                       "nginx has a configured limit, says 413 and reads on for a while.")
+for value in ("9223372036854775807", "4294967296"):
+    case(f"length too large to hold, {value}", "9110 15.5.14", text(f"Content-Length: {value}"),
+         "closed", differs="The service ends a connection whose body it cannot hold, without "
+                           "words; nginx has a configured limit, says 413 and reads on for a "
+                           "while.")
 
 group("Chunked framing")
 GOOD = "3\r\nabc\r\n0\r\n\r\n"
@@ -271,6 +292,8 @@ case("extension", "9112 7.1.1", chunked("3;a=b\r\nabc\r\n0\r\n\r\n"), "200 open"
      body=b"vondServer:abc")
 case("extension with a quoted value", "9112 7.1.1", chunked("3;a=\"b;c\"\r\nabc\r\n0\r\n\r\n"),
      "200 open", body=b"vondServer:abc")
+case("extension with blanks and an escaped quote", "9112 7.1.1",
+     chunked("3 ; a = \"b\\\"c\"\r\nabc\r\n0\r\n\r\n"), "200 open", body=b"vondServer:abc")
 case("trailer field", "9112 7.1.2", chunked("3\r\nabc\r\n0\r\nA: b\r\n\r\n"), "200 open",
      body=b"vondServer:abc")
 case("trailer field does not frame", "9110 6.5.1",
@@ -282,6 +305,8 @@ case("chunks in pieces", "9112 7.1", (chunked("3"), SILENCE, "\r\nab", SILENCE, 
      "200 open", body=b"vondServer:abc")
 case("GET with chunks", "9112 6",
      request("GET /text HTTP/1.1", "Transfer-Encoding: chunked") + GOOD + OK, "200 200 open")
+case("OPTIONS with chunks", "9112 6",
+     request("OPTIONS /text HTTP/1.1", "Transfer-Encoding: chunked") + GOOD + OK, "200 200 open")
 for name, body in (("blank before the size", " 3\r\nabc\r\n0\r\n\r\n"),
                    ("sign before the size", "+3\r\nabc\r\n0\r\n\r\n"),
                    ("minus before the size", "-3\r\nabc\r\n0\r\n\r\n"),
@@ -290,6 +315,7 @@ for name, body in (("blank before the size", " 3\r\nabc\r\n0\r\n\r\n"),
                    ("no size", "\r\nabc\r\n0\r\n\r\n"),
                    ("size of 17 digits", "10000000000000003\r\nabc\r\n0\r\n\r\n"),
                    ("data without an end", "3\r\nabc0\r\n\r\n\r\n"),
+                   ("data ended by LF CR", "3\r\nabc\n\r0\r\n\r\n"),
                    ("data longer than its size", "3\r\nabcd\r\n0\r\n\r\n")):
     case(name, "9112 7.1", chunked(body), "400 closed")
 for name, body in (("blank after the size", "3 \r\nabc\r\n0\r\n\r\n"),
@@ -299,13 +325,16 @@ for name, body in (("blank after the size", "3 \r\nabc\r\n0\r\n\r\n"),
     case(name, "9112 7.1", chunked(body), "400 closed", differs=STRICT)
 case("line feed inside an extension", "9112 7.1.1", chunked("3;a\nb\r\nabc\r\n0\r\n\r\n"),
      "400 closed")
+case("quote left open in an extension", "9112 7.1.1", chunked("3;a=\"b\r\nabc\r\n0\r\n\r\n"),
+     "400 closed", differs="nginx skips what stands in an extension.")
 case("folded trailer", "9112 5.2", chunked("0\r\nA: b\r\n c\r\n\r\n"), "400 closed",
      differs="nginx skips what stands in a trailer.")
 case("chunk too large to hold", "9112 7.1", chunked("ffffffffffffffff\r\nabc"), "closed",
      differs="The service ends a connection whose body it cannot hold, without words; nginx "
              "takes the size for an overflow.")
 for value in ("chunked, chunked", "chunked, gzip", "identity", "gzip", "xchunked", "chunkedx",
-              "chunked;q=1", "", "\"chunked\"", "chunked,", ", chunked"):
+              "chunked;q=1", "", "\"chunked\"", "chunked,", ", chunked",
+              "chun\xe2\x84\xaaed"):
     case(f"Transfer-Encoding “{value}”", "9112 6.1",
          text(f"Transfer-Encoding: {value}", body=GOOD),
          "400 closed", differs="Where the body ends would be a guess, so the framing is malformed; "
@@ -366,6 +395,11 @@ case("expected in other letters", "9110 10.1.1",
 case("body there already", "9110 10.1.1", text("Content-Length: 3", EXPECT, body="abc"),
      "200 open", differs="A server may leave the interim answer out when it has the body; nginx "
                          "sends it.")
+case("late body that looks like a request", "9110 10.1.1",
+     (text(f"Content-Length: {len(OK)}", EXPECT), ANSWER, OK), "100 200 open",
+     body=b"vondServer:" + OK.encode())
+case("expected twice", "9110 10.1.1", text("Content-Length: 3", EXPECT, EXPECT, body="abc"),
+     "200 open", differs="nginx refuses a second Expect.")
 case("expected without a body", "9110 10.1.1", text("Content-Length: 0", EXPECT), "200 open",
      differs="nginx sends the interim answer also where no body is to come.")
 case("expected in HTTP/1.0", "9110 10.1.1",
@@ -392,6 +426,12 @@ case("HEAD with a body", "9110 9.3.2",
      request("HEAD / HTTP/1.1", "Content-Length: 3") + "abc" + OK, "200 200 open", heads=(0,))
 case("refused HEAD has no body", "9110 9.3.2", request("HEAD / HTTP/1.1", host=None), "400 closed",
      heads=(0,))
+case("HEAD refused for its version has no body", "9110 9.3.2", request("HEAD / HTTP/2.0"),
+     "505 closed", heads=(0,))
+case("HEAD refused for a byte in its target has no body", "9110 9.3.2",
+     request("HEAD /\x01 HTTP/1.1"), "400 closed", heads=(0,))
+case("HEAD with a target of 70000 bytes", "9110 9.3.2",
+     request("HEAD /" + "x" * 70000 + " HTTP/1.1"), "431 closed", heads=(0,), differs=LIMIT)
 
 group("Limits")
 case("head of 64 KiB", "contract",
@@ -427,6 +467,9 @@ case("half-close inside a body", "9112 8", (text("Content-Length: 9", body="abc"
      "closed")
 case("half-close inside a chunk", "9112 8", (chunked("9\r\nabc"), HALF_CLOSE), "closed")
 case("half-close before the last chunk", "9112 8", (chunked("3\r\nabc\r\n"), HALF_CLOSE), "closed")
+case("half-close inside a trailer", "9112 8", (chunked("0\r\nA: b\r\n"), HALF_CLOSE), "closed")
+case("half-close instead of a body", "9112 8",
+     (text("Content-Length: 3", EXPECT), ANSWER, HALF_CLOSE), "100 closed")
 case("reset inside the fields", "9112 9.5", ("GET / HTTP/1.1\r\n", RESET), "gone")
 case("reset inside a body", "9112 9.5", (text("Content-Length: 9", body="abc"), RESET), "gone")
 case("reset inside a chunk", "9112 9.5", (chunked("9\r\nabc"), RESET), "gone")

@@ -111,6 +111,7 @@ PATTERNS = [
     ("line feed in the request line", "POST /text\n HTTP/1.1\r\nHost: a\r\n\r\n{hidden}"),
     ("carriage return in the request line", "POST /text\r HTTP/1.1\r\nHost: a\r\n\r\n{hidden}"),
     ("request line without a version", "POST /text\r\n\r\n{hidden}"),
+    ("request line with a version cut short", "GET / HTT\r\n\r\n{hidden}"),
     ("two Hosts", HEAD + "Host: b\r\n\r\n{hidden}"),
     ("no Host", "POST /text HTTP/1.1\r\n\r\n{hidden}"),
     ("Host with a blank", "POST /text HTTP/1.1\r\nHost: a b\r\n\r\n{hidden}"),
@@ -133,6 +134,9 @@ PATTERNS = [
           ("carriage return in an extension", "0;a\rb\r\n\r\n{hidden}"),
           ("zero byte in an extension", "0;a\0b\r\n\r\n{hidden}"),
           ("extension hides a chunk", "3;\n0\r\n\r\nabc\r\n0\r\n\r\n{hidden}"),
+          ("extension leaves a quote open", "3;a=\"\r\nabc\r\n0\r\n\r\n{hidden}"),
+          ("last extension leaves a quote open", "0;a=\"\r\n\r\n{hidden}"),
+          ("chunk behind the last one", "0\r\n3\r\nabc\r\n\r\n{hidden}"),
           ("data not ended", "3\r\nabc0\r\n\r\n{hidden}"),
           ("data ended by a line feed", "3\r\nabc\n0\r\n\r\n{hidden}"),
           ("data ended by a carriage return", "3\r\nabc\r0\r\n\r\n{hidden}"),
@@ -162,6 +166,11 @@ SWALLOWED = [
      HEAD + "Transfer-Encoding: chunked\r\n\r\n0;a=\"POST /upload/x HTTP/1.1\"\r\n\r\n"),
     ("request behind a GET with a length",
      "GET /text HTTP/1.1\r\nHost: a\r\nContent-Length: {size}\r\n\r\n{hidden}"),
+    ("request behind a length that Connection names",
+     HEAD + "Connection: Content-Length\r\nContent-Length: {size}\r\n\r\n{hidden}"),
+    ("request inside a chunk of OPTIONS",
+     "OPTIONS /text HTTP/1.1\r\nHost: a\r\nTransfer-Encoding: chunked\r\n\r\n"
+     "{hexsize}\r\n{hidden}\r\n0\r\n\r\n"),
 ]
 
 
