@@ -1,5 +1,5 @@
 // The HTTP layer: the same bytes whole, cut into arbitrary pieces, and byte by byte must make the
-// same requests and end the same way.
+// same requests and end the same way; and what the first of them is, its head must say.
 #include "http/qhttpserverresponse.h"
 #include "http/requestparser.h"
 #include "tests/fuzz/property.h"
@@ -77,6 +77,46 @@ void mustEqual(const Outcome &one, const Outcome &other)
     }
 }
 
+// The value of the first field of that name, empty if there is none. Names are in lower case.
+QByteArray field(const QByteArray &head, const QByteArray &name)
+{
+    const int at = head.toLower().indexOf("\r\n" + name + ':');
+    if (at < 0) {
+        return {};
+    }
+    const int begin = at + 3 + name.size();
+    return head.mid(begin, head.indexOf("\r\n", begin) - begin).trimmed();
+}
+
+// Holds the first request against a second, much simpler reading of its head.
+void mustFollowItsHead(const QByteArray &bytes, const Outcome &outcome)
+{
+    int begin = 0;
+    while (bytes.mid(begin, 2) == "\r\n") { // empty lines before a request do not count
+        begin += 2;
+    }
+    const int end = bytes.indexOf("\r\n\r\n", begin);
+    if (end < 0) {
+        mustHold(outcome.requests.isEmpty(), "a request has a whole head");
+        return;
+    }
+    const QByteArray head = bytes.mid(begin, end + 2 - begin);
+    const QByteArray length = field(head, "content-length");
+    const bool isChunked = !field(head, "transfer-encoding").isEmpty();
+    if (outcome.requests.isEmpty()) {
+        mustHold(outcome.noMemory || outcome.last != RequestParser::Result::NeedsMore || isChunked
+                     || length.toLongLong() > 0,
+                 "only a body can be missing behind a whole head");
+        return;
+    }
+    const QList<QByteArray> words = head.left(head.indexOf("\r\n")).split(' ');
+    mustHold(words.size() == 3 && !words.at(0).isEmpty() && !words.at(1).isEmpty()
+                 && (words.at(2) == "HTTP/1.1" || words.at(2) == "HTTP/1.0"),
+             "a request line is a method, a target and a version");
+    mustHold(isChunked || outcome.requests.first().body().size() == length.toLongLong(),
+             "a body is as long as its head says");
+}
+
 } // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
@@ -91,6 +131,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     const QByteArray bytes(text + 1 + cutCount, static_cast<int>(size) - 1 - cutCount);
 
     const Outcome whole = feed(bytes, {}, false);
+    mustFollowItsHead(bytes, whole);
     mustEqual(whole, feed(bytes, {}, true));
     mustEqual(whole, feed(bytes, cuts, false));
     mustEqual(whole, feed(bytes, cuts, true));
