@@ -4,6 +4,7 @@
 #include "http/qhttpserverresponse.h"
 #include "http/wire.h"
 
+#include <QScopeGuard>
 #include <QTcpSocket>
 #include <QTimerEvent>
 
@@ -52,7 +53,10 @@ Connection::Connection(QAbstractHttpServer *server, QTcpSocket *socket)
 
 void Connection::handleReadyRead()
 {
+    // A body that finds no memory is never read to its end: what had come of it must not stay.
+    auto failed = qScopeGuard([this] { letGo(); });
     readInput();
+    failed.dismiss();
     if (m_state == State::Serving) {
         sendContinueIfDue();
     }
@@ -192,12 +196,17 @@ void Connection::timerEvent(QTimerEvent *event)
 
 void Connection::handleDisconnected()
 {
+    letGo();
+    m_socket->close(); // and with it the socket's own buffers
+    deleteLater();
+}
+
+void Connection::letGo()
+{
     m_state = State::Gone;
     m_headTimer.stop();
     m_lingerTimer.stop();
     m_parser.reset();
-    m_socket->close(); // and with it the socket's own buffers
-    deleteLater();
 }
 
 } // namespace http

@@ -53,6 +53,7 @@ private:
     void linger();
     void sendContinueIfDue();
     void watchHead();
+    void letGo();
 
     QAbstractHttpServer *m_server; // the parent
     QTcpSocket *m_socket; // the caller's

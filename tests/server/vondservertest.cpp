@@ -4,6 +4,7 @@
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/rawclient.h"
+#include "tests/support/residentmemory.h"
 #include "tests/support/standin.h"
 
 #include <QDir>
@@ -277,6 +278,30 @@ private Q_SLOTS:
         RawClient other(m_server->serverPort());
         other.send(get("/"));
         QVERIFY(other.takeResponse());
+    }
+
+    void anAllocationFailureLetsGoOfWhatHadComeOfTheBody()
+    {
+        constexpr int chunkMiB = 64;
+        OutputCatcher errors(OutputCatcher::Channel::Error);
+        const MessageCatcher messages;
+        RawClient client(m_server->serverPort());
+        client.send(get("/"));
+        QVERIFY(client.takeResponse());
+        const QPointer<VondRequestThread> thread = threads().constFirst();
+        const int before = residentMiB(QCoreApplication::applicationPid());
+        QVERIFY(before > 0);
+
+        client.send("POST /text HTTP/1.1\r\nHost: a\r\nTransfer-Encoding: chunked\r\n\r\n");
+        client.send(QByteArray::number(chunkMiB * 1024 * 1024, 16) + "\r\n");
+        client.send(QByteArray(chunkMiB * 1024 * 1024, 'x'));
+        client.send("\r\n7fffffff\r\n"); // together more than a body can hold
+
+        QTRY_VERIFY_WITH_TIMEOUT(thread.isNull(), 30000);
+        QCOMPARE(errors.take(), QByteArray("Allocation failed, creating rqh: std::bad_alloc\n"));
+        if (freedMemoryLeaves) {
+            QTRY_VERIFY(residentMiB(QCoreApplication::applicationPid()) < before + chunkMiB / 2);
+        }
     }
 
     void anAllocationFailureOnTheFirstRequestClosesTheSocket()
