@@ -101,11 +101,12 @@ void mustFollowItsHead(const QByteArray &bytes, const Outcome &outcome)
         return;
     }
     const QByteArray head = bytes.mid(begin, end + 2 - begin);
-    const QByteArray length = field(head, "content-length");
+    const QByteArray lengths = field(head, "content-length"); // several are taken if all are equal
+    const qint64 length = lengths.left((lengths + ',').indexOf(',')).toLongLong();
     const bool isChunked = !field(head, "transfer-encoding").isEmpty();
     if (outcome.requests.isEmpty()) {
         mustHold(outcome.noMemory || outcome.last != RequestParser::Result::NeedsMore || isChunked
-                     || length.toLongLong() > 0,
+                     || length > 0,
                  "only a body can be missing behind a whole head");
         return;
     }
@@ -113,7 +114,7 @@ void mustFollowItsHead(const QByteArray &bytes, const Outcome &outcome)
     mustHold(words.size() == 3 && !words.at(0).isEmpty() && !words.at(1).isEmpty()
                  && (words.at(2) == "HTTP/1.1" || words.at(2) == "HTTP/1.0"),
              "a request line is a method, a target and a version");
-    mustHold(isChunked || outcome.requests.first().body().size() == length.toLongLong(),
+    mustHold(isChunked || outcome.requests.first().body().size() == length,
              "a body is as long as its head says");
 }
 
