@@ -1,7 +1,8 @@
 #pragma once
 
+#include "tool/childprocess.h"
+
 class QObject;
-class QProcess;
 class QString;
 
 namespace jobs {
@@ -9,7 +10,7 @@ namespace jobs {
 struct ConnectionJob // lent by the request handler for one call
 {
     QObject *handler; // becomes parent of the process and receiver of its output
-    QProcess *&process;
+    tool::ChildProcess *&process;
     QString &requestId;
     QString &lastStdOutMsg;
 };

@@ -6,11 +6,37 @@
 #include "tool/pathcheck.h"
 #include "tool/run.h"
 
-#include <QProcess>
+#include <optional>
 
 namespace jobs {
 
 namespace {
+
+// An entry in the registry for as long as the object lives: an exception takes it back, too.
+class RegistryEntry
+{
+public:
+    RegistryEntry(Registry *registry, QString id)
+        : m_registry(registry)
+        , m_id(std::move(id))
+    {
+        registerRequest(m_registry, m_id);
+    }
+
+    ~RegistryEntry()
+    {
+        removeRequest(m_registry, m_id);
+    }
+
+    RegistryEntry(const RegistryEntry &) = delete;
+    RegistryEntry &operator=(const RegistryEntry &) = delete;
+    RegistryEntry(RegistryEntry &&) = delete;
+    RegistryEntry &operator=(RegistryEntry &&) = delete;
+
+private:
+    Registry *m_registry;
+    QString m_id;
+};
 
 // Runs the tool as the connection's process; its output reaches the handler during the wait.
 // Whether the wait succeeded.
@@ -18,7 +44,8 @@ bool runForConnection(const QString &vondPath,
                       const ConnectionJob &job,
                       const QStringList &arguments)
 {
-    job.process = new QProcess(job.handler); // stays until the handler goes; a next job replaces it
+    // Stays until the handler goes; a next job replaces it.
+    job.process = new tool::ChildProcess(job.handler);
     tool::debugLine("arguments:");
     tool::debugLine(arguments);
     QObject::connect(job.process,
@@ -26,9 +53,7 @@ bool runForConnection(const QString &vondPath,
                      job.handler,
                      SLOT(handleVondProgress()),
                      Qt::AutoConnection);
-    const bool ended = tool::startAndWait(job.process, vondPath, arguments, tool::withoutLimit);
-    job.process->setArguments({}); // the process stays; what the client sent need not stay with it
-    return ended;
+    return tool::startAndWait(job.process, vondPath, arguments, tool::withoutLimit);
 }
 
 } // namespace
@@ -46,14 +71,14 @@ QString convert(const QString &vondPath,
     // prints nothing leaves it standing.
     job.requestId = request.requestId;
     tool::debugLine("convert reqestID: ", job.requestId);
-    registerRequest(registry, job.requestId);
+    std::optional<RegistryEntry> entry(std::in_place, registry, job.requestId);
     const ConversionPlan plan = planConversion(request, settings::workFolder());
     tool::debugLine("convert: stopfile: ", plan.stopFilePath);
 
     const bool ended = runForConnection(vondPath, job, plan.arguments);
     // Deliberate: the entry goes before the wait's result is looked at, so that a poll after the
     // answer reads empty.
-    removeRequest(registry, job.requestId);
+    entry.reset();
     if (!ended) {
         tool::reportFailedConversionWait(plan.inputPath);
         return {};

@@ -1,5 +1,6 @@
 #include "server/clientclaim.h"
 
+#include "tool/childprocess.h"
 #include "tool/errorline.h"
 
 #include <QDeadlineTimer>
@@ -20,7 +21,7 @@ std::unique_ptr<ClientClaim> ClientClaim::make(qintptr accepted)
     const int lowest = static_cast<int>(accepted);
     std::unique_ptr<ClientClaim> client(
         new ClientClaim(lowest)); // the constructor is nobody else's
-    const tool::DescriptorClaim run(tool::descriptorsOfARun, lowest + 1); // to see there is room
+    const tool::DescriptorClaim run(tool::descriptorsOfAStart, lowest + 1); // to see there is room
     return client->m_claim.isGranted() && run.isGranted() ? std::move(client) : nullptr;
 }
 

@@ -5,14 +5,11 @@
 
 #include <QDebug>
 #include <QHostAddress>
-#include <QProcess>
 #include <QTcpSocket>
 
 #include <exception>
 #include <iostream>
 
-// m_process stays unset until it is made: nothing reads it before.
-// NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
 RequestHdlr::RequestHdlr(QTcpSocket *tcpSocket, jobs::Registry *registry, QString vondPath)
     : m_tcpSocket(tcpSocket)
     , m_registry(registry)

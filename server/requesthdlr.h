@@ -7,7 +7,6 @@
 #include <QTcpSocket> // whole, so that the slots register their argument's type
 
 class QHttpServer;
-class QProcess;
 
 // One client connection: hands the socket to an HTTP server of its own with the whole route table
 // and holds what a conversion of this connection needs. Lives in the connection's thread and is
@@ -43,7 +42,7 @@ private:
     QTcpSocket *m_tcpSocket;
     QHttpServer *m_routeServer = nullptr; // until sendServerAnswer() makes it
     jobs::Registry *m_registry; // the server's, shared by all connections
-    QProcess *m_process; // unset until the first conversion starts
+    tool::ChildProcess *m_process = nullptr; // until the first conversion starts
     QString m_vondPath;
     QString m_requestId;
     QString m_lastStdOutMsg; // the tool's last output that was no progress

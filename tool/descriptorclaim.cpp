@@ -68,6 +68,14 @@ DescriptorClaim::~DescriptorClaim()
     claimed.fetch_sub(m_count);
 }
 
+void DescriptorClaim::reduceTo(int count)
+{
+    if (m_count > count) {
+        claimed.fetch_sub(m_count - count);
+        m_count = count;
+    }
+}
+
 bool DescriptorClaim::isGranted() const
 {
     return m_count > 0;

@@ -6,10 +6,6 @@
 
 namespace tool {
 
-// What a run of the tool takes while it starts: both ends of four pipes, and what tells of its end,
-// which is one descriptor, or two pipes where the system is older.
-constexpr int descriptorsOfARun = 12;
-
 // What nobody claims: standard streams, listening, the log, a settings file, tables of MIME types.
 constexpr int descriptorsOfTheService = 32;
 
@@ -39,6 +35,9 @@ public:
     DescriptorClaim &operator=(DescriptorClaim &&) = delete;
 
     [[nodiscard]] bool isGranted() const;
+
+    // Gives back what a granted claim has beyond `count`.
+    void reduceTo(int count);
 
 private:
     int m_count; // 0 when it was not granted

@@ -1,12 +1,12 @@
 #pragma once
 
+#include "tool/childprocess.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QStringList>
 
 #include <optional>
-
-class QProcess;
 
 // Running the tool: always the path itself with a list of arguments, never a shell. Each call
 // blocks the thread of its connection.
@@ -26,7 +26,7 @@ struct Output
 // it does not for a tool that cannot be started. An argument that holds a zero character would
 // reach the tool cut short, and a start that takes the last descriptors could end the service: the
 // operator is told then and nothing is started.
-[[nodiscard]] bool startAndWait(QProcess *process,
+[[nodiscard]] bool startAndWait(ChildProcess *process,
                                 const QString &vondPath,
                                 const QStringList &arguments,
                                 int timeoutMs);
@@ -41,7 +41,7 @@ shortQuery(const QString &vondPath, const QStringList &arguments, int timeoutMs 
 [[nodiscard]] std::optional<Output> runToEnd(const QString &vondPath, const QStringList &arguments);
 
 // Takes what the ended process has written and nobody has read yet, and logs it.
-[[nodiscard]] Output takeOutput(QProcess *process);
+[[nodiscard]] Output takeOutput(ChildProcess *process);
 
 // The operator's line for a conversion whose wait failed, on stderr. It says "timeout" although no
 // conversion has a time limit.

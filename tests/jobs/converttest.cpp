@@ -8,10 +8,10 @@
 #include "tests/support/ownfolders.h"
 #include "tests/support/standin.h"
 
-#include <QProcess>
 #include <QSettings>
 #include <QtTest>
 
+#include <new>
 #include <thread>
 
 namespace {
@@ -42,6 +42,9 @@ public Q_SLOTS:
 
     void handleVondProgress()
     {
+        if (m_findsNoMemory) {
+            throw std::bad_alloc();
+        }
         const QByteArray chunk = m_process->readAllStandardOutput();
         m_chunks.append(chunk);
         jobs::takeOutputChunk(m_registry, m_requestId, chunk, m_lastStdOutMsg);
@@ -50,9 +53,10 @@ public Q_SLOTS:
 
 public:
     jobs::Registry *m_registry;
-    QProcess *m_process = nullptr;
+    tool::ChildProcess *m_process = nullptr;
     QString m_requestId;
     QString m_lastStdOutMsg;
+    bool m_findsNoMemory = false;
     QList<QByteArray> m_chunks;
     QStringList m_polled; // what a poll would have read after each chunk
 };
@@ -72,6 +76,7 @@ private Q_SLOTS:
     void twoProgressLinesInOneChunkAreStoredWhole();
     void anErrorAnswersTheTranslatedMessageAndIsLogged();
     void theEntryIsGoneWhenTheAnswerIsThere();
+    void anExceptionDuringTheRunTakesTheEntryBackAndEndsTheTool();
     void aRunningJobIsPolledAndCancelledFromAnotherThread();
     void theLastMessageOfAnEarlierJobIsNotForgotten();
     void theProcessStaysAChildOfTheHandlerAndTheNextJobReplacesIt();
@@ -234,6 +239,20 @@ void ConvertTest::theEntryIsGoneWhenTheAnswerIsThere()
     QCOMPARE(catcher.messages(), lines);
 }
 
+void ConvertTest::anExceptionDuringTheRunTakesTheEntryBackAndEndsTheTool()
+{
+    const OwnWorkFolder folder;
+    const MessageCatcher catcher;
+    jobs::Registry registry;
+    Connection connection(&registry);
+    connection.m_findsNoMemory = true;
+    standin::behave("hang after a word");
+    QVERIFY_EXCEPTION_THROWN(connection.convert(standin::path()), std::bad_alloc);
+    QVERIFY(registry.isEmpty());
+    QCOMPARE(connection.m_process->state(), QProcess::NotRunning);
+    QVERIFY(!standin::isAlive(standin::processId()));
+}
+
 void ConvertTest::aRunningJobIsPolledAndCancelledFromAnotherThread()
 {
     const OwnWorkFolder folder;
@@ -278,11 +297,11 @@ void ConvertTest::theProcessStaysAChildOfTheHandlerAndTheNextJobReplacesIt()
     Connection connection(&registry);
     standin::behave("print nothing");
     QCOMPARE(connection.convert(standin::path()), QStringLiteral("a_X.c"));
-    QProcess *const first = connection.m_process;
+    tool::ChildProcess *const first = connection.m_process;
     QCOMPARE(connection.convert(standin::path()), QStringLiteral("a_X.c"));
     QVERIFY(connection.m_process != first);
-    const QList<QProcess *> both{first, connection.m_process};
-    QCOMPARE(connection.findChildren<QProcess *>(), both);
+    const QList<tool::ChildProcess *> both{first, connection.m_process};
+    QCOMPARE(connection.findChildren<tool::ChildProcess *>(), both);
 }
 
 void ConvertTest::withoutAToolNothingElseHappens_data()

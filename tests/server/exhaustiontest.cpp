@@ -8,7 +8,6 @@
 #include "tool/run.h"
 
 #include <QAbstractEventDispatcher>
-#include <QProcess>
 #include <QtTest>
 
 #include <fcntl.h>
@@ -56,6 +55,16 @@ rlim_t lowestFree()
 rlim_t roomFor(int count)
 {
     return lowestFree() + static_cast<rlim_t>(tool::descriptorsOfTheService + count);
+}
+
+// The limit under which exactly so many more can be opened, wherever there are gaps.
+rlim_t limitThatLeaves(int count)
+{
+    std::vector<tool::FileDescriptor> open;
+    for (int i = 0; i < count; ++i) {
+        open.emplace_back(::dup(STDERR_FILENO));
+    }
+    return static_cast<rlim_t>(open.back().get()) + 1;
 }
 
 bool isOpen(int descriptor)
@@ -142,33 +151,33 @@ private Q_SLOTS:
         OutputCatcher errors(OutputCatcher::Channel::Error);
         const QString echo = QStringLiteral("/bin/echo");
         {
-            const Limit lowered(roomFor(tool::descriptorsOfARun - 1));
-            QProcess process;
+            const Limit lowered(roomFor(tool::descriptorsOfAStart - 1));
+            tool::ChildProcess process;
             QVERIFY(!tool::startAndWait(&process, echo, {}, tool::withoutLimit));
             QCOMPARE(process.state(), QProcess::NotRunning);
         }
         QCOMPARE(errors.take(),
                  QByteArray("error: too few descriptors are left, the tool is not started\n"));
-        const Limit enough(roomFor(tool::descriptorsOfARun));
+        const Limit enough(roomFor(tool::descriptorsOfAStart));
         QCOMPARE(tool::shortQuery(echo, {QStringLiteral("a")}), QByteArray("a\n"));
     }
 
     void aRunTakesNoMoreThanIsClaimedForIt()
     {
-        const Limit exactly(lowestFree() + static_cast<rlim_t>(tool::descriptorsOfARun));
-        QProcess process;
+        tool::ChildProcess process;
+        const Limit exactly(limitThatLeaves(tool::descriptorsOfAStart));
         process.start(QStringLiteral("/bin/true"), QStringList());
-        QVERIFY(process.waitForFinished());
+        QVERIFY2(process.waitForFinished(tool::withoutLimit), qPrintable(process.errorString()));
     }
 
     void aClientThatCannotBeServedIsClosedAtOnceAndNoThreadIsMade()
     {
         OpenServer server(QStringLiteral("/no/such/tool"));
         OutputCatcher errors(OutputCatcher::Channel::Error);
-        const int enough = server::descriptorsOfAClient + tool::descriptorsOfARun;
+        const int enough = server::descriptorsOfAClient + tool::descriptorsOfAStart;
         {
             const int descriptor = ::dup(STDERR_FILENO);
-            const Limit lowered(roomFor(tool::descriptorsOfARun - 1));
+            const Limit lowered(roomFor(tool::descriptorsOfAStart - 1));
             server.incomingConnection(descriptor);
             QVERIFY(!isOpen(descriptor));
             const int second = ::dup(STDERR_FILENO);
@@ -194,7 +203,7 @@ private Q_SLOTS:
         OpenServer server(QStringLiteral("/no/such/tool"));
         QVERIFY(server.listen(QHostAddress::LocalHost));
         // Room for two at a time; twenty come one after the other.
-        const Limit lowered(roomFor(2 * server::descriptorsOfAClient + tool::descriptorsOfARun));
+        const Limit lowered(roomFor(2 * server::descriptorsOfAClient + tool::descriptorsOfAStart));
         for (int i = 0; i < 20; ++i) {
             {
                 RawClient client(server.serverPort());

@@ -3,11 +3,13 @@
 // runs of one service can differ. VOND_STANDIN_NOTES names a file into which it writes its process
 // id and its arguments, each ended by a zero byte.
 //
-// Chunks of one pipe merge when the reader is slow. Where a behaviour means two chunks, the
-// stand-in waits until the first has been taken out of the pipe.
+// Writes into a plain pipe merge when the reader is slow. Where a behaviour means two chunks and
+// the pipe may be plain, the stand-in waits until the first has been taken out.
+#include <cctype>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <dirent.h>
 #include <fstream>
 #include <functional>
 #include <iostream>
@@ -242,6 +244,103 @@ int dieByASignal(const Arguments &)
     return EXIT_FAILURE;
 }
 
+// Each argument is one write of so many bytes; behind a "~" it is a pause of so many microseconds.
+int writesOfTheseSizes(const Arguments &arguments)
+{
+    char letter = 'a';
+    for (const std::string &argument : arguments) {
+        if (argument.front() == '~') {
+            ::usleep(static_cast<useconds_t>(std::stoul(argument.substr(1))));
+        } else {
+            out(std::string(std::stoul(argument), letter++));
+        }
+    }
+    return EXIT_SUCCESS;
+}
+
+int aMillionBytesOneByOne(const Arguments &)
+{
+    for (int i = 0; i < 1000000; ++i) {
+        out("x");
+    }
+    return EXIT_SUCCESS;
+}
+
+int printWithoutEnd(const Arguments &arguments)
+{
+    const std::string block(65536, 'x');
+    for (;;) {
+        arguments.empty() ? out(block) : err(block);
+    }
+}
+
+int itsDescriptors(const Arguments &)
+{
+    std::string list;
+    DIR *const folder = ::opendir("/proc/self/fd");
+    while (const dirent *const entry = ::readdir(folder)) {
+        const std::string name = entry->d_name;
+        if (std::isdigit(static_cast<unsigned char>(name.front())) != 0
+            && std::stoi(name) != ::dirfd(folder)) {
+            list += name + " ";
+        }
+    }
+    ::closedir(folder);
+    out(list);
+    return EXIT_SUCCESS;
+}
+
+int itsSignals(const Arguments &)
+{
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.rfind("SigBlk:", 0) == 0 || line.rfind("SigIgn:", 0) == 0) {
+            out(line + "\n");
+        }
+    }
+    return EXIT_SUCCESS;
+}
+
+int itsStandardInput(const Arguments &)
+{
+    constexpr int longEnoughMs = 200;
+    pollfd input{STDIN_FILENO, POLLIN, 0};
+    out(::poll(&input, 1, longEnoughMs) == 0 ? "open and silent\n" : "closed, or not silent\n");
+    return EXIT_SUCCESS;
+}
+
+int itsNameAndFolder(const Arguments &arguments)
+{
+    std::string folder(4096, '\0');
+    out(arguments.back() + "\n" + ::getcwd(folder.data(), folder.size()) + "\n");
+    return EXIT_SUCCESS;
+}
+
+int closeItsOutputAndGoOn(const Arguments &)
+{
+    out("the last word\n");
+    ::close(STDOUT_FILENO);
+    ::close(STDERR_FILENO);
+    ::usleep(100000);
+    return EXIT_SUCCESS;
+}
+
+// Ends, and leaves behind a process that holds the pipes open, and may write to them.
+int leaveAProcessBehind(const Arguments &arguments)
+{
+    out("the tool's last word\n");
+    const pid_t left = ::fork();
+    if (left == 0) {
+        ::alarm(longestLifeSeconds);
+        while (!arguments.empty()) {
+            out("more, and still more\n");
+        }
+        hang();
+    }
+    std::ofstream(std::getenv("VOND_STANDIN_NOTES"), std::ios::binary) << left << '\0';
+    return EXIT_SUCCESS;
+}
+
 const std::map<std::string, std::function<int(const Arguments &)>> behaviours{
     {"progress, then a file", progressThenAFile},
     {"progress at the end", progressAtTheEnd},
@@ -259,6 +358,15 @@ const std::map<std::string, std::function<int(const Arguments &)>> behaviours{
     {"much on both channels", muchOnBothChannels},
     {"hang after a word", hangAfterAWord},
     {"die by a signal", dieByASignal},
+    {"writes of these sizes", writesOfTheseSizes},
+    {"a million bytes one by one", aMillionBytesOneByOne},
+    {"print without end", printWithoutEnd},
+    {"its descriptors", itsDescriptors},
+    {"its signals", itsSignals},
+    {"its standard input", itsStandardInput},
+    {"its name and folder", itsNameAndFolder},
+    {"close its output and go on", closeItsOutputAndGoOn},
+    {"leave a process behind", leaveAProcessBehind},
 };
 
 void takeNotes(const Arguments &arguments)
@@ -279,10 +387,13 @@ void takeNotes(const Arguments &arguments)
 int main(int argc, char *argv[])
 {
     ::alarm(longestLifeSeconds);
-    const Arguments arguments(argv + 1, argv + argc);
+    Arguments arguments(argv + 1, argv + argc);
     takeNotes(arguments);
     const char *const named = std::getenv("VOND_STANDIN");
     const auto found = behaviours.find(named ? named : after(arguments, "-c"));
+    if (named && named == std::string("its name and folder")) {
+        arguments.emplace_back(argv[0]);
+    }
     if (found == behaviours.end()) {
         err("stand-in: no such behaviour\n");
         return EXIT_FAILURE;

@@ -1,0 +1,458 @@
+#include "tool/childprocess.h"
+#include "tool/errorline.h"
+
+#include <QFile>
+#include <QScopeGuard>
+#include <QStandardPaths>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <cstring>
+#include <fcntl.h>
+#include <limits>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/ioctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+namespace tool {
+
+namespace {
+
+constexpr std::size_t readBytes = 65536; // no packet is larger
+
+// A write that does not fit into the pipe goes on when there is room, and its writer needs a moment
+// to notice. Such writes are put together again up to this size.
+constexpr int restOfWriteMs = 10;
+constexpr qint64 largestWrite = 1024 * 1024;
+
+constexpr int writesInATurn = 64; // then the end and the clock are looked at again
+constexpr int lookAgainMs = 5; // for the end, where the system cannot tell of it
+constexpr int killedWaitMs = 30000; // for a process that the system cannot end right now
+
+struct Pipe
+{
+    FileDescriptor readEnd;
+    FileDescriptor writeEnd;
+};
+
+// Whether the pipe could be made; otherwise errno says why not.
+bool makePipe(Pipe *made, int flags = 0)
+{
+    std::array<int, 2> ends = {};
+    if (::pipe2(ends.data(), O_CLOEXEC | flags) != 0) {
+        return false;
+    }
+    *made = Pipe{FileDescriptor(ends[0]), FileDescriptor(ends[1])};
+    return true;
+}
+
+// A pipe that keeps the bounds of what is written into it (pipe(7), O_DIRECT): each write up to a
+// page is read by itself. A system that has no such pipes gives a plain one.
+bool makePacketPipe(Pipe *made)
+{
+    return makePipe(made, O_DIRECT) || (errno == EINVAL && makePipe(made));
+}
+
+bool makeNonBlocking(const FileDescriptor &descriptor)
+{
+    return ::fcntl(descriptor.get(), F_SETFL, O_NONBLOCK) == 0;
+}
+
+// Becomes readable when the process has ended. None on a system, or in a sandbox, that has no such
+// descriptors, or when there is no room for one.
+FileDescriptor openProcess(pid_t pid)
+{
+    // By its number: glibc 2.36 declares the function in a way that C++ cannot link.
+    return FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
+}
+
+// How the system is to make the process. The functions answer 0 or the number of an error.
+class SpawnSettings
+{
+public:
+    SpawnSettings()
+        : m_error(::posix_spawnattr_init(&m_attributes))
+    {
+        m_error = m_error != 0 ? m_error : ::posix_spawn_file_actions_init(&m_actions);
+    }
+
+    ~SpawnSettings()
+    {
+        (void)::posix_spawn_file_actions_destroy(&m_actions);
+        (void)::posix_spawnattr_destroy(&m_attributes);
+    }
+
+    SpawnSettings(const SpawnSettings &) = delete;
+    SpawnSettings &operator=(const SpawnSettings &) = delete;
+    SpawnSettings(SpawnSettings &&) = delete;
+    SpawnSettings &operator=(SpawnSettings &&) = delete;
+
+    void useDefaultSignals()
+    {
+        sigset_t all;
+        sigset_t none;
+        // Not sigfillset(): it leaves out the two signals that glibc keeps for itself, and glibc
+        // makes the program ignore those then.
+        std::memset(&all, 0xff, sizeof all);
+        (void)::sigemptyset(&none);
+        note(::posix_spawnattr_setsigdefault(&m_attributes, &all));
+        note(::posix_spawnattr_setsigmask(&m_attributes, &none));
+        note(::posix_spawnattr_setflags(&m_attributes,
+                                        POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK));
+    }
+
+    void
+    useDescriptors(const FileDescriptor &in, const FileDescriptor &out, const FileDescriptor &err)
+    {
+        note(::posix_spawn_file_actions_adddup2(&m_actions, in.get(), STDIN_FILENO));
+        note(::posix_spawn_file_actions_adddup2(&m_actions, out.get(), STDOUT_FILENO));
+        note(::posix_spawn_file_actions_adddup2(&m_actions, err.get(), STDERR_FILENO));
+        note(::posix_spawn_file_actions_addclosefrom_np(&m_actions, STDERR_FILENO + 1));
+    }
+
+    int spawn(pid_t *pid, char *const *words) const
+    {
+        return m_error != 0
+            ? m_error
+            : ::posix_spawn(pid, words[0], &m_actions, &m_attributes, words, ::environ);
+    }
+
+private:
+    void note(int error)
+    {
+        m_error = m_error != 0 ? m_error : error;
+    }
+
+    posix_spawnattr_t m_attributes = {};
+    posix_spawn_file_actions_t m_actions = {};
+    int m_error;
+};
+
+// Searched for as QProcess does: a name that PATH does not have is taken as it stands.
+QString pathOf(const QString &program)
+{
+    if (program.contains(QLatin1Char('/'))) {
+        return program;
+    }
+    const QString found = QStandardPaths::findExecutable(program);
+    return found.isEmpty() ? program : found;
+}
+
+std::vector<QByteArray> encodedWords(const QString &program, const QStringList &arguments)
+{
+    std::vector<QByteArray> words;
+    words.reserve(static_cast<std::size_t>(arguments.size()) + 1);
+    words.push_back(QFile::encodeName(pathOf(program)));
+    for (const QString &argument : arguments) {
+        words.push_back(QFile::encodeName(argument));
+    }
+    return words;
+}
+
+// 0, or the number of the error. The system does not change the words.
+int spawnProcess(pid_t *pid, const SpawnSettings &settings, std::vector<QByteArray> &words)
+{
+    std::vector<char *> pointers;
+    pointers.reserve(words.size() + 1);
+    for (QByteArray &word : words) {
+        pointers.push_back(word.data());
+    }
+    pointers.push_back(nullptr);
+    return settings.spawn(pid, pointers.data());
+}
+
+ssize_t readOnce(const FileDescriptor &descriptor, char *data, std::size_t size)
+{
+    ssize_t count = 0;
+    do {
+        count = ::read(descriptor.get(), data, size);
+    } while (count < 0 && errno == EINTR);
+    return count;
+}
+
+bool becomesReadable(const FileDescriptor &descriptor, int msecs)
+{
+    pollfd entry = {descriptor.get(), POLLIN, 0};
+    return ::poll(&entry, 1, msecs) > 0;
+}
+
+qint64 bytesWaiting(const FileDescriptor &pipe)
+{
+    int waiting = 0;
+    return pipe.isOpen() && ::ioctl(pipe.get(), FIONREAD, &waiting) == 0 ? waiting : 0;
+}
+
+// The size of a packet that may be a part of a longer write.
+ssize_t fullPacket()
+{
+    static const ssize_t pageBytes = ::sysconf(_SC_PAGESIZE);
+    return pageBytes;
+}
+
+// Whether a writer may have found the pipe full before so many packets in a row were read.
+bool mayHaveBeenFull(const FileDescriptor &pipe, int packets)
+{
+    return packets >= ::fcntl(pipe.get(), F_GETPIPE_SZ) / fullPacket();
+}
+
+int pollTimeout(const QDeadlineTimer &deadline, bool hearsOfTheEnd)
+{
+    constexpr qint64 longest = std::numeric_limits<int>::max();
+    const qint64 remaining = deadline.isForever() ? longest : deadline.remainingTime();
+    return static_cast<int>(std::min(remaining, hearsOfTheEnd ? longest : qint64(lookAgainMs)));
+}
+
+} // namespace
+
+struct ChildProcess::Ready
+{
+    bool process = false;
+    bool stdOut = false;
+    bool stdErr = false;
+};
+
+ChildProcess::ChildProcess(QObject *parent)
+    : QObject(parent)
+{
+}
+
+ChildProcess::~ChildProcess()
+{
+    killAndReap();
+}
+
+void ChildProcess::start(const QString &program, const QStringList &arguments)
+{
+    Q_ASSERT_X(m_pid < 0, "ChildProcess::start", "wait for the end of the program before");
+    m_output.clear();
+    m_errors.clear();
+    m_errorString.clear();
+    m_packetsInARow = 0;
+    m_isFlooding = false;
+    std::vector<QByteArray> words = encodedWords(program, arguments);
+    const int error = spawn(words);
+    if (error != 0) {
+        closeAll();
+        m_errorString = qt_error_string(error);
+    }
+}
+
+// 0, or the number of the error.
+int ChildProcess::spawn(std::vector<QByteArray> &words)
+{
+    Pipe in;
+    Pipe out;
+    Pipe err;
+    if (!makePipe(&in) || !makePacketPipe(&out) || !makePipe(&err) || !makeNonBlocking(out.readEnd)
+        || !makeNonBlocking(err.readEnd)) {
+        return errno;
+    }
+    SpawnSettings settings;
+    settings.useDefaultSignals();
+    settings.useDescriptors(in.readEnd, out.writeEnd, err.writeEnd);
+    if (const int error = spawnProcess(&m_pid, settings, words)) {
+        m_pid = -1; // the system may have written to it
+        return error;
+    }
+    in.readEnd.close(); // so that there is room for the next descriptor
+    m_process = openProcess(m_pid);
+    m_stdIn = std::move(in.writeEnd);
+    m_stdOut = std::move(out.readEnd);
+    m_stdErr = std::move(err.readEnd);
+    return 0;
+}
+
+bool ChildProcess::waitForFinished(int msecs)
+{
+    if (m_pid < 0) {
+        return false;
+    }
+    const QDeadlineTimer deadline(msecs);
+    auto unfinished = qScopeGuard([this] { killAndReap(); });
+    for (;;) {
+        Ready ready;
+        if (!poll(deadline, &ready)) {
+            m_errorString = qt_error_string(errno);
+            return false;
+        }
+        if (reap(ready.process)) {
+            readRest();
+            closeAll();
+            unfinished.dismiss();
+            return true;
+        }
+        if (ready.stdOut) {
+            readWrites();
+        }
+        if (ready.stdErr) {
+            readErrors();
+        }
+        if (deadline.hasExpired()) {
+            m_errorString = QStringLiteral("Process operation timed out");
+            unfinished.dismiss();
+            return false;
+        }
+    }
+}
+
+QByteArray ChildProcess::readAllStandardOutput()
+{
+    return std::exchange(m_output, QByteArray());
+}
+
+QByteArray ChildProcess::readAllStandardError()
+{
+    return std::exchange(m_errors, QByteArray());
+}
+
+QProcess::ProcessState ChildProcess::state() const
+{
+    return m_pid < 0 ? QProcess::NotRunning : QProcess::Running;
+}
+
+QString ChildProcess::errorString() const
+{
+    return m_errorString;
+}
+
+// False when waiting failed; errno says why.
+bool ChildProcess::poll(const QDeadlineTimer &deadline, Ready *ready)
+{
+    std::array<pollfd, 3> entries = {{{m_process.get(), POLLIN, 0}, // without one it is skipped
+                                      {m_stdOut.get(), POLLIN, 0},
+                                      {m_stdErr.get(), POLLIN, 0}}};
+    const int timeout = pollTimeout(deadline, m_process.isOpen());
+    if (::poll(entries.data(), entries.size(), timeout) < 0) {
+        return errno == EINTR;
+    }
+    *ready = {entries[0].revents != 0, entries[1].revents != 0, entries[2].revents != 0};
+    return true;
+}
+
+// Whether the program has ended and nothing of it is left in the system.
+bool ChildProcess::reap(bool isSaidToHaveEnded)
+{
+    if (m_process.isOpen() && !isSaidToHaveEnded) {
+        return false;
+    }
+    pid_t reaped = 0;
+    do {
+        reaped = ::waitpid(m_pid, nullptr, WNOHANG);
+    } while (reaped < 0 && errno == EINTR);
+    if (reaped == 0) {
+        return false;
+    }
+    m_pid = -1;
+    return true;
+}
+
+void ChildProcess::readWrites()
+{
+    for (int i = 0; i < writesInATurn && readWrite() > 0; ++i) { }
+}
+
+// Reads what the program wrote at once and announces it. How many bytes that were.
+qint64 ChildProcess::readWrite()
+{
+    std::array<char, readBytes> buffer; // NOLINT(cppcoreguidelines-pro-type-member-init): read into
+    qint64 size = 0;
+    bool goesOn = m_stdOut.isOpen();
+    while (goesOn) {
+        const ssize_t count = readOnce(m_stdOut, buffer.data(), buffer.size());
+        if (count > 0) {
+            ++m_packetsInARow;
+            keep(&m_output, buffer.data(), count);
+            size += count;
+            goesOn = count == fullPacket() && size < largestWrite;
+        } else if (count < 0 && errno == EAGAIN) {
+            const bool wasCut = size > 0 && mayHaveBeenFull(m_stdOut, m_packetsInARow);
+            m_packetsInARow = 0;
+            goesOn = wasCut && becomesReadable(m_stdOut, restOfWriteMs);
+        } else {
+            m_stdOut.close(); // nobody writes any more
+            goesOn = false;
+        }
+    }
+    if (size > 0 && !m_isFlooding) {
+        Q_EMIT readyReadStandardOutput();
+    }
+    return size;
+}
+
+qint64 ChildProcess::readErrors()
+{
+    std::array<char, readBytes> buffer; // NOLINT(cppcoreguidelines-pro-type-member-init): read into
+    const ssize_t count = m_stdErr.isOpen() ? readOnce(m_stdErr, buffer.data(), buffer.size()) : 0;
+    if (count > 0) {
+        keep(&m_errors, buffer.data(), count);
+    } else if (count == 0 || errno != EAGAIN) {
+        m_stdErr.close();
+    }
+    return count;
+}
+
+// What the program left in the pipes. No more than that: a process that it has started may hold
+// them open and go on writing.
+void ChildProcess::readRest()
+{
+    qint64 errors = bytesWaiting(m_stdErr);
+    for (qint64 size = errors; errors > 0 && size > 0; errors -= size) {
+        size = readErrors();
+    }
+    qint64 output = bytesWaiting(m_stdOut);
+    for (qint64 size = output; output > 0 && size > 0; output -= size) {
+        size = readWrite();
+    }
+}
+
+void ChildProcess::keep(QByteArray *channel, const char *data, qint64 size)
+{
+    if (m_isFlooding) {
+        return;
+    }
+    channel->append(data, static_cast<int>(size));
+    if (channel->size() > largestOutput) {
+        m_isFlooding = true;
+        kill();
+        writeErrorLine("error: the tool printed more than " + QByteArray::number(largestOutput)
+                       + " bytes, it is killed");
+    }
+}
+
+void ChildProcess::kill() const
+{
+    if (m_pid > 0) { // not reaped, so the number is still its own
+        (void)::kill(m_pid, SIGKILL);
+    }
+}
+
+void ChildProcess::killAndReap()
+{
+    kill();
+    m_stdOut.close(); // what it still has to say is of no use
+    m_stdErr.close();
+    const QDeadlineTimer deadline(killedWaitMs);
+    Ready ready;
+    while (m_pid > 0 && !deadline.hasExpired() && poll(deadline, &ready)) {
+        (void)reap(ready.process);
+    }
+    m_pid = -1;
+    closeAll();
+}
+
+void ChildProcess::closeAll()
+{
+    m_process.close();
+    m_stdIn.close();
+    m_stdOut.close();
+    m_stdErr.close();
+}
+
+} // namespace tool
