@@ -48,9 +48,4 @@ Command commandFor(const Words &words)
     }
 }
 
-bool serves(Command command)
-{
-    return command == Command::ServeAsTold || command == Command::ServeAsStored;
-}
-
 } // namespace app

@@ -23,7 +23,4 @@ enum class Command
 // The number of words decides first, then the first word, which must match whole.
 [[nodiscard]] Command commandFor(const Words &words);
 
-// Whether the command starts the service, as opposed to a look at the settings.
-[[nodiscard]] bool serves(Command command);
-
 } // namespace app

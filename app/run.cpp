@@ -2,6 +2,7 @@
 
 #include "app/commandline.h"
 #include "app/identity.h"
+#include "app/inheritedstate.h"
 #include "app/serving.h"
 #include "app/settingscommands.h"
 #include "logging/filelogging.h"
@@ -58,6 +59,7 @@ int execute(const Words &words, const QSettings &store)
 
 int run(int &argc, char **argv)
 {
+    settleInheritedState();
     setIdentity();
     preferQtsOwnEventDispatcher();
     const QCoreApplication application(argc, argv);

@@ -3,7 +3,6 @@
 #include "app/descriptorlimit.h"
 #include "app/freedmemory.h"
 #include "app/listening.h"
-#include "app/oldmemory.h"
 #include "server/vondserver.h"
 #include "settings/keys.h"
 
@@ -39,10 +38,8 @@ int listenAndRun(const QHostAddress &address, int typedPort)
 {
     raiseDescriptorLimit();
     giveFreedMemoryBack();
-    keepHeapsFew();
 
     VondServer server(toolPath);
-    new OldMemory(&server);
     if (server.isListening()) {
         server.close();
     }

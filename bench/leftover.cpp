@@ -2,7 +2,6 @@
 // that connect, ask once and go. Prints what heap and resident memory have grown by.
 #include "app/backlog.h"
 #include "app/freedmemory.h"
-#include "app/oldmemory.h"
 #include "bench/clients/httpclient.h"
 #include "bench/clients/words.h"
 #include "server/vondserver.h"
@@ -81,9 +80,7 @@ int main(int argc, char **argv)
     const bench::Words words(argc, argv, 3, "bench_leftover COUNT PATH TOOL");
     qInstallMessageHandler(dropMessage);
     app::giveFreedMemoryBack();
-    app::keepHeapsFew();
     VondServer server(QString::fromStdString(words.text(2)));
-    new app::OldMemory(&server);
     if (!server.listen(QHostAddress::LocalHost)) {
         bench::fail("cannot listen");
     }

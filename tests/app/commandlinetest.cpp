@@ -18,7 +18,6 @@ class CommandLineTest : public QObject
 private Q_SLOTS:
     void theWordCountDecidesBeforeTheWord_data();
     void theWordCountDecidesBeforeTheWord();
-    void onlyTwoCommandsServe();
     void wordsComeAfterTheProgramName();
     void aCallWithoutEvenAProgramNameHasNoWords();
 };
@@ -62,19 +61,6 @@ void CommandLineTest::theWordCountDecidesBeforeTheWord()
     QFETCH(const Command, command);
 
     QCOMPARE(app::commandFor(words), command);
-}
-
-void CommandLineTest::onlyTwoCommandsServe()
-{
-    QVERIFY(app::serves(Command::ServeAsTold));
-    QVERIFY(app::serves(Command::ServeAsStored));
-    for (const Command other : {Command::GetTempFolder,
-                                Command::SetTempFolder,
-                                Command::SetLogging,
-                                Command::SetLogFolder,
-                                Command::Unknown}) {
-        QVERIFY(!app::serves(other));
-    }
 }
 
 void CommandLineTest::wordsComeAfterTheProgramName()

@@ -37,6 +37,7 @@ case "$*" in
     *"ignore everything"*) trap '' TERM INT HUP PIPE; while :; do sleep 0.1; done ;;
     *"sleep a second"*) echo slept; sleep 1 ;;
     *"print a gigabyte"*) head -c 1073741824 /dev/zero | tr '\0' x ;;
+    *"print without end"*) exec yes xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx ;;
     *"a file"*) for last; do :; done; echo converted >"$last" && echo "Output file: $last" ;;
     *) echo "$*" ;;
 esac
@@ -322,6 +323,30 @@ def without_memory_for_a_thread_clients_are_closed_at_once():
         fault.works_again()
 
 
+# Signals.
+
+def a_reader_of_the_error_stream_that_has_gone_ends_nothing():
+    reader, writer = os.pipe()
+    with os.fdopen(writer, "wb") as errors, Fault(errors_to=errors) as fault:
+        errors.close()
+        os.close(reader)
+        fault.tool.rename(fault.folder / "elsewhere")
+        for _ in range(3):
+            expect(get(fault, "/version").startswith(b"error: no vond-exe not found:"),
+                   "not the answer for a missing tool")
+        (fault.folder / "elsewhere").rename(fault.tool)
+        fault.works_again()
+
+
+def a_limit_on_the_size_of_files_ends_nothing():
+    with Fault() as fault:
+        old = fault.service.limit(resource.RLIMIT_FSIZE, 1000)
+        same(upload(fault, "large.txt", b"x" * 100000), b'{"ok": true}')
+        expect(fault.service.serves(), "others are not served")
+        fault.service.limit(resource.RLIMIT_FSIZE, old[0])
+        fault.works_again()
+
+
 # The work folder.
 
 def mounted(fault: Fault, options: str) -> None:
@@ -493,16 +518,20 @@ def a_tool_that_closes_its_outputs_is_waited_for():
         fault.works_again()
 
 
-def a_tool_that_prints_a_gigabyte():
-    """Heavy: the bytes, their text and the answer need some gigabytes for a moment."""
+def a_conversion_that_prints_a_gigabyte():
+    """Heavy. Its output is read piece by piece, and none of it is kept."""
     with Fault() as fault:
-        # While a conversion runs, its output is read and let go piece by piece.
         same(convert(fault, "x.txt", "print a gigabyte"), b"x_print a gigabyte.txt")
         fault.works_again()
-        # Here it is the answer, and the text of it is longer than a text can be.
-        same(rawhttp.post(fault.address(), "/vond", b'["print a gigabyte"]', patience=300), None)
-        expect("Request body allocation failed: std::bad_alloc\n" in fault.service.errors(),
-               "the operator was not told")
+
+
+def a_tool_that_prints_without_end_is_killed():
+    with Fault() as fault:
+        request = {"fileName": "x.txt", "imgData": "", "configuration": "print without end"}
+        answer = rawhttp.post(fault.address(), "/convertWithLocalData", json.dumps(request).encode())
+        same(body(answer), str(fault.work / "x_print without end.txt").encode())
+        line = f"error: the tool printed more than {64 * MEBIBYTE} bytes, it is killed\n"
+        expect(line in fault.service.errors(), "the operator was not told")
         fault.works_again()
 
 
@@ -521,7 +550,7 @@ def an_argument_of_700_mebibytes():
         fault.works_again()
 
 
-HEAVY = [a_tool_that_prints_a_gigabyte, an_argument_of_700_mebibytes]
+HEAVY = [a_conversion_that_prints_a_gigabyte, an_argument_of_700_mebibytes]
 CASES = [value for name, value in list(globals().items())
          if getattr(value, "__code__", None) and value.__code__.co_argcount == 0
          and value.__module__ == __name__ and value not in HEAVY]

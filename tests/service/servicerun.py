@@ -19,12 +19,13 @@ class Service:
     line after the port; `limits` are (resource, soft and hard) pairs; `user` is a numeric id."""
 
     def __init__(self, program: str, tool: str, environment: dict = None, limits: list = (),
-                 user: int = None, work_folder: str = None):
+                 user: int = None, work_folder: str = None, errors_to=None):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="vond-hostile-"))
         self.program = program
         self.tool = tool
         self.limits = limits
         self.user = user
+        self.errors_to = errors_to  # a file object in place of one that errors() reads
         for name in ("config/meridane", "systemconfig", "tmp"):
             (self.folder / name).mkdir(parents=True)
         self.work = pathlib.Path(work_folder) if work_folder else self.folder / "tmp"
@@ -71,7 +72,8 @@ class Service:
                 open(self.folder / "error", "ab") as error:
             self.process = subprocess.Popen(
                 [self.program, "127.0.0.1", "0", self.tool], stdin=subprocess.DEVNULL,
-                stdout=output, stderr=error, env=self.environment, preexec_fn=prepare, **own)
+                stdout=output,
+                stderr=self.errors_to or error, env=self.environment, preexec_fn=prepare, **own)
         deadline = time.monotonic() + READY
         self.port = 0
         while not self.port:

@@ -1,0 +1,31 @@
+#include "app/inheritedstate.h"
+
+#include <QtGlobal>
+
+#ifdef Q_OS_UNIX
+#include <csignal>
+#include <fcntl.h>
+#include <unistd.h>
+#endif
+
+namespace app {
+
+void settleInheritedState()
+{
+#ifdef Q_OS_UNIX
+    (void)std::signal(SIGPIPE, SIG_IGN);
+    (void)std::signal(SIGXFSZ, SIG_IGN);
+    // When it is ignored, the system reaps children itself and may give their numbers to others.
+    (void)std::signal(SIGCHLD, SIG_DFL);
+
+    int descriptor = 0;
+    do {
+        descriptor = ::open("/dev/null", O_RDWR); // the lowest number that is free
+    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    if (descriptor >= 0) {
+        (void)::close(descriptor);
+    }
+#endif
+}
+
+} // namespace app
