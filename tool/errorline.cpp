@@ -7,6 +7,7 @@ namespace tool {
 void writeErrorLine(const QByteArray &line)
 {
     const QByteArray whole = line + '\n';
+    std::cerr.clear(); // a line that could not be written must not silence those that follow
     std::cerr.write(whole.constData(), whole.size()).flush();
 }
 

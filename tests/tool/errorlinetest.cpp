@@ -5,12 +5,16 @@
 
 #include <QtTest>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 class ErrorLineTest : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void aLineGoesToStandardErrorWithItsLineEnd();
+    void aLineThatCannotBeWrittenDoesNotSilenceTheNext();
     void aZeroByteDoesNotEndTheLine();
     void aZeroByteDoesNotEndAText();
     void bytesThatAreNoUtf8BecomeReplacementCharacters();
@@ -23,6 +27,21 @@ void ErrorLineTest::aLineGoesToStandardErrorWithItsLineEnd()
     tool::writeErrorLine("error: \xc3\xa4");
     QCOMPARE(errors.take(), QByteArray("error: \xc3\xa4\n"));
     QCOMPARE(output.take(), QByteArray());
+}
+
+void ErrorLineTest::aLineThatCannotBeWrittenDoesNotSilenceTheNext()
+{
+    OutputCatcher errors(OutputCatcher::Channel::Error);
+    const int kept = ::dup(STDERR_FILENO);
+    const int full = ::open("/dev/full", O_WRONLY);
+    QVERIFY(full >= 0);
+    ::dup2(full, STDERR_FILENO);
+    tool::writeErrorLine("lost");
+    ::dup2(kept, STDERR_FILENO);
+    ::close(full);
+    ::close(kept);
+    tool::writeErrorLine("heard");
+    QCOMPARE(errors.take(), QByteArray("heard\n"));
 }
 
 void ErrorLineTest::aZeroByteDoesNotEndTheLine()
