@@ -53,7 +53,9 @@ bool runForConnection(const QString &vondPath,
                      job.handler,
                      SLOT(handleVondProgress()),
                      Qt::AutoConnection);
-    return tool::startAndWait(job.process, vondPath, arguments, tool::withoutLimit);
+    const bool ended = tool::startAndWait(job.process, vondPath, arguments, tool::withoutLimit);
+    job.process->disconnect(job.handler); // the object stays; what it no longer needs does not
+    return ended;
 }
 
 } // namespace
