@@ -30,7 +30,7 @@ constexpr std::size_t readBytes = 65536; // no packet is larger
 // A write that does not fit into the pipe goes on when there is room, and its writer needs a moment
 // to notice. Such writes are put together again up to this size.
 constexpr int restOfWriteMs = 10;
-constexpr qint64 largestWrite = 1024 * 1024;
+constexpr qint64 largestWrite = 1048576;
 
 constexpr int writesInATurn = 64; // then the end and the clock are looked at again
 constexpr int lookAgainMs = 5; // for the end, where the system cannot tell of it

@@ -174,6 +174,20 @@ void inAThread(Function function)
     std::thread(function).join();
 }
 
+// Runs the function at once in so many threads, each with a number.
+template <typename Function>
+void inThreads(std::size_t count, Function function)
+{
+    std::vector<std::thread> threads;
+    threads.reserve(count);
+    for (std::size_t number = 0; number < count; ++number) {
+        threads.emplace_back(function, number);
+    }
+    for (std::thread &thread : threads) {
+        thread.join();
+    }
+}
+
 class DescriptorLimit
 {
 public:
@@ -235,7 +249,7 @@ class ChildProcessTest : public QObject
 private Q_SLOTS:
     void initTestCase();
     void init();
-    void cleanup();
+    void cleanup() const;
 
     void aRunLooksAsWithQProcess_data();
     void aRunLooksAsWithQProcess();
@@ -266,9 +280,9 @@ private Q_SLOTS:
     void endlessOutputKillsTheProgram_data();
     void endlessOutputKillsTheProgram();
     void whatIsTakenDoesNotCountAsKept();
-    void anExceptionFromASlotLeavesNothingBehind();
+    void anExceptionFromASlotLeavesNothingBehind() const;
     void aRefusedProcessIsAFailedStart();
-    void tooFewDescriptorsAreAFailedStart();
+    void tooFewDescriptorsAreAFailedStart() const;
 
 private:
     int m_descriptors = 0;
@@ -284,7 +298,7 @@ void ChildProcessTest::init()
     m_descriptors = openDescriptors();
 }
 
-void ChildProcessTest::cleanup()
+void ChildProcessTest::cleanup() const
 {
     QCOMPARE(openDescriptors(), m_descriptors);
     QVERIFY(!hasChildren());
@@ -460,26 +474,20 @@ void ChildProcessTest::aWriteOfAWholePageMayComeWithTheNext()
 
 void ChildProcessTest::writesBySixteenAtOnceAreNeverMistaken()
 {
-    constexpr int clients = 16;
+    constexpr std::size_t clients = 16;
     standin::behave("writes of these sizes");
     for (const char *const pause : {"~0", "~50", "~200", "~1000", "~5000"}) {
-        std::vector<std::thread> threads;
         std::array<bool, clients> isRight = {};
-        for (bool &right : isRight) {
-            threads.emplace_back([&right, pause] {
-                right = true;
-                for (int i = 0; i < 5; ++i) {
-                    ChildProcess process;
-                    process.start(
-                        standin::path(),
-                        {QStringLiteral("14"), QLatin1String(pause), QStringLiteral("20")});
-                    right = right && sizes(chunksOf(process)) == std::vector<qint64>{14, 20};
-                }
-            });
-        }
-        for (std::thread &thread : threads) {
-            thread.join();
-        }
+        inThreads(clients, [&isRight, pause](std::size_t client) {
+            bool &right = isRight.at(client);
+            right = true;
+            for (int i = 0; i < 5; ++i) {
+                ChildProcess process;
+                process.start(standin::path(),
+                              {QStringLiteral("14"), QLatin1String(pause), QStringLiteral("20")});
+                right = right && sizes(chunksOf(process)) == std::vector<qint64>{14, 20};
+            }
+        });
         QVERIFY2(std::all_of(isRight.cbegin(), isRight.cend(), [](bool right) { return right; }),
                  pause);
     }
@@ -508,17 +516,13 @@ void ChildProcessTest::withoutPacketPipesAPlainOneServes()
 
 void ChildProcessTest::theProgramHasItsStandardStreamsAndNoOtherDescriptor()
 {
-    constexpr int clients = 50;
+    constexpr std::size_t clients = 50;
     standin::behave("its descriptors");
     const tool::FileDescriptor inheritable(::dup(STDERR_FILENO)); // as a careless library opens it
-    std::vector<std::thread> threads;
     std::array<QByteArray, clients> lists;
-    for (QByteArray &list : lists) {
-        threads.emplace_back([&list] { list = runWith<ChildProcess>(standin::path(), {}).output; });
-    }
-    for (std::thread &thread : threads) {
-        thread.join();
-    }
+    inThreads(clients, [&lists](std::size_t client) {
+        lists.at(client) = runWith<ChildProcess>(standin::path(), {}).output;
+    });
     for (const QByteArray &list : lists) {
         QCOMPARE(list, QByteArray("0 1 2 "));
     }
@@ -657,7 +661,7 @@ void ChildProcessTest::whatIsTakenDoesNotCountAsKept()
     QCOMPARE(taken, qint64(ChildProcess::largestOutput) / 2 * 3);
 }
 
-void ChildProcessTest::anExceptionFromASlotLeavesNothingBehind()
+void ChildProcessTest::anExceptionFromASlotLeavesNothingBehind() const
 {
     standin::behave("hang after a word");
     ChildProcess process;
@@ -684,7 +688,7 @@ void ChildProcessTest::aRefusedProcessIsAFailedStart()
     });
 }
 
-void ChildProcessTest::tooFewDescriptorsAreAFailedStart()
+void ChildProcessTest::tooFewDescriptorsAreAFailedStart() const
 {
     standin::behave("print nothing");
     for (int room = 0; room < tool::descriptorsOfAStart; ++room) {
