@@ -4,16 +4,14 @@
 #include <QtGlobal>
 
 #ifdef Q_OS_LINUX
-#include "tool/filedescriptor.h"
-
 #include <QByteArray>
-#include <QDeadlineTimer>
 #include <QObject>
 #include <QString>
 #include <QStringList>
 
-#include <sys/types.h>
-#include <vector>
+#include <memory>
+
+class QDeadlineTimer;
 #endif
 
 namespace tool {
@@ -84,28 +82,20 @@ Q_SIGNALS:
     void readyReadStandardOutput();
 
 private:
+    struct Run;
     struct Ready;
 
-    int spawn(std::vector<QByteArray> &words);
     bool poll(const QDeadlineTimer &deadline, Ready *ready);
-    bool reap(bool isSaidToHaveEnded);
+    bool hasEnded(bool isSaidToHaveEnded);
     void readWrites();
     qint64 readWrite();
+    void announce();
     qint64 readErrors();
     void readRest();
     void keep(QByteArray *channel, const char *data, qint64 size);
-    void kill() const;
     void killAndReap();
-    void closeAll();
 
-    pid_t m_pid = -1; // of a program that runs, or has ended and is not reaped yet
-    FileDescriptor
-        m_process; // becomes readable at its end; none on a system that has no such thing
-    FileDescriptor m_stdIn;
-    FileDescriptor m_stdOut;
-    FileDescriptor m_stdErr;
-    int m_packetsInARow = 0; // read since the pipe was found empty
-    bool m_isFlooding = false;
+    std::unique_ptr<Run> m_run; // while a program runs
     QByteArray m_output;
     QByteArray m_errors;
     QString m_errorString;

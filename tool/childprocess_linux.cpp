@@ -1,6 +1,8 @@
 #include "tool/childprocess.h"
 #include "tool/errorline.h"
+#include "tool/filedescriptor.h"
 
+#include <QDeadlineTimer>
 #include <QFile>
 #include <QScopeGuard>
 #include <QStandardPaths>
@@ -30,7 +32,7 @@ constexpr std::size_t readBytes = 65536; // no packet is larger
 // A write that does not fit into the pipe goes on when there is room, and its writer needs a moment
 // to notice. Such writes are put together again up to this size.
 constexpr int restOfWriteMs = 10;
-constexpr qint64 largestWrite = 1048576;
+constexpr int largestWrite = 1048576;
 
 constexpr int writesInATurn = 64; // then the end and the clock are looked at again
 constexpr int lookAgainMs = 5; // for the end, where the system cannot tell of it
@@ -177,12 +179,6 @@ ssize_t readOnce(const FileDescriptor &descriptor, char *data, std::size_t size)
     return count;
 }
 
-bool becomesReadable(const FileDescriptor &descriptor, int msecs)
-{
-    pollfd entry = {descriptor.get(), POLLIN, 0};
-    return ::poll(&entry, 1, msecs) > 0;
-}
-
 qint64 bytesWaiting(const FileDescriptor &pipe)
 {
     int waiting = 0;
@@ -202,14 +198,32 @@ bool mayHaveBeenFull(const FileDescriptor &pipe, int packets)
     return packets >= ::fcntl(pipe.get(), F_GETPIPE_SZ) / fullPacket();
 }
 
-int pollTimeout(const QDeadlineTimer &deadline, bool hearsOfTheEnd)
+int remainingMs(const QDeadlineTimer &deadline)
 {
     constexpr qint64 longest = std::numeric_limits<int>::max();
-    const qint64 remaining = deadline.isForever() ? longest : deadline.remainingTime();
-    return static_cast<int>(std::min(remaining, hearsOfTheEnd ? longest : qint64(lookAgainMs)));
+    return static_cast<int>(deadline.isForever() ? longest
+                                                 : std::min(deadline.remainingTime(), longest));
 }
 
 } // namespace
+
+struct ChildProcess::Run
+{
+    // 0, or the number of the error.
+    int start(std::vector<QByteArray> &words);
+
+    void kill() const;
+
+    pid_t pid = -1; // -1 again when it is reaped: the number may be another's then
+    FileDescriptor process; // becomes readable at its end; none on a system without such things
+    FileDescriptor stdIn;
+    FileDescriptor stdOut;
+    FileDescriptor stdErr;
+    QDeadlineTimer restOfWrite; // how long to wait for more before `unannounced` is announced
+    int unannounced = 0; // bytes of a write that may go on
+    int packetsInARow = 0; // read since the pipe was found empty
+    bool isFlooding = false;
+};
 
 struct ChildProcess::Ready
 {
@@ -217,6 +231,36 @@ struct ChildProcess::Ready
     bool stdOut = false;
     bool stdErr = false;
 };
+
+int ChildProcess::Run::start(std::vector<QByteArray> &words)
+{
+    Pipe in;
+    Pipe out;
+    Pipe err;
+    if (!makePipe(&in) || !makePacketPipe(&out) || !makePipe(&err) || !makeNonBlocking(out.readEnd)
+        || !makeNonBlocking(err.readEnd)) {
+        return errno;
+    }
+    SpawnSettings settings;
+    settings.useDefaultSignals();
+    settings.useDescriptors(in.readEnd, out.writeEnd, err.writeEnd);
+    if (const int error = spawnProcess(&pid, settings, words)) {
+        return error;
+    }
+    in.readEnd.close(); // so that there is room for the next descriptor
+    process = openProcess(pid);
+    stdIn = std::move(in.writeEnd);
+    stdOut = std::move(out.readEnd);
+    stdErr = std::move(err.readEnd);
+    return 0;
+}
+
+void ChildProcess::Run::kill() const
+{
+    if (pid > 0) {
+        (void)::kill(pid, SIGKILL);
+    }
+}
 
 ChildProcess::ChildProcess(QObject *parent)
     : QObject(parent)
@@ -230,48 +274,22 @@ ChildProcess::~ChildProcess()
 
 void ChildProcess::start(const QString &program, const QStringList &arguments)
 {
-    Q_ASSERT_X(m_pid < 0, "ChildProcess::start", "wait for the end of the program before");
+    Q_ASSERT_X(!m_run, "ChildProcess::start", "wait for the end of the program before");
     m_output.clear();
     m_errors.clear();
     m_errorString.clear();
-    m_packetsInARow = 0;
-    m_isFlooding = false;
     std::vector<QByteArray> words = encodedWords(program, arguments);
-    const int error = spawn(words);
-    if (error != 0) {
-        closeAll();
+    auto run = std::make_unique<Run>();
+    if (const int error = run->start(words)) {
         m_errorString = qt_error_string(error);
+    } else {
+        m_run = std::move(run);
     }
-}
-
-// 0, or the number of the error.
-int ChildProcess::spawn(std::vector<QByteArray> &words)
-{
-    Pipe in;
-    Pipe out;
-    Pipe err;
-    if (!makePipe(&in) || !makePacketPipe(&out) || !makePipe(&err) || !makeNonBlocking(out.readEnd)
-        || !makeNonBlocking(err.readEnd)) {
-        return errno;
-    }
-    SpawnSettings settings;
-    settings.useDefaultSignals();
-    settings.useDescriptors(in.readEnd, out.writeEnd, err.writeEnd);
-    if (const int error = spawnProcess(&m_pid, settings, words)) {
-        m_pid = -1; // the system may have written to it
-        return error;
-    }
-    in.readEnd.close(); // so that there is room for the next descriptor
-    m_process = openProcess(m_pid);
-    m_stdIn = std::move(in.writeEnd);
-    m_stdOut = std::move(out.readEnd);
-    m_stdErr = std::move(err.readEnd);
-    return 0;
 }
 
 bool ChildProcess::waitForFinished(int msecs)
 {
-    if (m_pid < 0) {
+    if (!m_run) {
         return false;
     }
     const QDeadlineTimer deadline(msecs);
@@ -282,14 +300,16 @@ bool ChildProcess::waitForFinished(int msecs)
             m_errorString = qt_error_string(errno);
             return false;
         }
-        if (reap(ready.process)) {
+        if (hasEnded(ready.process)) {
             readRest();
-            closeAll();
+            m_run.reset();
             unfinished.dismiss();
             return true;
         }
         if (ready.stdOut) {
             readWrites();
+        } else if (m_run->unannounced > 0 && m_run->restOfWrite.hasExpired()) {
+            announce();
         }
         if (ready.stdErr) {
             readErrors();
@@ -314,7 +334,7 @@ QByteArray ChildProcess::readAllStandardError()
 
 QProcess::ProcessState ChildProcess::state() const
 {
-    return m_pid < 0 ? QProcess::NotRunning : QProcess::Running;
+    return m_run ? QProcess::Running : QProcess::NotRunning;
 }
 
 QString ChildProcess::errorString() const
@@ -325,10 +345,17 @@ QString ChildProcess::errorString() const
 // False when waiting failed; errno says why.
 bool ChildProcess::poll(const QDeadlineTimer &deadline, Ready *ready)
 {
-    std::array<pollfd, 3> entries = {{{m_process.get(), POLLIN, 0}, // without one it is skipped
-                                      {m_stdOut.get(), POLLIN, 0},
-                                      {m_stdErr.get(), POLLIN, 0}}};
-    const int timeout = pollTimeout(deadline, m_process.isOpen());
+    std::array<pollfd, 3> entries = {
+        {{m_run->process.get(), POLLIN, 0}, // without one it is skipped
+         {m_run->stdOut.get(), POLLIN, 0},
+         {m_run->stdErr.get(), POLLIN, 0}}};
+    int timeout = remainingMs(deadline);
+    if (!m_run->process.isOpen()) {
+        timeout = std::min(timeout, lookAgainMs);
+    }
+    if (m_run->unannounced > 0) {
+        timeout = std::min(timeout, remainingMs(m_run->restOfWrite));
+    }
     if (::poll(entries.data(), entries.size(), timeout) < 0) {
         return errno == EINTR;
     }
@@ -336,64 +363,75 @@ bool ChildProcess::poll(const QDeadlineTimer &deadline, Ready *ready)
     return true;
 }
 
-// Whether the program has ended and nothing of it is left in the system.
-bool ChildProcess::reap(bool isSaidToHaveEnded)
+// Whether the program has ended and is reaped.
+bool ChildProcess::hasEnded(bool isSaidToHaveEnded)
 {
-    if (m_process.isOpen() && !isSaidToHaveEnded) {
-        return false;
+    if (m_run->pid > 0 && (isSaidToHaveEnded || !m_run->process.isOpen())) {
+        pid_t reaped = 0;
+        do {
+            reaped = ::waitpid(m_run->pid, nullptr, WNOHANG);
+        } while (reaped < 0 && errno == EINTR);
+        if (reaped != 0) {
+            m_run->pid = -1;
+        }
     }
-    pid_t reaped = 0;
-    do {
-        reaped = ::waitpid(m_pid, nullptr, WNOHANG);
-    } while (reaped < 0 && errno == EINTR);
-    if (reaped == 0) {
-        return false;
-    }
-    m_pid = -1;
-    return true;
+    return m_run->pid < 0;
 }
 
 void ChildProcess::readWrites()
 {
-    for (int i = 0; i < writesInATurn && readWrite() > 0; ++i) { }
+    for (int i = 0; i < writesInATurn && readWrite() > 0 && m_run->unannounced == 0; ++i) { }
 }
 
-// Reads what the program wrote at once and announces it. How many bytes that were.
+// Reads what the program wrote at once, and announces it unless there may be more to come. How many
+// bytes were read.
 qint64 ChildProcess::readWrite()
 {
     std::array<char, readBytes> buffer; // NOLINT(cppcoreguidelines-pro-type-member-init): read into
     qint64 size = 0;
-    bool goesOn = m_stdOut.isOpen();
-    while (goesOn) {
-        const ssize_t count = readOnce(m_stdOut, buffer.data(), buffer.size());
-        if (count > 0) {
-            ++m_packetsInARow;
-            keep(&m_output, buffer.data(), count);
-            size += count;
-            goesOn = count == fullPacket() && size < largestWrite;
-        } else if (count < 0 && errno == EAGAIN) {
-            const bool wasCut = size > 0 && mayHaveBeenFull(m_stdOut, m_packetsInARow);
-            m_packetsInARow = 0;
-            goesOn = wasCut && becomesReadable(m_stdOut, restOfWriteMs);
-        } else {
-            m_stdOut.close(); // nobody writes any more
-            goesOn = false;
+    const bool goesOn = m_run->unannounced > 0;
+    while (m_run->stdOut.isOpen()) {
+        const ssize_t count = readOnce(m_run->stdOut, buffer.data(), buffer.size());
+        if (count < 0 && errno == EAGAIN) {
+            const int packets = std::exchange(m_run->packetsInARow, 0);
+            if (m_run->unannounced > 0 && (goesOn || mayHaveBeenFull(m_run->stdOut, packets))) {
+                m_run->restOfWrite.setRemainingTime(restOfWriteMs);
+                return size;
+            }
+            break;
+        }
+        if (count <= 0) {
+            m_run->stdOut.close(); // nobody writes any more
+            break;
+        }
+        ++m_run->packetsInARow;
+        size += count;
+        m_run->unannounced += static_cast<int>(count);
+        keep(&m_output, buffer.data(), count);
+        if (count != fullPacket() || m_run->unannounced >= largestWrite) {
+            break;
         }
     }
-    if (size > 0 && !m_isFlooding) {
+    announce();
+    return size;
+}
+
+void ChildProcess::announce()
+{
+    if (std::exchange(m_run->unannounced, 0) > 0 && !m_run->isFlooding) {
         Q_EMIT readyReadStandardOutput();
     }
-    return size;
 }
 
 qint64 ChildProcess::readErrors()
 {
     std::array<char, readBytes> buffer; // NOLINT(cppcoreguidelines-pro-type-member-init): read into
-    const ssize_t count = m_stdErr.isOpen() ? readOnce(m_stdErr, buffer.data(), buffer.size()) : 0;
+    const ssize_t count =
+        m_run->stdErr.isOpen() ? readOnce(m_run->stdErr, buffer.data(), buffer.size()) : 0;
     if (count > 0) {
         keep(&m_errors, buffer.data(), count);
     } else if (count == 0 || errno != EAGAIN) {
-        m_stdErr.close();
+        m_run->stdErr.close();
     }
     return count;
 }
@@ -402,57 +440,43 @@ qint64 ChildProcess::readErrors()
 // them open and go on writing.
 void ChildProcess::readRest()
 {
-    qint64 errors = bytesWaiting(m_stdErr);
+    qint64 errors = bytesWaiting(m_run->stdErr);
     for (qint64 size = errors; errors > 0 && size > 0; errors -= size) {
         size = readErrors();
     }
-    qint64 output = bytesWaiting(m_stdOut);
+    qint64 output = bytesWaiting(m_run->stdOut);
     for (qint64 size = output; output > 0 && size > 0; output -= size) {
         size = readWrite();
     }
+    announce();
 }
 
 void ChildProcess::keep(QByteArray *channel, const char *data, qint64 size)
 {
-    if (m_isFlooding) {
+    if (m_run->isFlooding) {
         return;
     }
     channel->append(data, static_cast<int>(size));
     if (channel->size() > largestOutput) {
-        m_isFlooding = true;
-        kill();
+        m_run->isFlooding = true;
+        m_run->kill();
         writeErrorLine("error: the tool printed more than " + QByteArray::number(largestOutput)
                        + " bytes, it is killed");
     }
 }
 
-void ChildProcess::kill() const
-{
-    if (m_pid > 0) { // not reaped, so the number is still its own
-        (void)::kill(m_pid, SIGKILL);
-    }
-}
-
 void ChildProcess::killAndReap()
 {
-    kill();
-    m_stdOut.close(); // what it still has to say is of no use
-    m_stdErr.close();
+    if (!m_run) {
+        return;
+    }
+    m_run->kill();
+    m_run->stdOut.close(); // what it still has to say is of no use
+    m_run->stdErr.close();
     const QDeadlineTimer deadline(killedWaitMs);
     Ready ready;
-    while (m_pid > 0 && !deadline.hasExpired() && poll(deadline, &ready)) {
-        (void)reap(ready.process);
-    }
-    m_pid = -1;
-    closeAll();
-}
-
-void ChildProcess::closeAll()
-{
-    m_process.close();
-    m_stdIn.close();
-    m_stdOut.close();
-    m_stdErr.close();
+    while (!hasEnded(ready.process) && !deadline.hasExpired() && poll(deadline, &ready)) { }
+    m_run.reset();
 }
 
 } // namespace tool

@@ -5,6 +5,7 @@
 #include "tests/support/ownfolders.h"
 #include "tests/support/rawclient.h"
 #include "tool/descriptorclaim.h"
+#include "tool/filedescriptor.h"
 #include "tool/run.h"
 
 #include <QAbstractEventDispatcher>

@@ -3,6 +3,7 @@
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/standin.h"
+#include "tool/filedescriptor.h"
 
 #include <QProcess>
 #include <QtTest>
