@@ -87,6 +87,7 @@ AnswerReader::State AnswerReader::read(int descriptor)
     if (count == 0) {
         return State::Failed;
     }
+    const char *body = buffer.data();
     auto bytes = static_cast<std::uint64_t>(count);
     if (!m_inBody) {
         m_head.append(buffer.data(), static_cast<std::size_t>(count));
@@ -95,7 +96,9 @@ AnswerReader::State AnswerReader::read(int descriptor)
             return m_head.size() > longestHead ? State::Failed : State::NeedsMore;
         }
         bytes = m_head.size() - end - 4;
+        body += static_cast<std::uint64_t>(count) - bytes;
         m_head.resize(end + 2);
+        m_body.clear();
         if (!takeHead()) {
             return State::Failed;
         }
@@ -104,6 +107,9 @@ AnswerReader::State AnswerReader::read(int descriptor)
         return State::Failed; // more than was asked for
     }
     m_missing -= bytes;
+    if (m_keepsBody) {
+        m_body.append(body, bytes);
+    }
     if (m_missing > 0) {
         return State::NeedsMore;
     }

@@ -17,7 +17,8 @@ void raiseDescriptorLimit();
 [[nodiscard]] std::string
 requestHead(const std::string &method, const std::string &path, std::uint64_t bodySize = 0);
 
-// Takes one answer of told length off a connection, piece by piece, and keeps none of its body.
+// Takes one answer of told length off a connection, piece by piece. Keeps nothing of its body
+// unless asked to.
 class AnswerReader
 {
 public:
@@ -41,10 +42,24 @@ public:
         return m_bodySize;
     }
 
+    // From the next answer on.
+    void keepBodies()
+    {
+        m_keepsBody = true;
+    }
+
+    // Of the last answer, if bodies are kept.
+    [[nodiscard]] const std::string &body() const
+    {
+        return m_body;
+    }
+
 private:
     bool takeHead();
 
     std::string m_head;
+    std::string m_body;
+    bool m_keepsBody = false;
     bool m_inBody = false;
     int m_status = 0;
     std::uint64_t m_bodySize = 0;
@@ -75,6 +90,11 @@ public:
     [[nodiscard]] std::uint64_t bodySize() const
     {
         return m_reader.bodySize();
+    }
+
+    [[nodiscard]] AnswerReader &reader()
+    {
+        return m_reader;
     }
 
 private:

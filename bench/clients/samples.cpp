@@ -16,6 +16,12 @@ void Samples::add(const Samples &others)
     m_times.insert(m_times.end(), others.m_times.begin(), others.m_times.end());
 }
 
+double Samples::longest() const
+{
+    const auto found = std::max_element(m_times.begin(), m_times.end());
+    return found == m_times.end() ? 0 : std::chrono::duration<double, std::micro>(*found).count();
+}
+
 double Samples::microsecondsAt(double share) const
 {
     if (m_times.empty()) {

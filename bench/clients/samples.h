@@ -19,6 +19,9 @@ public:
     // One line: name, count, median, 99th percentile, longest. What else is told stands behind.
     void print(const std::string &name, const std::string &more = {});
 
+    // Microseconds; 0 when there are none.
+    [[nodiscard]] double longest() const;
+
 private:
     [[nodiscard]] double microsecondsAt(double share) const; // of the sorted times
 
