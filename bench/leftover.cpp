@@ -1,5 +1,6 @@
 // What finished connections leave behind: the service's own server in this process, and clients
-// that connect, ask once and go. Prints what heap and resident memory have grown by.
+// that connect, ask once (with the content of a file as body, if one is named) and go. Prints what
+// heap and resident memory have grown by.
 #include "app/backlog.h"
 #include "app/freedmemory.h"
 #include "bench/clients/httpclient.h"
@@ -13,6 +14,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <iterator>
 #include <malloc.h>
 #include <unistd.h>
 
@@ -22,6 +24,15 @@ void dropMessage(QtMsgType /*type*/,
                  const QMessageLogContext & /*context*/,
                  const QString & /*text*/)
 {
+}
+
+std::string bodyFrom(const std::vector<std::string> &file)
+{
+    if (file.empty()) {
+        return {};
+    }
+    std::ifstream content(file.front(), std::ios::binary);
+    return {std::istreambuf_iterator<char>(content), std::istreambuf_iterator<char>()};
 }
 
 struct Use
@@ -77,7 +88,7 @@ int main(int argc, char **argv)
 {
     ::setenv("QT_NO_GLIB", "1", 1); // as the service runs; NOLINT(concurrency-mt-unsafe): first
     QCoreApplication application(argc, argv);
-    const bench::Words words(argc, argv, 3, "bench_leftover COUNT PATH TOOL");
+    const bench::Words words(argc, argv, 3, "bench_leftover COUNT PATH TOOL [BODYFILE]");
     qInstallMessageHandler(dropMessage);
     app::giveFreedMemoryBack();
     VondServer server(QString::fromStdString(words.text(2)));
@@ -87,7 +98,9 @@ int main(int argc, char **argv)
     app::raiseBacklog(server.socketDescriptor());
 
     constexpr std::uint64_t toWarmUp = 1000;
-    const std::string request = bench::requestHead("GET", words.text(1));
+    const std::string body = bodyFrom(words.from(3));
+    const std::string request =
+        bench::requestHead(body.empty() ? "GET" : "POST", words.text(1), body.size()) + body;
     const std::uint64_t count = words.number(0);
     runClients(&server, request, toWarmUp);
     const Use before = useNow();
