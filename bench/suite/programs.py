@@ -31,15 +31,20 @@ class Programs:
     def trivial_tool(self) -> str:
         return str(self.build / "bench/peers/bench_trivialtool")
 
+    @property
+    def speaking_tool(self) -> str:
+        return str(self.build / "bench/peers/bench_speakingtool")
+
     def peer(self, name: str) -> str:
         return str(self.build / "bench/peers" / name)
 
     def client(self, name: str) -> str:
         return str(self.build / "bench" / name)
 
-    def run(self, name: str, *words, environment: dict = None) -> "Line":
-        """One of our own clients, to its end."""
-        return Line(_output([self.client(name), *map(str, words)], environment))
+    def run(self, name: str, *words, environment: dict = None, may_find_fault=False) -> "Line":
+        """One of our own clients, to its end. Some end with 1 when they have found fault."""
+        return Line(_output([self.client(name), *map(str, words)], environment,
+                            (0, 1) if may_find_fault else (0,)))
 
     def begin(self, name: str, *words) -> subprocess.Popen:
         """One of our own clients, left running; it ends with its standard input."""
@@ -95,10 +100,10 @@ def seconds_of(words: list, environment: dict = None) -> float:
     return time.perf_counter() - start
 
 
-def _output(words: list, environment: dict = None) -> str:
+def _output(words: list, environment: dict = None, good: tuple = (0,)) -> str:
     run = subprocess.run(words, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                          stderr=subprocess.PIPE, text=True, timeout=PATIENCE, check=False,
                          env={**os.environ, **(environment or {})})
-    if run.returncode != 0:
+    if run.returncode not in good:
         raise Failed(f"{' '.join(map(str, words))}: {run.stderr.strip() or run.returncode}")
     return run.stdout

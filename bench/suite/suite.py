@@ -26,7 +26,7 @@ def arguments() -> argparse.Namespace:
     parser = argparse.ArgumentParser(prog="scripts/bench", description=__doc__)
     parser.add_argument("questions", nargs="*", metavar="QUESTION",
                         help=f"only these: {', '.join([*questions.ALL, MICRO])}")
-    parser.add_argument("--quick", action="store_true", help="smaller, in under three minutes")
+    parser.add_argument("--quick", action="store_true", help="smaller, in under two minutes")
     parser.add_argument("--check", action="store_true",
                         help="compare with the recorded ratios, and record nothing; fails when one "
                              "became worse by more than its spread")
