@@ -23,14 +23,25 @@ QByteArray sizeAndName(qint64 size, const QString &name)
     return ", Size:" + QByteArray::number(size) + ", File:" + name.toUtf8();
 }
 
-QByteArray readResult(const QString &path, int size, const QString &name)
+// Whether a file of this size is served. The operator is told why not.
+bool isServed(qint64 size, const QString &name)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        settings::reportCannotOpenForReading(path, file.errorString());
-        return {};
+    if (static_cast<quint64>(size) >= tooBigSize) {
+        tool::writeErrorLine("file is too big:" + sizeAndName(size, name));
+        tool::writeErrorLine("Max: std::numeric_limits<int32>::max(), Size:"
+                             + QByteArray::number(tooBigSize));
+        return false;
     }
-    QByteArray bytes = readWhole(&file, size);
+    if (size == 0) {
+        tool::writeErrorLine("file is not available" + sizeAndName(size, name));
+        return false;
+    }
+    return true;
+}
+
+QByteArray readResult(QFile *file, int size, const QString &name)
+{
+    QByteArray bytes = readWhole(file, size);
     if (bytes.size() < size) {
         tool::writeErrorLine("file could not be read whole, Read:"
                              + QByteArray::number(bytes.size()) + sizeAndName(size, name));
@@ -43,18 +54,16 @@ QByteArray readResult(const QString &path, int size, const QString &name)
 QByteArray getConversionResult(const QString &name)
 {
     const QString path = settings::filePathIn(settings::workFolder(), name);
-    const qint64 size = sizeOf(path);
-    if (static_cast<quint64>(size) >= tooBigSize) {
-        tool::writeErrorLine("file is too big:" + sizeAndName(size, name));
-        tool::writeErrorLine("Max: std::numeric_limits<int32>::max(), Size:"
-                             + QByteArray::number(tooBigSize));
+    if (!isServed(sizeOf(path), name)) {
         return {};
     }
-    if (size == 0) {
-        tool::writeErrorLine("file is not available" + sizeAndName(size, name));
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        settings::reportCannotOpenForReading(path, file.errorString());
         return {};
     }
-    return readResult(path, static_cast<int>(size), name);
+    const qint64 size = file.size(); // of what is open: the name may lead to another file by now
+    return isServed(size, name) ? readResult(&file, static_cast<int>(size), name) : QByteArray();
 }
 
 } // namespace jobs
