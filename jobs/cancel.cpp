@@ -16,7 +16,9 @@ QString cancelConversion(const QString &vondPath, const QString &cancelId)
     }
     const QString path =
         settings::filePathIn(settings::workFolder(), cancelId + QStringLiteral(".txt"));
-    if (const auto reason = tool::writeFile(path, QByteArrayLiteral("This is a stop file."))) {
+    // Deliberate: empty on a full disk, for that it is there is all that the tool looks at.
+    if (const auto reason = tool::writeFile(
+            path, QByteArrayLiteral("This is a stop file."), tool::OnFullDisk::LeaveEmpty)) {
         settings::reportCannotOpenForWriting(path, *reason);
         return {};
     }
