@@ -1,6 +1,7 @@
 #include "tool/convertwithlocaldata.h"
 
 #include "settings/folders.h"
+#include "tool/claimedpaths.h"
 #include "tool/debugline.h"
 #include "tool/localdataplan.h"
 #include "tool/pathcheck.h"
@@ -14,13 +15,15 @@ namespace tool {
 namespace {
 
 // The option list for the tool, with the files written. Nothing when one could not be.
-std::optional<QStringList> writeOptions(const QVector<LocalOption> &options, const QString &folder)
+std::optional<QStringList>
+writeOptions(const QVector<LocalOption> &options, const QString &folder, ClaimedPaths *claims)
 {
     QStringList list;
     for (const LocalOption &option : options) {
         QString value = option.value;
         if (option.hasFile) {
-            value = writeBase64File(settings::filePathIn(folder, option.fileName), option.base64);
+            value = writeBase64File(
+                settings::filePathIn(folder, option.fileName), option.base64, claims);
             if (value.isEmpty()) {
                 return std::nullopt;
             }
@@ -39,12 +42,13 @@ QString convertWithLocalData(const QString &vondPath, const QByteArray &body)
     }
     const LocalDataRequest request = readLocalDataRequest(body);
     const QString folder = settings::workFolder();
-    const auto options = writeOptions(request.options, folder);
+    ClaimedPaths claims; // until the run has ended
+    const auto options = writeOptions(request.options, folder, &claims);
     if (!options) {
         return QStringLiteral("Error: saving data to file");
     }
     const QString input =
-        writeBase64File(settings::filePathIn(folder, request.fileName), request.imgData);
+        writeBase64File(settings::filePathIn(folder, request.fileName), request.imgData, &claims);
     if (input.isEmpty()) {
         return {};
     }

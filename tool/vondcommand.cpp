@@ -1,6 +1,7 @@
 #include "tool/vondcommand.h"
 
 #include "settings/folders.h"
+#include "tool/claimedpaths.h"
 #include "tool/debugline.h"
 #include "tool/errorline.h"
 #include "tool/pathcheck.h"
@@ -41,7 +42,8 @@ std::optional<QJsonArray> readArguments(const QByteArray &body)
 
 // Elements are worked off one after the other, because a file that comes along takes a name that a
 // later element may ask for. Files written before a refused element stay.
-std::optional<VondPlan> planRun(const QJsonArray &elements, const QString &folder)
+std::optional<VondPlan>
+planRun(const QJsonArray &elements, const QString &folder, ClaimedPaths *claims)
 {
     VondPlan plan;
     for (const QJsonValue &value : elements) {
@@ -51,14 +53,14 @@ std::optional<VondPlan> planRun(const QJsonArray &elements, const QString &folde
             plan.arguments.append(element.text);
             break;
         case VondElement::Kind::ReturnFile: {
-            const ReturnFile file = reserveReturnFile(element, folder);
+            const ReturnFile file = reserveReturnFile(element, folder, claims);
             plan.returnKeys.append(file.key);
             plan.arguments.append(file.argument);
             break;
         }
         case VondElement::Kind::InputFile: {
             const QString path =
-                writeBase64File(settings::filePathIn(folder, element.name), element.base64);
+                writeBase64File(settings::filePathIn(folder, element.name), element.base64, claims);
             if (path.isEmpty()) {
                 writeErrorLine("Error: saving data to file" + element.name.toUtf8());
                 return std::nullopt;
@@ -86,7 +88,8 @@ QJsonObject vond(const QString &vondPath, const QByteArray &body)
     if (!elements) {
         return {};
     }
-    const auto plan = planRun(*elements, settings::workFolder());
+    ClaimedPaths claims; // until the run has ended
+    const auto plan = planRun(*elements, settings::workFolder(), &claims);
     if (!plan) {
         return {};
     }

@@ -43,11 +43,19 @@ VondElement readVondElement(const QJsonValue &element)
     return {};
 }
 
-ReturnFile reserveReturnFile(const VondElement &element, const QString &folder)
+ReturnFile
+reserveReturnFile(const VondElement &element, const QString &folder, ClaimedPaths *claims)
 {
     const QString prefix = QStringLiteral("%1/").arg(folder);
-    // Deliberate: every occurrence of the prefix goes, not only the one in front.
-    const QString key = uniqueFilePath(prefix + element.name).remove(prefix, Qt::CaseSensitive);
+    QString key;
+    static_cast<void>(uniqueFilePath(prefix + element.name, claims, [&](const QString &candidate) {
+        // Deliberate: every occurrence of the prefix goes, not only the one in front. What is left
+        // may be a name that another client has been given.
+        key = QString(candidate).remove(prefix, Qt::CaseSensitive);
+        return !isNameTaken(candidate)
+            && (prefix + key == candidate
+                || claims->claim(prefix + key) != ClaimedPaths::Claim::Refused);
+    }));
     return {element.text + prefix + key, key};
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tool/claimedpaths.h"
+
 #include <QJsonValue>
 #include <QString>
 
@@ -31,7 +33,9 @@ struct ReturnFile
     QString key;
 };
 
-// Gives the wanted file a name in the folder that is free now. The file is not made.
-[[nodiscard]] ReturnFile reserveReturnFile(const VondElement &element, const QString &folder);
+// Gives the wanted file a name in the folder that is free, and nobody else's while the claims live.
+// The file is not made. A name that one request asks for twice is one file.
+[[nodiscard]] ReturnFile
+reserveReturnFile(const VondElement &element, const QString &folder, ClaimedPaths *claims);
 
 } // namespace tool

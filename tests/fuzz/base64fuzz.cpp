@@ -33,10 +33,11 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     const QByteArray decoded = QByteArray::fromBase64(text.toLocal8Bit());
     const QString path = folder.path() + QLatin1Char('/') + name;
 
-    const QString first = tool::writeBase64File(path, text);
+    tool::ClaimedPaths claims;
+    const QString first = tool::writeBase64File(path, text, &claims);
     if (!first.isEmpty()) {
         mustHold(contentOf(first) == decoded, "the bytes are the decoded ones");
-        const QString second = tool::writeBase64File(path, QStringLiteral("AAAA"));
+        const QString second = tool::writeBase64File(path, QStringLiteral("AAAA"), &claims);
         mustHold(second != first, "an existing file is not written again");
         mustHold(contentOf(first) == decoded, "the older file is as it was");
         mustHold(second.isEmpty() || contentOf(second) == QByteArray(3, '\0'),

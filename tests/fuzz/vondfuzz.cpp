@@ -14,6 +14,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     const QByteArray body(reinterpret_cast<const char *>(data), static_cast<int>(size));
     const QString folder = QStringLiteral("/nonexistent/T");
     QStringList keys;
+    tool::ClaimedPaths claims;
     const QJsonArray elements = QJsonDocument::fromJson(body).array();
     for (const QJsonValue &value : elements) {
         const tool::VondElement element = tool::readVondElement(value);
@@ -23,7 +24,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
         if (element.kind == tool::VondElement::Kind::Literal) {
             mustHold(element.text == value.toString(), "a literal stays as it is");
         } else if (element.kind == tool::VondElement::Kind::ReturnFile) {
-            const tool::ReturnFile file = tool::reserveReturnFile(element, folder);
+            const tool::ReturnFile file = tool::reserveReturnFile(element, folder, &claims);
             mustHold(file.argument == element.text + folder + QLatin1Char('/') + file.key,
                      "the argument names the file that the key fetches");
             keys.append(file.key);

@@ -1,9 +1,19 @@
 #include "tool/uniquefilepath.h"
 
 #include "tests/support/ownfolders.h"
+#include "tool/writebase64file.h"
 
 #include <QDir>
 #include <QtTest>
+
+#include <set>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+using Make = int (*)(const char *);
+Q_DECLARE_METATYPE(Make)
 
 class UniqueFilePathTest : public QObject
 {
@@ -17,13 +27,24 @@ private Q_SLOTS:
     void withoutASuffixEveryDotOfThePathGoes();
     void theFolderItselfGetsANumberInsideIt();
     void anEmptyPathStaysEmpty();
+    void whateverBearsANameHasTakenIt_data();
+    void whateverBearsANameHasTakenIt();
+    void aNameThatAnotherRequestHoldsIsTaken();
+    void oneRequestIsGivenItsOwnNameAgain();
+    void aNameIsFreeAgainWhenTheRequestHasEnded();
+    void anotherWayToTheFolderIsTheSameName();
+    void aRejectedCandidateIsFreeForOthers();
+    void amongManyTheFirstFreeOneIsFound_data();
+    void amongManyTheFirstFreeOneIsFound();
+    void requestsAtTheSameTimeGetNamesOfTheirOwn();
 };
 
 void UniqueFilePathTest::aFreePathStaysAsItIs()
 {
     const OwnWorkFolder folder;
+    tool::ClaimedPaths claims;
     const QString path = folder.filePath(QStringLiteral("a.tif.b.tif"));
-    QCOMPARE(tool::uniqueFilePath(path), path);
+    QCOMPARE(tool::uniqueFilePath(path, &claims), path);
 }
 
 void UniqueFilePathTest::aTakenNameGetsTheFirstFreeNumber_data()
@@ -64,40 +85,194 @@ void UniqueFilePathTest::aTakenNameGetsTheFirstFreeNumber()
     QFETCH(const QString, wanted);
     QFETCH(const QString, free);
     const OwnWorkFolder folder;
+    tool::ClaimedPaths claims;
     for (const QString &name : taken) {
         makeFile(folder.filePath(name));
     }
-    QCOMPARE(tool::uniqueFilePath(folder.filePath(wanted)), folder.filePath(free));
+    QCOMPARE(tool::uniqueFilePath(folder.filePath(wanted), &claims), folder.filePath(free));
 }
 
 void UniqueFilePathTest::theSuffixGoesFromFolderNamesToo()
 {
     const OwnWorkFolder folder;
+    tool::ClaimedPaths claims;
     QVERIFY(QDir(folder.path()).mkdir(QStringLiteral("my.tif.d")));
     makeFile(folder.filePath(QStringLiteral("my.tif.d/a.tif")));
-    QCOMPARE(tool::uniqueFilePath(folder.filePath(QStringLiteral("my.tif.d/a.tif"))),
+    QCOMPARE(tool::uniqueFilePath(folder.filePath(QStringLiteral("my.tif.d/a.tif")), &claims),
              folder.filePath(QStringLiteral("my.d/a_1.tif")));
 }
 
 void UniqueFilePathTest::withoutASuffixEveryDotOfThePathGoes()
 {
     const OwnWorkFolder folder;
+    tool::ClaimedPaths claims;
     QVERIFY(QDir(folder.path()).mkdir(QStringLiteral("v1.2")));
     makeFile(folder.filePath(QStringLiteral("v1.2/raw")));
-    QCOMPARE(tool::uniqueFilePath(folder.filePath(QStringLiteral("v1.2/raw"))),
+    QCOMPARE(tool::uniqueFilePath(folder.filePath(QStringLiteral("v1.2/raw")), &claims),
              folder.filePath(QStringLiteral("v12/raw_1.")));
 }
 
 void UniqueFilePathTest::theFolderItselfGetsANumberInsideIt()
 {
     const OwnWorkFolder folder;
-    QCOMPARE(tool::uniqueFilePath(folder.filePath(QString())),
+    tool::ClaimedPaths claims;
+    QCOMPARE(tool::uniqueFilePath(folder.filePath(QString()), &claims),
              folder.filePath(QStringLiteral("_1.")));
 }
 
 void UniqueFilePathTest::anEmptyPathStaysEmpty()
 {
-    QCOMPARE(tool::uniqueFilePath(QString()), QString());
+    tool::ClaimedPaths claims;
+    QCOMPARE(tool::uniqueFilePath(QString(), &claims), QString());
+}
+
+void UniqueFilePathTest::whateverBearsANameHasTakenIt_data()
+{
+    QTest::addColumn<Make>("make");
+
+    QTest::newRow("a folder") << Make([](const char *path) { return ::mkdir(path, 0700); });
+    QTest::newRow("a link") << Make([](const char *path) { return ::symlink("/", path); });
+    QTest::newRow("a link that leads nowhere")
+        << Make([](const char *path) { return ::symlink("nowhere", path); });
+    QTest::newRow("a link to itself")
+        << Make([](const char *path) { return ::symlink(path, path); });
+    QTest::newRow("a pipe") << Make([](const char *path) { return ::mkfifo(path, 0600); });
+    QTest::newRow("a link to a device")
+        << Make([](const char *path) { return ::symlink("/dev/full", path); });
+}
+
+void UniqueFilePathTest::whateverBearsANameHasTakenIt()
+{
+    QFETCH(const Make, make);
+    const OwnWorkFolder folder;
+    QCOMPARE(make(QFile::encodeName(folder.filePath(QStringLiteral("a.tif"))).constData()), 0);
+    tool::ClaimedPaths claims;
+    QCOMPARE(tool::uniqueFilePath(folder.filePath(QStringLiteral("a.tif")), &claims),
+             folder.filePath(QStringLiteral("a_1.tif")));
+    QCOMPARE(tool::writeBase64File(
+                 folder.filePath(QStringLiteral("a.tif")), QStringLiteral("bmV3"), &claims),
+             folder.filePath(QStringLiteral("a_1.tif")));
+    QVERIFY(!folder.names().contains(QStringLiteral("nowhere")));
+}
+
+void UniqueFilePathTest::aNameThatAnotherRequestHoldsIsTaken()
+{
+    const OwnWorkFolder folder;
+    const QString path = folder.filePath(QStringLiteral("a.tif"));
+    tool::ClaimedPaths claims;
+    tool::ClaimedPaths others;
+    QCOMPARE(tool::uniqueFilePath(path, &others), path);
+    QCOMPARE(tool::uniqueFilePath(path, &claims), folder.filePath(QStringLiteral("a_1.tif")));
+    QCOMPARE(tool::writeBase64File(path, {}, &claims), folder.filePath(QStringLiteral("a_1.tif")));
+    QCOMPARE(tool::writeBase64File(path, {}, &others), path);
+}
+
+void UniqueFilePathTest::oneRequestIsGivenItsOwnNameAgain()
+{
+    const OwnWorkFolder folder;
+    const QString path = folder.filePath(QStringLiteral("a.tif"));
+    tool::ClaimedPaths claims;
+    QCOMPARE(tool::uniqueFilePath(path, &claims), path);
+    QCOMPARE(tool::uniqueFilePath(path, &claims), path);
+}
+
+void UniqueFilePathTest::aNameIsFreeAgainWhenTheRequestHasEnded()
+{
+    const OwnWorkFolder folder;
+    const QString path = folder.filePath(QStringLiteral("a.tif"));
+    tool::ClaimedPaths claims;
+    {
+        tool::ClaimedPaths others;
+        QCOMPARE(tool::uniqueFilePath(path, &others), path);
+    }
+    QCOMPARE(tool::uniqueFilePath(path, &claims), path);
+}
+
+void UniqueFilePathTest::anotherWayToTheFolderIsTheSameName()
+{
+    const OwnWorkFolder folder;
+    QVERIFY(QFile::link(folder.path(), folder.filePath(QStringLiteral("way"))));
+    tool::ClaimedPaths claims;
+    tool::ClaimedPaths others;
+    QCOMPARE(tool::uniqueFilePath(folder.filePath(QStringLiteral("way/./a.tif")), &others),
+             folder.filePath(QStringLiteral("way/./a.tif")));
+    QCOMPARE(tool::uniqueFilePath(folder.filePath(QStringLiteral("a.tif")), &claims),
+             folder.filePath(QStringLiteral("a_1.tif")));
+}
+
+void UniqueFilePathTest::aRejectedCandidateIsFreeForOthers()
+{
+    const OwnWorkFolder folder;
+    const QString path = folder.filePath(QStringLiteral("a.tif"));
+    tool::ClaimedPaths claims;
+    tool::ClaimedPaths others;
+    QCOMPARE(tool::uniqueFilePath(
+                 path, &others, [&](const QString &candidate) { return candidate != path; }),
+             folder.filePath(QStringLiteral("a_1.tif")));
+    QCOMPARE(tool::uniqueFilePath(path, &claims), path);
+}
+
+void UniqueFilePathTest::amongManyTheFirstFreeOneIsFound_data()
+{
+    QTest::addColumn<QString>("suffix");
+    QTest::addColumn<int>("gap");
+
+    for (const int gap : {1, 63, 64, 65, 150, 299, 300, 301}) {
+        QTest::addRow("%d is free", gap) << ".jpg" << gap;
+    }
+    QTest::newRow("without a suffix") << "." << 200;
+}
+
+void UniqueFilePathTest::amongManyTheFirstFreeOneIsFound()
+{
+    QFETCH(const QString, suffix);
+    QFETCH(const int, gap);
+    const OwnWorkFolder folder;
+    const auto numbered = [&](const QString &number) {
+        return folder.filePath(QStringLiteral("image_") + number + suffix);
+    };
+    makeFile(folder.filePath(suffix == QLatin1String(".") ? QStringLiteral("image")
+                                                          : QStringLiteral("image.jpg")));
+    for (int number = 1; number <= 300; ++number) {
+        makeFile(numbered(QString::number(number)));
+    }
+    // Names that only look like a candidate's.
+    const QString free = numbered(QString::number(gap));
+    QFile::remove(free);
+    makeFile(numbered(QStringLiteral("0%1").arg(gap)));
+    makeFile(numbered(QStringLiteral("%1x").arg(gap)));
+    makeFile(numbered(QStringLiteral("99999999999999999999999")));
+    makeFile(numbered(QString()));
+    makeFile(free + QStringLiteral("x"));
+    makeFile(folder.filePath(QStringLiteral("x") + QFileInfo(free).fileName()));
+    tool::ClaimedPaths claims;
+    QCOMPARE(tool::uniqueFilePath(folder.filePath(suffix == QLatin1String(".")
+                                                      ? QStringLiteral("image")
+                                                      : QStringLiteral("image.jpg")),
+                                  &claims),
+             free);
+}
+
+void UniqueFilePathTest::requestsAtTheSameTimeGetNamesOfTheirOwn()
+{
+    constexpr int requests = 8;
+    constexpr int rounds = 100;
+    const OwnWorkFolder folder;
+    const QString path = folder.filePath(QStringLiteral("out.tif"));
+    for (int round = 0; round < rounds; ++round) {
+        std::vector<std::thread> threads;
+        std::vector<tool::ClaimedPaths> claims(requests);
+        std::vector<QString> given(requests);
+        for (std::size_t number = 0; number < requests; ++number) {
+            threads.emplace_back(
+                [&, number] { given[number] = tool::uniqueFilePath(path, &claims[number]); });
+        }
+        for (std::thread &thread : threads) {
+            thread.join();
+        }
+        QCOMPARE(int(std::set<QString>(given.begin(), given.end()).size()), requests);
+    }
+    QCOMPARE(folder.names(), QStringList());
 }
 
 QTEST_GUILESS_MAIN(UniqueFilePathTest)

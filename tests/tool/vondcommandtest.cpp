@@ -37,6 +37,8 @@ private Q_SLOTS:
     void aBadBodyIsAnsweredEmptyAndTold_data();
     void aBadBodyIsAnsweredEmptyAndTold();
     void filesBeforeARefusedElementStay();
+    void aReturnNameIsFreeAgainAfterEveryEnd_data();
+    void aReturnNameIsFreeAgainAfterEveryEnd();
     void aFileThatCannotBeWrittenIsToldTwiceAndTheToolIsNotRun();
     void aToolThatCannotBeStartedIsAnsweredEmptyAndTold();
     void aZeroCharacterNeverReachesTheToolCutShort_data();
@@ -122,7 +124,7 @@ void VondCommandTest::aFileThatComesAlongTakesTheNameFromALaterElement()
     const QStringList arguments{folder.filePath(QStringLiteral("a.tif")),
                                 folder.filePath(QStringLiteral("a_1.tif")),
                                 folder.filePath(QStringLiteral("a_1.tif"))};
-    QCOMPARE(standin::arguments(), arguments); // the reserved name is held against nobody
+    QCOMPARE(standin::arguments(), arguments); // within one request a name is shared
     QVERIFY(answer.contains(QLatin1String("returnFilesDict")));
 }
 
@@ -269,6 +271,32 @@ void VondCommandTest::aZeroCharacterNeverReachesTheToolCutShort()
     QVERIFY(errors.take().startsWith(firstWords));
     QVERIFY(!standin::ran());
     QCOMPARE(folder.names(), QStringList());
+}
+
+void VondCommandTest::aReturnNameIsFreeAgainAfterEveryEnd_data()
+{
+    QTest::addColumn<QString>("vondPath");
+    QTest::addColumn<QByteArray>("body");
+
+    QTest::newRow("a run") << standin::path() << QByteArray(R"(["return:x.tif"])");
+    QTest::newRow("a refused element") << standin::path() << QByteArray(R"(["return:x.tif", 1])");
+    QTest::newRow("a file that cannot be written")
+        << standin::path() << QByteArray(R"(["return:x.tif", {"filename": "no/such/folder"}])");
+    QTest::newRow("a tool that cannot be started")
+        << "/dev/null" << QByteArray(R"(["return:x.tif"])");
+}
+
+void VondCommandTest::aReturnNameIsFreeAgainAfterEveryEnd()
+{
+    QFETCH(const QString, vondPath);
+    QFETCH(const QByteArray, body);
+    const OwnWorkFolder folder;
+    const MessageCatcher catcher;
+    OutputCatcher errors(OutputCatcher::Channel::Error);
+    static_cast<void>(tool::vond(vondPath, body));
+    static_cast<void>(tool::vond(standin::path(), R"(["return:x.tif"])"));
+    static_cast<void>(errors.take());
+    QCOMPARE(standin::arguments(), QStringList{folder.filePath(QStringLiteral("x.tif"))});
 }
 
 QTEST_GUILESS_MAIN(VondCommandTest)

@@ -22,6 +22,8 @@ private Q_SLOTS:
     void aReturnedFileIsNotMade();
     void everyOccurrenceOfTheFolderGoesFromTheKey();
     void withoutANameTheFolderItselfIsTheTarget();
+    void aNameIsNobodyElsesWhileTheClaimsLive();
+    void aNameInsideTheFolderIsNobodyElsesEither();
 };
 
 void VondElementTest::anElementIsReadByItsKind_data()
@@ -124,9 +126,10 @@ void VondElementTest::aReturnedFileIsNamedInTheFolder()
     QFETCH(const QString, name);
     QFETCH(const QString, key);
     const OwnWorkFolder folder;
+    tool::ClaimedPaths claims;
     makeFile(folder.filePath(QStringLiteral("out.tif")));
     const tool::ReturnFile file =
-        tool::reserveReturnFile({Kind::ReturnFile, text, name, {}}, folder.path());
+        tool::reserveReturnFile({Kind::ReturnFile, text, name, {}}, folder.path(), &claims);
     QCOMPARE(file.key, key);
     QCOMPARE(file.argument, text + folder.filePath(key));
 }
@@ -134,17 +137,21 @@ void VondElementTest::aReturnedFileIsNamedInTheFolder()
 void VondElementTest::aReturnedFileIsNotMade()
 {
     const OwnWorkFolder folder;
+    tool::ClaimedPaths claims;
     const QString name = QStringLiteral("x.tif");
-    QCOMPARE(tool::reserveReturnFile({Kind::ReturnFile, {}, name, {}}, folder.path()).key, name);
+    QCOMPARE(tool::reserveReturnFile({Kind::ReturnFile, {}, name, {}}, folder.path(), &claims).key,
+             name);
     QCOMPARE(folder.names(), QStringList());
 }
 
 void VondElementTest::everyOccurrenceOfTheFolderGoesFromTheKey()
 {
     const OwnWorkFolder folder;
+    tool::ClaimedPaths claims;
     const tool::ReturnFile file = tool::reserveReturnFile(
         {Kind::ReturnFile, {}, QLatin1Char('a') + folder.filePath(QStringLiteral("b")), {}},
-        folder.path());
+        folder.path(),
+        &claims);
     QCOMPARE(file.key, QStringLiteral("ab"));
     QCOMPARE(file.argument, folder.filePath(QStringLiteral("ab")));
 }
@@ -152,9 +159,49 @@ void VondElementTest::everyOccurrenceOfTheFolderGoesFromTheKey()
 void VondElementTest::withoutANameTheFolderItselfIsTheTarget()
 {
     const OwnWorkFolder folder;
+    tool::ClaimedPaths claims;
     const tool::ReturnFile file =
-        tool::reserveReturnFile({Kind::ReturnFile, {}, {}, {}}, folder.path());
+        tool::reserveReturnFile({Kind::ReturnFile, {}, {}, {}}, folder.path(), &claims);
     QCOMPARE(file.key, QStringLiteral("_1."));
+}
+
+void VondElementTest::aNameIsNobodyElsesWhileTheClaimsLive()
+{
+    const OwnWorkFolder folder;
+    const QString name = QStringLiteral("x.tif");
+    tool::ClaimedPaths claims;
+    {
+        tool::ClaimedPaths others;
+        QCOMPARE(
+            tool::reserveReturnFile({Kind::ReturnFile, {}, name, {}}, folder.path(), &others).key,
+            name);
+        QCOMPARE(
+            tool::reserveReturnFile({Kind::ReturnFile, {}, name, {}}, folder.path(), &claims).key,
+            QStringLiteral("x_1.tif"));
+    }
+    QCOMPARE(tool::reserveReturnFile({Kind::ReturnFile, {}, name, {}}, folder.path(), &claims).key,
+             name);
+}
+
+void VondElementTest::aNameInsideTheFolderIsNobodyElsesEither()
+{
+    const OwnWorkFolder folder;
+    const QString name = QStringLiteral("x.tif");
+    const QString longer = folder.filePath(name); // which is cut to the name
+    for (const bool longerFirst : {false, true}) {
+        tool::ClaimedPaths claims;
+        tool::ClaimedPaths others;
+        QCOMPARE(tool::reserveReturnFile({Kind::ReturnFile, {}, longerFirst ? longer : name, {}},
+                                         folder.path(),
+                                         &others)
+                     .key,
+                 name);
+        QCOMPARE(tool::reserveReturnFile({Kind::ReturnFile, {}, longerFirst ? name : longer, {}},
+                                         folder.path(),
+                                         &claims)
+                     .key,
+                 QStringLiteral("x_1.tif"));
+    }
 }
 
 QTEST_GUILESS_MAIN(VondElementTest)

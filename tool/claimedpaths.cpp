@@ -1,0 +1,89 @@
+#include "tool/claimedpaths.h"
+
+#include <QFile>
+#include <QHash>
+#include <QMutex>
+#include <QMutexLocker>
+
+#ifdef Q_OS_UNIX
+#include <sys/stat.h>
+#endif
+
+namespace tool {
+
+namespace {
+
+struct Entry
+{
+    const ClaimedPaths *owner = nullptr;
+    bool isClosed = false;
+};
+
+QMutex claimedMutex;
+
+QHash<QByteArray, Entry> &claimed() // under claimedMutex
+{
+    static QHash<QByteArray, Entry> entries;
+    return entries;
+}
+
+// The name and the folder's own number, whatever way leads there; the path as it stands when there
+// is no such folder.
+QByteArray keyOf(const QString &path)
+{
+    const QByteArray native = QFile::encodeName(path);
+#ifdef Q_OS_UNIX
+    const int nameAt = native.lastIndexOf('/') + 1;
+    const QByteArray folder = nameAt == 0 ? QByteArray(".") : native.left(nameAt);
+    struct stat info = {};
+    if (!folder.contains('\0') && ::stat(folder.constData(), &info) == 0) {
+        return QByteArray::number(static_cast<qulonglong>(info.st_dev)) + ':'
+            + QByteArray::number(static_cast<qulonglong>(info.st_ino)) + '/' + native.mid(nameAt);
+    }
+#endif
+    return native;
+}
+
+} // namespace
+
+ClaimedPaths::~ClaimedPaths()
+{
+    const QMutexLocker lock(&claimedMutex);
+    for (const QByteArray &key : qAsConst(m_keys)) {
+        claimed().remove(key);
+    }
+}
+
+ClaimedPaths::Claim ClaimedPaths::claim(const QString &path)
+{
+    const QByteArray key = keyOf(path);
+    const QMutexLocker lock(&claimedMutex);
+    const auto found = claimed().constFind(key);
+    if (found != claimed().constEnd()) {
+        return found->owner == this && !found->isClosed ? Claim::Own : Claim::Refused;
+    }
+    m_keys.insert(key); // first: what is entered must be taken back, also when memory ends here
+    claimed().insert(key, {this, false});
+    return Claim::New;
+}
+
+void ClaimedPaths::close(const QString &path)
+{
+    const QByteArray key = keyOf(path);
+    const QMutexLocker lock(&claimedMutex);
+    const auto found = claimed().find(key);
+    if (found != claimed().end() && found->owner == this) {
+        found->isClosed = true;
+    }
+}
+
+void ClaimedPaths::giveBack(const QString &path)
+{
+    const QByteArray key = keyOf(path);
+    const QMutexLocker lock(&claimedMutex);
+    if (m_keys.remove(key)) {
+        claimed().remove(key);
+    }
+}
+
+} // namespace tool
