@@ -7,6 +7,8 @@ Four clients upload, convert, fetch, cancel and run the tool without a pause. Th
 with SIGKILL after a random moment, TIMES (20) times, and started again on the same folders. Then:
 
 - a client that was told of its upload finds the file complete, byte for byte
+- one that was not finds it complete or not at all, and, of a name uploaded before, the old or the
+  new file
 - a client that was told the name of a result fetches it, and fetches the same bytes as before
 - a client that was told of a stop file finds it
 - whoever got half an answer, or none, may be told nothing that is wrong
@@ -54,6 +56,7 @@ class Client(threading.Thread):
         self.label = name
         self.random = random.Random(seed)
         self.uploads = {}  # name -> bytes, acknowledged
+        self.sending = None  # name and bytes of an upload that is not acknowledged
         self.results = {}  # name -> bytes that it must have
         self.stops = []
         self.wrong = []
@@ -74,8 +77,8 @@ class Client(threading.Thread):
 
     def cycle(self, name: str) -> None:
         data = self.random.randbytes(self.random.choice([10, 5000, 300000, 3000000]))
-        self.told(self.ask(f"/upload/{name}.bin", data), b'{"ok": true}')
-        self.uploads[f"{name}.bin"] = data
+        self.upload(f"{name}.bin", data)
+        self.upload(f"{self.label}.bin", data)
         request = json.dumps({"fileName": f"{name}.bin", "reqestID": name, "configuration": "X",
                               "cancelID": name})
         result = self.ask("/convert", request.encode())
@@ -85,6 +88,12 @@ class Client(threading.Thread):
         self.told(self.ask(f"/cancelConversion/{name}", b""), name.encode())
         self.stops.append(f"{name}.txt")
         self.told(self.ask("/version", b""), b"crash 1.0\n")
+
+    def upload(self, name: str, data: bytes) -> None:
+        self.sending = (name, data)
+        self.told(self.ask(f"/upload/{name}", data), b'{"ok": true}')
+        self.sending = None
+        self.uploads[name] = data
 
     def told(self, got: bytes, wanted: bytes) -> None:
         if got != wanted:
@@ -100,7 +109,8 @@ class Run:
         self.work = folder / "work"
         self.work.mkdir()
         self.service = servicerun.Service(program, str(tool), work_folder=str(self.work))
-        self.told = {"uploads": 0, "results": 0, "stop files": 0, "broken off": 0}
+        self.told = {"uploads": 0, "results": 0, "stop files": 0, "broken off": 0,
+                     "helpers' files": 0}
         self.wrong = []
 
     def life(self, number: int) -> None:
@@ -124,13 +134,18 @@ class Run:
         self.service.process.send_signal(signal.SIGKILL)
         self.service.process.wait()
         for path in self.work.iterdir():
+            self.told["helpers' files"] += path.name.startswith(".vond-")
             path.unlink()
 
     def look_back(self, client: Client) -> None:
         self.wrong += client.wrong
+        sent, sending = client.sending or (None, None)
         for name, data in client.uploads.items():
-            if (self.work / name).read_bytes() != data:
+            if (self.work / name).read_bytes() not in (data, sending if name == sent else data):
                 self.wrong.append(f"the acknowledged upload {name} is not complete")
+        if sent and sent not in client.uploads and (self.work / sent).exists():
+            if (self.work / sent).read_bytes() != sending:
+                self.wrong.append(f"a part of the upload {sent} is there")
         for name, data in client.results.items():
             answer = rawhttp.get(self.service.address, "/getConversionResult/" + name)
             if answer is None or answer.body != data:
