@@ -11,6 +11,7 @@ Works in a mount namespace of its own, so that nothing it mounts is seen by othe
 """
 
 import argparse
+import base64
 import contextlib
 import json
 import os
@@ -38,6 +39,7 @@ case "$*" in
     *"sleep a second"*) echo slept; sleep 1 ;;
     *"print a gigabyte"*) head -c 1073741824 /dev/zero | tr '\0' x ;;
     *"print without end"*) exec yes xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx ;;
+    *"look for the input"*) [ -e "$5" ] && cat "$5" || { echo "no input"; echo "Error:" >&2; } ;;
     *"a file"*) for last; do :; done; echo converted >"$last" && echo "Output file: $last" ;;
     *) echo "$*" ;;
 esac
@@ -128,6 +130,13 @@ def conversion(name: str, configuration: str, cancel: str = "c") -> bytes:
 
 def convert(fault: Fault, name: str, configuration: str, cancel: str = "c"):
     return body(rawhttp.post(fault.address(), "/convert", conversion(name, configuration, cancel)))
+
+
+def inline(fault: Fault, name: str, data: bytes):
+    """With a tool that tells whether its input is there."""
+    return body(rawhttp.post(fault.address(), "/convertWithLocalData", json.dumps({
+        "fileName": name, "imgData": base64.b64encode(data).decode(),
+        "configuration": "look for the input"}).encode()))
 
 
 def vond(fault: Fault, *arguments):
@@ -358,7 +367,23 @@ def a_full_disk_is_seen_in_the_result_only():
     with Fault() as fault:
         mounted(fault, "size=1m,nr_inodes=6")
         same(upload(fault, "big.txt", b"x" * 3 * MEBIBYTE), b'{"ok": true}')
-        expect((fault.work / "big.txt").stat().st_size <= MEBIBYTE, "the disk was not full")
+        expect(not (fault.work / "big.txt").exists(), "a part of an upload is there")
+        same(upload(fault, "big.txt", b"old"), b'{"ok": true}')
+        same(get(fault, "/getConversionResult/big.txt"), b"old")
+        same(upload(fault, "big.txt", b"x" * 3 * MEBIBYTE), b'{"ok": true}')
+        same(get(fault, "/getConversionResult/big.txt"), b"")  # neither a part nor the old one
+        same(inline(fault, "big.txt", b"x" * 3 * MEBIBYTE), b"no input\n")
+        same([path.name for path in fault.work.iterdir()], [])
+        # As large as the disk has room for, and twice: the old one makes room for the new.
+        for letter in (b"a", b"b"):
+            same(upload(fault, "big.txt", letter * (1000 * 1024)), b'{"ok": true}')
+            same(get(fault, "/getConversionResult/big.txt"), letter * (1000 * 1024))
+        same(upload(fault, "rest.txt", b"x" * MEBIBYTE), b'{"ok": true}')
+        same([path.name for path in fault.work.iterdir()], ["big.txt"])
+        (fault.work / "rest.txt").write_bytes(b"x" * 24 * 1024)
+        same(get(fault, "/cancelConversion/full"), b"full")
+        same((fault.work / "full.txt").stat().st_size, 0)  # it is there, which is what counts
+        (fault.work / "full.txt").unlink()
         same(convert(fault, "big.txt", "a file"), b"big_a file.txt")  # which the tool left empty
         same(get(fault, "/getConversionResult/big_a%20file.txt"), b"")
         expect("file is not available, Size:0" in fault.service.errors(), "the operator was not "
