@@ -1,0 +1,168 @@
+// Stands in for the tool on a busy day. It takes up to 300 ms, and what it writes says for whom:
+// the name of the stop file, and the bytes of the input and of a profile. Results of conversions
+// never overwrite; results of arguments that end in "-o PATH" do, as with a tool that trusts the
+// path it was given.
+//
+// Each word on standard output waits until the one before has been taken out of the pipe, so that
+// it is read by itself.
+#include <cstdlib>
+#include <fcntl.h>
+#include <fstream>
+#include <iterator>
+#include <poll.h>
+#include <random>
+#include <string>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using Arguments = std::vector<std::string>;
+
+constexpr unsigned longestLifeSeconds = 120;
+constexpr useconds_t lookAgainMicroseconds = 2000;
+constexpr unsigned longestWorkMicroseconds = 150000; // twice
+
+void write(int descriptor, const std::string &text)
+{
+    std::size_t done = 0;
+    while (done < text.size()) {
+        const ssize_t count = ::write(descriptor, text.data() + done, text.size() - done);
+        if (count < 0) {
+            std::_Exit(EXIT_FAILURE);
+        }
+        done += static_cast<std::size_t>(count);
+    }
+}
+
+void say(const std::string &text)
+{
+    write(STDOUT_FILENO, text);
+    int waiting = 0;
+    while (::ioctl(STDOUT_FILENO, FIONREAD, &waiting) == 0 && waiting > 0) {
+        pollfd pipe{STDOUT_FILENO, POLLOUT, 0};
+        if (::poll(&pipe, 1, 0) > 0 && (pipe.revents & POLLERR) != 0) {
+            std::_Exit(EXIT_FAILURE); // the reader is gone
+        }
+        ::usleep(lookAgainMicroseconds);
+    }
+}
+
+void work()
+{
+    static std::mt19937 chance(static_cast<unsigned>(::getpid()));
+    ::usleep(std::uniform_int_distribution<useconds_t>(0, longestWorkMicroseconds)(chance));
+}
+
+std::string after(const Arguments &arguments, const std::string &option)
+{
+    for (std::size_t i = 0; i + 1 < arguments.size(); ++i) {
+        if (arguments[i] == option) {
+            return arguments[i + 1];
+        }
+    }
+    return {};
+}
+
+std::string before(const Arguments &arguments, const std::string &option)
+{
+    for (std::size_t i = 1; i < arguments.size(); ++i) {
+        if (arguments[i] == option) {
+            return arguments[i - 1];
+        }
+    }
+    return {};
+}
+
+std::string startingWith(const Arguments &arguments, const std::string &option)
+{
+    for (const std::string &argument : arguments) {
+        if (argument.compare(0, option.size(), option) == 0) {
+            return argument.substr(option.size());
+        }
+    }
+    return {};
+}
+
+std::string contentOf(const std::string &path)
+{
+    if (path.empty()) {
+        return {};
+    }
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        write(STDERR_FILENO, "Error: no such input: " + path + "\n");
+        say("no input\n");
+        std::_Exit(EXIT_FAILURE);
+    }
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+// The wanted path, or the next with a number when that has come to be there.
+std::string writeNew(const std::string &wanted, const std::string &content)
+{
+    const std::size_t dot = wanted.rfind('.');
+    std::string path = wanted;
+    int file = -1;
+    for (int n = 1; file < 0 && n < 1000000; ++n) {
+        file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0666);
+        if (file < 0) {
+            path = wanted.substr(0, dot) + "_" + std::to_string(n) + wanted.substr(dot);
+        }
+    }
+    write(file, content);
+    ::close(file);
+    return path;
+}
+
+int convert(const Arguments &arguments)
+{
+    const std::string stopFile = startingWith(arguments, "--stopfile=");
+    const std::string owner = stopFile.substr(stopFile.rfind('/') + 1) + "\n";
+    say("Progress: 1% " + owner);
+    work();
+    const std::string content =
+        contentOf(before(arguments, "-o")) + contentOf(after(arguments, "--profile"));
+    while (after(arguments, "-c") == "UntilStopped") {
+        if (::access(stopFile.c_str(), F_OK) == 0) {
+            write(STDERR_FILENO, "Error: stopped\n");
+            say("stopped by " + owner);
+            return EXIT_FAILURE;
+        }
+        ::usleep(lookAgainMicroseconds);
+    }
+    say("Progress: 50% " + owner);
+    work();
+    say("Output file: " + writeNew(after(arguments, "-o"), owner + content) + "\n");
+    return EXIT_SUCCESS;
+}
+
+int run(const Arguments &arguments)
+{
+    const std::string content = contentOf(before(arguments, "-o"));
+    work();
+    const std::string path = after(arguments, "-o");
+    const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
+    write(file, content);
+    ::close(file);
+    work();
+    say("wrote " + path + "\n");
+    return EXIT_SUCCESS;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    ::alarm(longestLifeSeconds);
+    const Arguments arguments(argv + 1, argv + argc);
+    const std::string name = startingWith(arguments, "--name=");
+    if (!name.empty()) {
+        work();
+        say("details of " + name + "\n");
+        return EXIT_SUCCESS;
+    }
+    return after(arguments, "-c").empty() ? run(arguments) : convert(arguments);
+}
