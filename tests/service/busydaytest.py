@@ -21,6 +21,7 @@ import json
 import os
 import random
 import re
+import signal
 import sys
 import threading
 import time
@@ -76,7 +77,7 @@ class Client(threading.Thread):
     """One after the other, whatever comes to its mind."""
 
     def __init__(self, day: Day, number: int):
-        super().__init__()
+        super().__init__(daemon=True)
         self.day = day
         self.number = number
         self.chance = random.Random(number)
@@ -213,6 +214,7 @@ def main() -> int:
         return 2
     seconds = float(sys.argv[3]) if len(sys.argv) > 3 else 6
     clients = int(sys.argv[4]) if len(sys.argv) > 4 else 64
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # not without ending the service
     service = servicerun.Service(sys.argv[1], sys.argv[2])
     service.work = service.folder / "tmp/work"
     service.work.mkdir()
@@ -227,7 +229,7 @@ def main() -> int:
         servicerun.eventually(lambda: service.threads() == 1)
         before = (service.threads(), service.descriptors())
         threads = [Client(day, number) for number in range(clients)]
-        ageing = threading.Thread(target=age, args=(day,))
+        ageing = threading.Thread(target=age, args=(day,), daemon=True)
         for thread in [*threads, ageing]:
             thread.start()
         for thread in [*threads, ageing]:
