@@ -140,8 +140,15 @@ class Client(threading.Thread):
         return json.dumps({"fileName": NAME, "reqestID": owner, "cancelID": owner,
                            "configuration": configuration}).encode()
 
+    def try_to_ask(self, target: str, data: bytes = b"") -> bytes:
+        """For a second thread, whose end nobody would notice."""
+        try:
+            return self.ask(target, data)
+        except OSError as error:
+            return repr(error).encode()
+
     def poll(self, owner: str) -> None:
-        answer = self.ask("/progressInfo/" + owner)
+        answer = self.try_to_ask("/progressInfo/" + owner)
         own = answer.endswith(b"% " + owner.encode() + b".txt\n")
         self.day.judge("polls", own or answer in (b"", b"Progress: 0%"), answer)
 
@@ -159,7 +166,7 @@ class Client(threading.Thread):
     def cancel(self, owner: str) -> None:
         answers = []
         job = threading.Thread(target=lambda: answers.append(
-            self.ask("/convert", self.conversion(owner, "UntilStopped"))))
+            self.try_to_ask("/convert", self.conversion(owner, "UntilStopped"))))
         job.start()
         answer = self.ask("/cancelConversion/" + owner)
         job.join()
