@@ -29,8 +29,12 @@ void preferQtsOwnEventDispatcher()
 // Shows an administrator, in the log and in the store, that and where settings can be written.
 void writeProbe(QSettings &store)
 {
-    store.setValue(settings::probeKey, QStringLiteral("servertester"));
-    store.sync();
+    // A value that cannot be written stays with Qt, which from then on tries that again instead of
+    // reading what others have stored meanwhile. So a store that is read-only here gets none.
+    if (store.isWritable()) {
+        store.setValue(settings::probeKey, QStringLiteral("servertester"));
+        store.sync();
+    }
     qDebug() << "server prefs" << store.fileName();
 }
 

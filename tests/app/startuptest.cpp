@@ -14,6 +14,8 @@
 #include <QTest>
 #include <QTextCodec>
 
+#include <linux/capability.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 
 namespace {
@@ -88,6 +90,8 @@ private Q_SLOTS:
 
     void withLoggingOffTheRouteAnswersWhateverLogFileThereIs();
     void changingTheLogFolderMovesTheRouteAndNotTheWriting();
+
+    void aStoreThatCannotBeWrittenIsServedFromAndSeenToChange();
 
     void theDescriptorLimitIsRaisedToTheHardOne();
     void theVersionIsTheBuilds();
@@ -461,6 +465,34 @@ void StartupTest::changingTheLogFolderMovesTheRouteAndNotTheWriting()
     QVERIFY(contentOf(path).startsWith(before));
     QVERIFY(contentOf(path).mid(before.size()).contains(": handling request from client: "));
     QCOMPARE(contentOf(other + QStringLiteral("/vondServer.log")), QByteArray("what lies there\n"));
+}
+
+void StartupTest::aStoreThatCannotBeWrittenIsServedFromAndSeenToChange()
+{
+    // Root may write to any file, unless the programs it starts lack this capability. Another user
+    // has nothing to drop.
+    (void)::prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0);
+    const QStringList folders = {m_service->temporaryFolder() + QStringLiteral("/first"),
+                                 m_service->temporaryFolder() + QStringLiteral("/the second")};
+    const auto storeReadOnly = [this](const QString &folder) {
+        QFile file(m_service->settingsFile());
+        QVERIFY(!file.exists() || file.setPermissions(QFile::ReadOwner | QFile::WriteOwner));
+        m_service->setSetting(settings::logFolderKey, folder);
+        QVERIFY(file.setPermissions(QFile::ReadOwner));
+    };
+    for (const QString &folder : folders) {
+        QVERIFY(QDir().mkdir(folder));
+        makeFile(folder + QStringLiteral("/vondServer.log"), "lies in " + folder.toUtf8());
+    }
+    storeReadOnly(folders.first());
+
+    QVERIFY(m_service->start(m_tool));
+
+    QVERIFY(!m_service->setting(settings::probeKey).isValid());
+    QCOMPARE(get(m_service->port(), "/getLogFile"), "lies in " + folders.first().toUtf8());
+    // Somebody else may write, as an administrator outside the service's sandbox.
+    storeReadOnly(folders.last());
+    QCOMPARE(get(m_service->port(), "/getLogFile"), "lies in " + folders.last().toUtf8());
 }
 
 void StartupTest::theDescriptorLimitIsRaisedToTheHardOne()
