@@ -3,6 +3,8 @@
 set -u
 # shellcheck source=tests/scripts/expect.sh
 source /try/expect.sh
+# shellcheck source=tests/package/settingsattack.sh
+source /try/settingsattack.sh
 
 echo "127.0.0.1 localhost $(hostname)" >/etc/hosts # sudo looks itself up
 export DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8
@@ -60,11 +62,18 @@ vond() {
 
 # There is no man in here to look for our page.
 complaints() {
-    systemd-analyze verify vondserver.service 2>&1 | grep -v "Command 'man "
+    systemd-analyze verify vondserver.service vondserver-probe.service 2>&1 | grep -v "Command 'man "
 }
 
 own_settings() {
     sudo -Hu vondserver vondServer "$@"
+}
+
+readonly own_store=$state/.config/meridane/vondServer.conf
+
+restart() {
+    systemctl restart vondserver
+    wait_for "an answer" answers
 }
 
 installing_without_systemd_running_makes_user_and_folders() {
@@ -94,6 +103,40 @@ settings_need_no_hands() {
     expect_part "log" "$(cat $log)" "Server starting ..."
 }
 
+every_start_writes_the_probe_and_logs_itself_once() {
+    local starts
+    sed -i '/^test1=/d' $own_store
+    starts=$(grep -c 'Server starting' $log)
+    restart
+    expect_part "own settings" "$(cat $own_store)" "test1=servertester"
+    expect "starts in the log" "$(grep -c 'Server starting' $log)" $((starts + 1))
+    expect "owner" "$(stat -c '%U %a' $own_store)" "vondserver 600"
+}
+
+it_starts_where_the_store_cannot_be_written() {
+    sed -i '/^test1=/d' $own_store
+    mount --bind $state/.config $state/.config
+    mount -o remount,bind,ro $state/.config
+    restart
+    umount $state/.config
+    expect "probe" "$(grep test1 $own_store)" ""
+}
+
+settings_commands_work_while_it_serves() {
+    sudo -u vondserver mkdir $state/tmp/other
+    own_settings setTempFolder $state/tmp/other >/dev/null 2>&1
+    expect "upload" "$(ask --data-binary abc $address/upload/for-other)" '{"ok": true}'
+    expect "where it went" "$(cat $state/tmp/other/for-other)" abc
+    own_settings setTempFolder $state/tmp >/dev/null 2>&1
+    ask --data-binary abc $address/upload/for-tmp >/dev/null
+    expect "where the next one went" "$(cat $state/tmp/for-tmp)" abc
+    own_settings setLogging 0 >/dev/null 2>&1
+    restart
+    expect "log by the journal" "$(wc -l <$log)" "$(ask $address/ >/dev/null; wc -l <$log)"
+    own_settings setLogging 1 >/dev/null 2>&1
+    restart
+}
+
 a_conversion_gives_what_the_tool_gives_outside() {
     expect "upload" "$(ask --data-binary @/try/demo.jpg $address/upload/demo.jpg)" '{"ok": true}'
     expect "conversion" "$(convert first)" demo_PressCMYK.jpg
@@ -119,7 +162,8 @@ nothing_outside_its_folders_can_be_written() {
     # Without the sandbox, file rights would let it write to two of these.
     mkdir -p /srv/open /var/lib/other
     chmod 777 /srv/open /var/lib/other
-    for folder in /srv/open /var/lib/other $state /etc /usr/bin /root /home /run; do
+    for folder in /srv/open /var/lib/other $state $state/.config $state/.config/meridane \
+        /etc /etc/xdg /etc/xdg/meridane /usr/bin /root /home /run; do
         answer=$(vond -c sRGB $state/tmp/demo.jpg -o "$folder/outside.jpg")
         expect_part "answer for $folder" "$answer" "Error:"
         [[ ! -e $folder/outside.jpg ]] || fail "$folder was written to"
@@ -192,9 +236,31 @@ a_stop_leaves_no_tool_behind() {
     wait_for "an answer" answers
 }
 
+nobody_writes_where_settings_are_read_from() {
+    local before
+    sed -i 's|^vondPath=.*|vondPath=/usr/bin/env|' /etc/xdg/meridane/vondServer.conf
+    restart
+    before=$(bash -c "$print_settings")
+    # Beside it something that runs as the same user and is not in the sandbox, as the commands are.
+    sudo -Hu vondserver sleep 60 &
+    attack_through_the_service
+    expect_unchanged "through the service" "$(bash -c "$print_settings")" "$before"
+    attack_through_the_tool
+    expect_unchanged "through the tool" "$(bash -c "$print_settings")" "$before"
+    pkill -u vondserver -x sleep
+    wait
+    the_settings_are_still_in_force
+    restart
+    expect_unchanged "after a start" "$(bash -c "$print_settings")" "$before"
+    the_settings_are_still_in_force
+    sed -i 's|^vondPath=.*|vondPath=/usr/bin/vond-sample|' /etc/xdg/meridane/vondServer.conf
+    restart
+}
+
 a_drop_in_gives_a_tool_more() {
     mkdir -p /srv/vond /etc/systemd/system/vondserver.service.d
     chown vondserver: /srv/vond
+    sudo -u vondserver mkdir $state/.config/colour
     expect_part "before" "$(vond -c sRGB $state/tmp/demo.jpg -o /srv/vond/out.jpg)" "Error:"
     sed 's/^#\(MemoryDenyWriteExecute\|ReadWritePaths\)/\1/' /try/tool.conf \
         >/etc/systemd/system/vondserver.service.d/tool.conf
@@ -203,6 +269,14 @@ a_drop_in_gives_a_tool_more() {
     wait_for "an answer" answers
     vond -c sRGB $state/tmp/demo.jpg -o /srv/vond/out.jpg >/dev/null
     [[ -s /srv/vond/out.jpg ]] || fail "the folder could still not be written"
+    vond -c sRGB $state/tmp/demo.jpg -o $state/.config/colour/out.jpg >/dev/null
+    [[ -s $state/.config/colour/out.jpg ]] || fail "the tool's settings could still not be written"
+    # A folder around the settings does not open these.
+    printf '[Service]\nReadWritePaths=%s\n' $state >/etc/systemd/system/vondserver.service.d/wide.conf
+    systemctl daemon-reload
+    restart
+    expect_part "the settings in a wide folder" \
+        "$(vond -c sRGB $state/tmp/demo.jpg -o $state/.config/outside.jpg)" "Error:"
     # Every other line of it is understood, too.
     mkdir -p /home/colour/profiles
     sed 's/^#\([A-Z][A-Za-z]*=\)/\1/' /try/tool.conf >/etc/systemd/system/vondserver.service.d/tool.conf
@@ -257,6 +331,9 @@ fi
 (run_tests \
     installing_starts_the_service \
     settings_need_no_hands \
+    every_start_writes_the_probe_and_logs_itself_once \
+    it_starts_where_the_store_cannot_be_written \
+    settings_commands_work_while_it_serves \
     a_conversion_gives_what_the_tool_gives_outside \
     a_failing_conversion_is_told \
     a_conversion_is_cancelled \
@@ -266,6 +343,7 @@ fi
     the_log_can_be_rotated_while_it_serves \
     it_is_started_again_after_a_crash \
     a_stop_leaves_no_tool_behind \
+    nobody_writes_where_settings_are_read_from \
     a_drop_in_gives_a_tool_more \
     an_upgrade_restarts_and_keeps_settings_and_files \
     removing_stops_it_and_keeps_settings_and_files \
