@@ -209,10 +209,12 @@ the_log_can_be_rotated_while_it_serves() {
 it_is_started_again_after_a_crash() {
     local before
     before=$(main_pid)
+    sed -i '/^test1=/d' $own_store
     kill -SEGV "$before"
     wait_for "the end of the old one" bash -c "! kill -0 $before"
     wait_for "an answer" answers
     [[ $(main_pid) != "$before" && $(systemctl is-active vondserver) == active ]] || fail "not restarted"
+    expect_part "own settings" "$(cat $own_store)" "test1=servertester"
 }
 
 a_stop_leaves_no_tool_behind() {

