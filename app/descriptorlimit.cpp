@@ -1,12 +1,17 @@
 #include "app/descriptorlimit.h"
 
-#include <QtGlobal>
+#include <algorithm>
 
 #ifdef Q_OS_UNIX
 #include <sys/resource.h>
 #endif
 
 namespace app {
+
+quint64 raisedDescriptorLimit(quint64 soft, quint64 hard)
+{
+    return std::min(std::max(soft, mostDescriptors), hard);
+}
 
 // A connection takes two descriptors, its socket and its thread's wake-up. The usual soft limit of
 // 1024 is reached with some 500 clients, and Qt ends the whole process when a thread's wake-up
@@ -18,7 +23,7 @@ void raiseDescriptorLimit()
 #ifdef Q_OS_UNIX
     rlimit limit = {};
     if (::getrlimit(RLIMIT_NOFILE, &limit) == 0) {
-        limit.rlim_cur = limit.rlim_max;
+        limit.rlim_cur = raisedDescriptorLimit(limit.rlim_cur, limit.rlim_max);
         (void)::setrlimit(RLIMIT_NOFILE, &limit);
     }
 #endif

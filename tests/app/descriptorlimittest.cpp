@@ -3,6 +3,7 @@
 #include <QObject>
 #include <QTest>
 
+#include <limits>
 #include <sys/resource.h>
 
 class DescriptorLimitTest : public QObject
@@ -10,11 +11,37 @@ class DescriptorLimitTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void theSoftLimitBecomesTheHardOne();
+    void theSoftLimitIsRaisedAsFarAsIsUseful_data();
+    void theSoftLimitIsRaisedAsFarAsIsUseful();
+    void theProcessGetsTheRaisedLimit();
     void raisingItAgainChangesNothing();
 };
 
-void DescriptorLimitTest::theSoftLimitBecomesTheHardOne()
+void DescriptorLimitTest::theSoftLimitIsRaisedAsFarAsIsUseful_data()
+{
+    QTest::addColumn<quint64>("soft");
+    QTest::addColumn<quint64>("hard");
+    QTest::addColumn<quint64>("raised");
+
+    const quint64 most = app::mostDescriptors;
+    const quint64 unlimited = std::numeric_limits<quint64>::max();
+    QTest::newRow("less is allowed") << quint64(64) << quint64(1000) << quint64(1000);
+    QTest::newRow("just as much is allowed") << quint64(64) << most << most;
+    QTest::newRow("far more is allowed") << quint64(64) << quint64(1000000000) << most;
+    QTest::newRow("no hard limit") << quint64(64) << unlimited << most;
+    QTest::newRow("more is set already") << most + 1 << 2 * most << most + 1;
+    QTest::newRow("no limit at all") << unlimited << unlimited << unlimited;
+}
+
+void DescriptorLimitTest::theSoftLimitIsRaisedAsFarAsIsUseful()
+{
+    QFETCH(quint64, soft);
+    QFETCH(quint64, hard);
+    QFETCH(quint64, raised);
+    QCOMPARE(app::raisedDescriptorLimit(soft, hard), raised);
+}
+
+void DescriptorLimitTest::theProcessGetsTheRaisedLimit()
 {
     rlimit limit = {};
     QCOMPARE(::getrlimit(RLIMIT_NOFILE, &limit), 0);
@@ -25,7 +52,7 @@ void DescriptorLimitTest::theSoftLimitBecomesTheHardOne()
     app::raiseDescriptorLimit();
 
     QCOMPARE(::getrlimit(RLIMIT_NOFILE, &limit), 0);
-    QCOMPARE(limit.rlim_cur, hard);
+    QCOMPARE(quint64(limit.rlim_cur), app::raisedDescriptorLimit(64, hard));
     QCOMPARE(limit.rlim_max, hard);
 }
 
