@@ -5,10 +5,17 @@
 #include <QAbstractEventDispatcher>
 #include <QTcpServer>
 
+#ifdef Q_OS_UNIX
+#include <fcntl.h>
+#endif
+
 namespace {
 
 constexpr int turnsBetweenLooks = 100; // a look costs two calls of the system
 constexpr int pauseMs = 100;
+
+// What a server that waited for a client, but not for long, remembers.
+constexpr QAbstractSocket::SocketError nobodyWaits = QAbstractSocket::SocketTimeoutError;
 
 } // namespace
 
@@ -31,7 +38,7 @@ void AcceptPause::handleAwake()
     // The first failure of a listening socket is the one that Qt remembers. Mostly that was finding
     // nobody else waiting, which is no error: then the event loop turns and turns. When it was this
     // one, Qt has stopped accepting for good, and stops again after each client that comes.
-    if (m_server->serverError() == QAbstractSocket::UnknownSocketError) {
+    if (!hasFailed()) {
         if (++m_turns < turnsBetweenLooks) {
             return;
         }
@@ -47,5 +54,33 @@ void AcceptPause::handleAwake()
 void AcceptPause::timerEvent(QTimerEvent *)
 {
     m_pause.stop();
-    m_server->resumeAccepting();
+    if (!hasFailed() || !listenAnew()) {
+        m_server->resumeAccepting();
+    }
+}
+
+bool AcceptPause::hasFailed() const
+{
+    const QAbstractSocket::SocketError error = m_server->serverError();
+    return error != QAbstractSocket::UnknownSocketError && error != nobodyWaits;
+}
+
+// Gives the server a fresh view of the socket that it listens on, without the failure that it would
+// remember for ever. The socket itself, with the clients that wait there, stays open meanwhile.
+bool AcceptPause::listenAnew()
+{
+#ifdef Q_OS_UNIX
+    const int copy = ::fcntl(static_cast<int>(m_server->socketDescriptor()), F_DUPFD_CLOEXEC, 0);
+    if (copy < 0) {
+        return false; // there is none free yet
+    }
+    m_server->close();
+    (void)m_server->setSocketDescriptor(copy); // a listening socket, which it was until now
+    // The server's own error outlives this and is replaced by the outcome of looking for a client.
+    // Should one be there, it is taken, and the next pause looks again.
+    (void)m_server->waitForNewConnection(0);
+    return true;
+#else
+    return false;
+#endif
 }

@@ -23,6 +23,9 @@ protected:
     void timerEvent(QTimerEvent *event) override;
 
 private:
+    [[nodiscard]] bool hasFailed() const;
+    [[nodiscard]] bool listenAnew();
+
     QTcpServer *m_server; // the parent
     int m_turns = 0; // since the last look
     QBasicTimer m_pause;

@@ -1,3 +1,4 @@
+#include "server/acceptpause.h"
 #include "server/clientclaim.h"
 #include "server/vondrequestthread.h"
 #include "server/vondserver.h"
@@ -253,8 +254,45 @@ private Q_SLOTS:
             next.send("GET / HTTP/1.1\r\nHost: a\r\n\r\n");
             QVERIFY(next.takeResponse());
         }
+        // And rests no more, ever again: a server that rests lets its clients wait.
+        const auto rests = [pause = server.findChild<AcceptPause *>()] {
+            return !QAbstractEventDispatcher::instance()->registeredTimers(pause).isEmpty();
+        };
+        QTRY_VERIFY(!rests());
+        for (int i = 0; i < 20; ++i) {
+            RawClient next(server.serverPort());
+            next.send("GET / HTTP/1.1\r\nHost: a\r\n\r\n");
+            QVERIFY(next.takeResponse());
+            QTest::qWait(1); // a few more turns
+            QVERIFY(!rests());
+        }
         client.reset();
         QTRY_VERIFY(server.findChildren<VondRequestThread *>().isEmpty());
+    }
+
+    void recoveringLosesNobodyWhoWaits()
+    {
+        OpenServer server(QStringLiteral("/no/such/tool"));
+        QVERIFY(server.listen(QHostAddress::LocalHost));
+        const quint16 port = server.serverPort();
+        for (int round = 0; round < 3; ++round) { // the first failure is the one that is remembered
+            std::vector<std::unique_ptr<RawClient>> waiting;
+            for (int i = 0; i < 10; ++i) {
+                waiting.push_back(std::make_unique<RawClient>(port));
+                waiting.back()->send("GET / HTTP/1.1\r\nHost: a\r\n\r\n");
+            }
+            {
+                const Limit none(lowestFree());
+                QTest::qWait(250);
+            }
+            for (const auto &client : waiting) {
+                QVERIFY(client->takeResponse());
+            }
+            waiting.clear();
+            QTRY_VERIFY(server.findChildren<VondRequestThread *>().isEmpty());
+            QCOMPARE(server.serverPort(), port);
+            QVERIFY(server.isListening());
+        }
     }
 };
 
