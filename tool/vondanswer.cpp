@@ -4,12 +4,13 @@
 #include "tool/utf8text.h"
 
 #include <QFileInfo>
+#include <QVector>
 
 namespace tool {
 
 QStringList survivingReturnKeys(const QStringList &keys, const QByteArray &stdErr)
 {
-    QStringList surviving = keys;
+    QVector<bool> mentioned(keys.size());
     const QStringList lines = utf8Text(stdErr).split(QLatin1Char('\n'));
     for (const QString &line : lines) {
         if (!line.startsWith(QLatin1String("Error:"))) {
@@ -17,11 +18,17 @@ QStringList survivingReturnKeys(const QStringList &keys, const QByteArray &stdEr
         }
         // Deliberate: a key counts wherever it occurs in the line, inside a longer name as well,
         // and it is logged again for each line, also when an earlier one has removed it.
-        for (const QString &key : keys) {
-            if (line.contains(key)) {
-                surviving.removeOne(key);
-                debugLine("removed return filekey on error:", key);
+        for (int i = 0; i < keys.size(); ++i) {
+            if (line.contains(keys.at(i))) {
+                mentioned[i] = true;
+                debugLine("removed return filekey on error:", keys.at(i));
             }
+        }
+    }
+    QStringList surviving;
+    for (int i = 0; i < keys.size(); ++i) {
+        if (!mentioned.at(i)) {
+            surviving.append(keys.at(i));
         }
     }
     return surviving;

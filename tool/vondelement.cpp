@@ -30,6 +30,19 @@ VondElement readFile(const QJsonObject &file)
             file.value(QLatin1String("data")).toString()};
 }
 
+// The same as QString::remove(), which moves the rest of the text for every occurrence.
+QString withoutPart(const QString &text, const QString &part)
+{
+    QString rest;
+    rest.reserve(text.size());
+    int begin = 0;
+    for (int at = text.indexOf(part); at >= 0; at = text.indexOf(part, begin)) {
+        rest += text.midRef(begin, at - begin);
+        begin = at + part.size();
+    }
+    return rest + text.midRef(begin);
+}
+
 } // namespace
 
 VondElement readVondElement(const QJsonValue &element)
@@ -51,7 +64,7 @@ reserveReturnFile(const VondElement &element, const QString &folder, ClaimedPath
     static_cast<void>(uniqueFilePath(prefix + element.name, claims, [&](const QString &candidate) {
         // Deliberate: every occurrence of the prefix goes, not only the one in front. What is left
         // may be a name that another client has been given.
-        key = QString(candidate).remove(prefix, Qt::CaseSensitive);
+        key = withoutPart(candidate, prefix);
         return !isNameTaken(candidate)
             && (prefix + key == candidate
                 || claims->claim(prefix + key) != ClaimedPaths::Claim::Refused);
