@@ -1,22 +1,53 @@
 #include "http/qhttpserverrequest.h"
 
+#include <algorithm>
+
+namespace {
+
+// The longest name of a host (RFC 1035 section 2.3.4) and a port. QUrl takes time that grows with
+// the square of a name's length to bring it into its normal form: longer ones are not shown to it.
+constexpr int longestAuthority = 255 + 6;
+
+// "http://localhost" and the target, where the authority is none that QUrl can or may be shown.
+QUrl withoutAuthority(const QByteArray &target)
+{
+    return QUrl::fromEncoded("http://localhost" + target, QUrl::TolerantMode);
+}
+
+QUrl fromAbsoluteForm(const QByteArray &target)
+{
+    const int authority = target.indexOf("://") + 3;
+    const auto end = std::find_if(target.cbegin() + authority, target.cend(), [](char c) {
+        return c == '/' || c == '?' || c == '#';
+    });
+    const auto length = static_cast<int>(end - (target.cbegin() + authority));
+    QUrl url = length > longestAuthority ? withoutAuthority(target.mid(authority + length))
+                                         : QUrl::fromEncoded(target, QUrl::TolerantMode);
+    if (url.path().isEmpty() && !url.host().isEmpty()) {
+        url.setPath(QStringLiteral("/")); // the same (RFC 9110 section 4.2.3)
+    }
+    return url;
+}
+
+} // namespace
+
 QUrl QHttpServerRequest::url() const
 {
-    if (!m_target.startsWith('/')) { // absolute form, or the asterisk of OPTIONS
-        QUrl absolute = QUrl::fromEncoded(m_target, QUrl::TolerantMode);
-        if (absolute.path().isEmpty() && !absolute.host().isEmpty()) {
-            absolute.setPath(QStringLiteral("/")); // the same (RFC 9110 section 4.2.3)
-        }
-        return absolute;
+    if (m_target == "*") { // of OPTIONS
+        return QUrl::fromEncoded(m_target, QUrl::TolerantMode);
+    }
+    if (!m_target.startsWith('/')) {
+        return fromAbsoluteForm(m_target);
     }
     // With scheme and host in front, a path that begins with two slashes stays a path.
     const QByteArray host = value(QByteArrayLiteral("Host"));
-    const QUrl url = QUrl::fromEncoded("http://" + host + m_target, QUrl::TolerantMode);
-    if (!host.isEmpty() && url.isValid()) {
-        return url;
+    if (!host.isEmpty() && host.size() <= longestAuthority) {
+        const QUrl url = QUrl::fromEncoded("http://" + host + m_target, QUrl::TolerantMode);
+        if (url.isValid()) { // a port that is too large, for one, makes it invalid
+            return url;
+        }
     }
-    // None, or one that QUrl makes nothing of, such as a port that is too large.
-    return QUrl::fromEncoded("http://localhost" + m_target, QUrl::TolerantMode);
+    return withoutAuthority(m_target);
 }
 
 QByteArray QHttpServerRequest::value(const QByteArray &name) const

@@ -39,7 +39,8 @@ public:
     }
 
     // The target resolved against the Host field (RFC 9110 section 7.1). Percent encodings that are
-    // none stand for themselves; bytes from 0x80 up are UTF-8.
+    // none stand for themselves; bytes from 0x80 up are UTF-8. A host that is missing, invalid or
+    // longer than a name can be is "localhost". Takes time in proportion to the request's head.
     [[nodiscard]] QUrl url() const;
 
     [[nodiscard]] const Headers &headers() const

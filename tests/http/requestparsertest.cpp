@@ -534,6 +534,39 @@ private Q_SLOTS:
         (void)parser.parse(message.constData(), message.size(), &consumed); // looked at below
         qint64 room = 0;
         (void)parser.bodySpace(&room); // making room for the body is not receiving it
+    void aHostLongerThanANameCanBeLeavesThePathAsItIs_data()
+    {
+        QTest::addColumn<QByteArray>("authority");
+        QTest::addColumn<bool>("kept");
+
+        const QByteArray longest = QByteArray("h.").repeated(127) + "h:65535";
+        QTest::newRow("the longest") << longest << true;
+        QTest::newRow("one byte more") << "h" + longest << false;
+        QTest::newRow("accents in two orders")
+            << "a" + QByteArray("%CC%80").repeated(5000) + QByteArray("%CC%A7").repeated(4900)
+            << false;
+    }
+
+    void aHostLongerThanANameCanBeLeavesThePathAsItIs()
+    {
+        QFETCH(QByteArray, authority);
+        QFETCH(bool, kept);
+
+        const QByteArray target = "//a%2Fb?c";
+        const Outcome outcome =
+            feed({"GET " + target + " HTTP/1.1\r\nHost: " + authority + "\r\n\r\n" + "GET http://"
+                      + authority + target + " HTTP/1.1\r\nHost: h\r\n\r\n",
+                  "GET http://" + authority + " HTTP/1.1\r\nHost: h\r\n\r\n"});
+        QCOMPARE(outcome.requests.size(), 3);
+        for (int i = 0; i < 2; ++i) {
+            const QUrl url = outcome.requests.at(i).url();
+            QCOMPARE(url.path(QUrl::FullyDecoded), QStringLiteral("//a/b"));
+            QCOMPARE(url.query(), QStringLiteral("c"));
+            QCOMPARE(url.host() == QLatin1String("localhost"), !kept);
+        }
+        QCOMPARE(outcome.requests.last().url().path(), QStringLiteral("/"));
+    }
+
         QCOMPARE(parser.takeContinue(), owed);
         QVERIFY(!parser.takeContinue());
     }
