@@ -61,7 +61,7 @@ void Connection::handleReadyRead()
         sendContinueIfDue();
     }
     if (m_state == State::Serving) { // the client may have gone over the interim answer
-        watchHead();
+        watchFraming();
     }
 }
 
@@ -125,7 +125,7 @@ void Connection::act(RequestParser::Result result)
 
 void Connection::answer()
 {
-    m_headTimer.stop();
+    m_framingTimer.stop();
     QHttpServerRequest request = m_parser->takeRequest();
     request.setRemoteAddress(m_socket->peerAddress());
     if (!m_server->handleRequest(request, m_socket)) {
@@ -148,7 +148,7 @@ void Connection::refuse(RequestParser::Result result)
 
 void Connection::refuseWith(const QHttpServerResponse &response)
 {
-    m_headTimer.stop();
+    m_framingTimer.stop();
     const bool withBody = m_parser->method() != QHttpServerRequest::Method::Head;
     writeWhole(m_socket,
                responseHead(response, Persistence::Close),
@@ -172,22 +172,25 @@ void Connection::sendContinueIfDue()
     }
 }
 
-// The time counts from a head's first byte, whatever comes in between.
-void Connection::watchHead()
+// The time counts from the first byte of a head, or of a line of chunk framing, whatever comes in
+// between.
+void Connection::watchFraming()
 {
-    if (m_parser->headBegun()) {
-        if (!m_headTimer.isActive()) {
-            m_headTimer.start(headTimeoutMs, this);
-        }
-    } else {
-        m_headTimer.stop();
+    const qint64 framing = m_parser->unfinishedFraming();
+    if (framing == 0) {
+        m_framingTimer.stop();
+    } else if (framing != m_watchedFraming || !m_framingTimer.isActive()) {
+        m_framingTimer.start(framingTimeoutMs, this);
     }
+    m_watchedFraming = framing;
 }
 
 void Connection::timerEvent(QTimerEvent *event)
 {
-    if (event->timerId() == m_headTimer.timerId()) {
-        refuseWith({StatusCode::RequestTimeout, "Request head not finished in time"});
+    if (event->timerId() == m_framingTimer.timerId()) {
+        refuseWith({StatusCode::RequestTimeout,
+                    m_parser->headBegun() ? "Request head not finished in time"
+                                          : "Chunk framing not finished in time"});
     } else if (event->timerId() == m_lingerTimer.timerId()) {
         m_lingerTimer.stop();
         m_socket->abort();
@@ -204,7 +207,7 @@ void Connection::handleDisconnected()
 void Connection::letGo()
 {
     m_state = State::Gone;
-    m_headTimer.stop();
+    m_framingTimer.stop();
     m_lingerTimer.stop();
     m_parser.reset();
 }

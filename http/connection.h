@@ -11,8 +11,9 @@ class QTcpSocket;
 
 namespace http {
 
-// How long a head may take from its first byte to its last.
-constexpr int headTimeoutMs = 60000;
+// How long a head may take from its first byte to its last, and a line of chunk framing, or the
+// last chunk with its trailers, likewise.
+constexpr int framingTimeoutMs = 60000;
 
 // How long a client that has been refused is listened to, so that it can read why: a socket that
 // is closed over unread bytes takes back what it has sent.
@@ -52,14 +53,15 @@ private:
     void refuseWith(const QHttpServerResponse &response);
     void linger();
     void sendContinueIfDue();
-    void watchHead();
+    void watchFraming();
     void letGo();
 
     QAbstractHttpServer *m_server; // the parent
     QTcpSocket *m_socket; // the caller's
     State m_state = State::Serving;
     std::unique_ptr<RequestParser> m_parser;
-    QBasicTimer m_headTimer;
+    QBasicTimer m_framingTimer;
+    qint64 m_watchedFraming = 0; // what the timer counts for, see the parser
     QBasicTimer m_lingerTimer;
 };
 

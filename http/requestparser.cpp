@@ -68,23 +68,6 @@ bool namesOtherVersion(const QByteArray &requestLine)
         && version != "HTTP/1.1";
 }
 
-// Whether the first line of chunk framing is whole and ends inside quotes. The parser would look
-// for the closing quote behind it, in what is another line, for as long as none comes.
-bool leavesQuoteOpen(const QByteArray &framing)
-{
-    const int begin = framing.startsWith("\r\n") ? 2 : 0; // the end of the chunk before
-    const int end = framing.indexOf("\r\n", begin);
-    bool inside = false;
-    for (int i = begin; i < end; ++i) {
-        if (framing.at(i) == '"') {
-            inside = !inside;
-        } else if (inside && framing.at(i) == '\\') {
-            ++i; // what follows stands for itself
-        }
-    }
-    return inside;
-}
-
 } // namespace
 
 // Grammar of request line and fields, lengths, and the chunked coding are Beast's. The rules that
@@ -104,9 +87,13 @@ public:
     std::size_t show(const char *data, std::size_t size, Result *result)
     {
         beast::error_code error;
+        m_shown = data;
+        m_trailerBegin = 0;
         const std::size_t used = put(boost::asio::const_buffer(data, size), error);
         if (error && error != beast::http::error::need_more) {
             *result = m_refusal;
+        } else if (m_sawLastChunk && used > m_trailerBegin) {
+            m_trailer.append(data + m_trailerBegin, static_cast<int>(used - m_trailerBegin));
         }
         return used;
     }
@@ -116,8 +103,9 @@ public:
         return m_expectsContinue;
     }
 
-    // Behind the line of the last chunk; null before it came.
-    [[nodiscard]] const char *trailer() const
+    // What has come behind the size and the extensions of the last chunk: the end of its line, and
+    // the trailers as they were sent.
+    [[nodiscard]] const QByteArray &trailer() const
     {
         return m_trailer;
     }
@@ -221,7 +209,9 @@ private:
             throw std::bad_alloc();
         }
         if (size == 0) {
-            m_trailer = extensions.data() + extensions.size();
+            m_sawLastChunk = true;
+            m_trailerBegin =
+                static_cast<std::size_t>(extensions.data() + extensions.size() - m_shown);
         }
     }
 
@@ -238,7 +228,10 @@ private:
     bool m_hasHost = false;
     bool m_expectsContinue = false;
     bool m_sawChunk = false;
-    const char *m_trailer = nullptr;
+    bool m_sawLastChunk = false;
+    const char *m_shown = nullptr; // what show() shows, for as long as it does
+    std::size_t m_trailerBegin = 0; // in that
+    QByteArray m_trailer;
     QList<QByteArray> m_codings;
     QList<QByteArray> m_expectations;
     QList<QByteArray> m_connectionOptions;
@@ -321,6 +314,7 @@ RequestParser::Result RequestParser::headDone()
         return Result::Malformed;
     }
     m_bytes.clear();
+    ++m_framingsDone;
     if (result != Result::NeedsMore) {
         return result;
     }
@@ -359,8 +353,10 @@ RequestParser::Result RequestParser::takeChunks(const char *data, qint64 size, q
     const int waiting = m_bytes.size();
     m_bytes.append(data, static_cast<int>(size));
     *consumed = size;
-    if (!m_head->sawChunk() && m_bytes.size() < shortestChunkedBody) {
-        return Result::NeedsMore;
+    const Result tooLong =
+        m_bytes.size() > largestChunkFraming ? Result::HeadTooLarge : Result::NeedsMore;
+    if ((!m_head->sawChunk() && m_bytes.size() < shortestChunkedBody) || !trailersMayBeWhole()) {
+        return tooLong;
     }
     Result result = Result::NeedsMore;
     const auto used = static_cast<int>(
@@ -369,21 +365,59 @@ RequestParser::Result RequestParser::takeChunks(const char *data, qint64 size, q
         return result;
     }
     if (m_head->is_done()) {
-        const QByteArray trailer(m_head->trailer(),
-                                 static_cast<int>(m_bytes.constData() + used - m_head->trailer()));
         *consumed = used - waiting;
         m_bytes.clear();
+        const QByteArray &trailer = m_head->trailer();
         if (trailer.contains("\r\n ") || trailer.contains("\r\n\t")) { // a folded line
             return Result::Malformed;
         }
         m_state = State::Done;
         return Result::Complete;
     }
-    m_bytes.remove(0, used);
-    if (leavesQuoteOpen(m_bytes)) {
+    if (used > 0) {
+        m_bytes.remove(0, used);
+        m_searched = 0;
+        ++m_framingsDone;
+    }
+    if (leavesQuoteOpen()) {
         return Result::Malformed;
     }
     return m_bytes.size() > largestChunkFraming ? Result::HeadTooLarge : Result::NeedsMore;
+}
+
+// Whether the first line of chunk framing is whole and ends inside quotes. The parser would look
+// for the closing quote behind it, in what is another line, for as long as none comes.
+bool RequestParser::leavesQuoteOpen()
+{
+    const int begin = m_bytes.startsWith("\r\n") ? 2 : 0; // the end of the chunk before
+    const int end = m_bytes.indexOf("\r\n", std::max(begin, m_searched));
+    if (end < 0) {
+        m_searched = std::max(0, m_bytes.size() - 1); // the last byte may be half an end
+        return false;
+    }
+    bool inside = false;
+    for (int i = begin; i < end; ++i) {
+        if (m_bytes.at(i) == '"') {
+            inside = !inside;
+        } else if (inside && m_bytes.at(i) == '\\') {
+            ++i; // what follows stands for itself
+        }
+    }
+    // The parser would have taken the line of any chunk but the last.
+    m_awaitsTrailers = true;
+    m_searched = end;
+    return inside;
+}
+
+// False while the end of the trailers is awaited and has not come. The parser would read the line
+// before them anew with every byte.
+bool RequestParser::trailersMayBeWhole()
+{
+    if (!m_awaitsTrailers || m_bytes.indexOf("\r\n\r\n", m_searched) >= 0) {
+        return true;
+    }
+    m_searched = std::max(m_searched, m_bytes.size() - 3); // which may be most of an end
+    return false;
 }
 
 char *RequestParser::bodySpace(qint64 *size)
@@ -420,6 +454,27 @@ bool RequestParser::headBegun() const
     return m_state == State::Head && !m_bytes.isEmpty();
 }
 
+qint64 RequestParser::unfinishedFraming() const
+{
+    return headBegun() || chunkFramingBegun() ? m_framingsDone + 1 : 0;
+}
+
+bool RequestParser::chunkFramingBegun() const
+{
+    if (m_state != State::ChunkedBody || m_bytes.isEmpty()) {
+        return false;
+    }
+    if (m_head->sawChunk()) {
+        return m_bytes != "\r\n"; // that ends the chunk before
+    }
+    if (m_bytes.size() >= shortestChunkedBody) {
+        return true;
+    }
+    // The first line may be whole before the parser is shown it.
+    const int lineEnd = m_bytes.indexOf("\r\n");
+    return lineEnd < 0 || m_bytes.left(lineEnd).toInt(nullptr, 16) == 0;
+}
+
 bool RequestParser::takeContinue()
 {
     const bool awaitsLength = m_state == State::LengthBody && m_received == 0;
@@ -452,6 +507,9 @@ QHttpServerRequest RequestParser::takeRequest()
     m_head.reset();
     m_guard = HeadGuard();
     m_headFed = 0;
+    m_searched = 0;
+    m_awaitsTrailers = false;
+    ++m_framingsDone;
     m_length = 0;
     m_received = 0;
     m_owesContinue = false;

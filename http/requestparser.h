@@ -54,6 +54,11 @@ public:
     // Whether a head has begun and is not whole yet.
     [[nodiscard]] bool headBegun() const;
 
+    // Which piece of framing has begun and is not whole yet: a head, a line of chunk framing, or
+    // the last chunk with its trailers. 0 for none; otherwise a number that no other piece on this
+    // connection has. The data of a body is not framing.
+    [[nodiscard]] qint64 unfinishedFraming() const;
+
     // Once true for a request that expects "100-continue", has its head whole and of its body
     // nothing yet (RFC 9110 section 10.1.1).
     [[nodiscard]] bool takeContinue();
@@ -81,12 +86,18 @@ private:
     Result headDone();
     Result takeLengthBody(const char *data, qint64 size, qint64 *consumed);
     Result takeChunks(const char *data, qint64 size, qint64 *consumed);
+    [[nodiscard]] bool chunkFramingBegun() const;
+    [[nodiscard]] bool leavesQuoteOpen();
+    [[nodiscard]] bool trailersMayBeWhole();
     void startRequest();
     void growBody();
 
     State m_state = State::Head;
     HeadGuard m_guard;
     QByteArray m_bytes; // of the head, or of chunk framing that is not whole yet
+    int m_searched = 0; // of chunk framing: before this byte ends nothing that is awaited
+    bool m_awaitsTrailers = false; // the line of the last chunk is whole
+    qint64 m_framingsDone = 0; // on this connection
     int m_headFed = 0; // how many of them m_head has seen
     std::unique_ptr<Head> m_head;
     QHttpServerRequest m_request;

@@ -168,6 +168,11 @@ void addValidMessages()
         Method::Post,
         "/u",
         "abc");
+    row("blank behind a chunk's line end is data",
+        chunked("3\r\n\r\n \r\n0\r\nX: y\r\n\r\n"),
+        Method::Post,
+        "/u",
+        "\r\n ");
     row("trailers are ignored",
         chunked("3\r\nabc\r\n0\r\nX: y\r\nZ: 1\r\n\r\n"),
         Method::Post,
@@ -411,6 +416,9 @@ private Q_SLOTS:
         bad("bare LF in the trailers", chunked("0\r\nX: y\nZ: 1\r\n\r\n"));
         bad("trailer without a colon", chunked("0\r\nnonsense\r\n\r\n"));
         bad("folded trailer", chunked("0\r\nX: y\r\n z\r\n\r\n"));
+        bad("folded trailer behind chunks and other trailers",
+            chunked("3\r\nabc\r\n2;a=b\r\nde\r\n0;c\r\nX: y\r\nY: " + QByteArray(300, 'y')
+                    + "\r\nZ: 1\r\n\t2\r\n\r\n"));
         bad("length in the trailers", chunked("0\r\nContent-Length: 5\r\n\r\n"));
         bad("coding in the trailers", chunked("0\r\nTransfer-Encoding: chunked\r\n\r\n"));
 
@@ -441,6 +449,9 @@ private Q_SLOTS:
         }
         // And behind a good one, which is not lost.
         const Outcome second = feed({get("Host: a\r\n") + message});
+        bad("many trailers without end",
+            chunked("0\r\n" + QByteArray("X: y\r\n").repeated(http::largestChunkFraming / 6 + 1)),
+            Result::HeadTooLarge);
         QCOMPARE(second.last, refusal);
         QCOMPARE(second.requests.size(), 1);
     }
@@ -591,7 +602,7 @@ private Q_SLOTS:
         QVERIFY(!parser.headBegun());
     }
 
-    void aLengthBeyondAByteArrayIsBadAlloc_data()
+    void unfinishedFramingHasANumberOfItsOwn()
     {
         QTest::addColumn<QByteArray>("message");
         const QByteArray tooLong = QByteArray::number(http::largestBody + 1);
@@ -609,11 +620,54 @@ private Q_SLOTS:
         QFETCH(QByteArray, message);
         RequestParser parser;
         qint64 consumed = 0;
-        QVERIFY_EXCEPTION_THROWN((void)parser.parse(message.constData(), message.size(), &consumed),
-                                 std::bad_alloc);
+        QCOMPARE(parser.parse("\r\nG", 3, &consumed), Result::Complete);
+        QCOMPARE(consumed, qint64(2));
+        QCOMPARE(parser.unfinishedFraming(), none);
+        QCOMPARE(parser.takeRequest().body(), QByteArray("xxyabcd"));
+        QVERIFY(after("G") > last);
+
+        RequestParser empty;
+        const QByteArray noChunk = chunked("0\r\n");
+        QCOMPARE(empty.parse(noChunk.constData(), noChunk.size(), &consumed), Result::NeedsMore);
+        QVERIFY(empty.unfinishedFraming() > none);
     }
 
     void aLengthAloneClaimsLittleMemory()
+        const auto after = [&parser](const QByteArray &bytes) {
+            qint64 consumed = 0;
+            const Result result = parser.parse(bytes.constData(), bytes.size(), &consumed);
+            return result == Result::NeedsMore ? parser.unfinishedFraming() : -1;
+        };
+        constexpr qint64 none = 0;
+        QCOMPARE(after("\r\n"), none);
+        const qint64 head = after("P");
+        QVERIFY(head > none);
+        QCOMPARE(after("OST / HTTP/1.1\r\nHost: a\r\n"), head); // bytes that come change nothing
+        QCOMPARE(after("Transfer-Encoding: chunked\r\n\r\n"), none);
+
+        const qint64 first = after("1");
+        QVERIFY(first > head);
+        QCOMPARE(after("\r"), first);
+        QCOMPARE(after("\n"),
+                 none); // data may come in its own time, before the first chunk as well
+        QCOMPARE(after("x"), none);
+        const qint64 second = after("\r");
+        QVERIFY(second > first);
+        QCOMPARE(after("\n"), none); // the chunk has its end; when the next comes is the client's
+        QCOMPARE(after("2"), second);
+        QCOMPARE(after(";a"), second);
+        QCOMPARE(after("\r\nx"), none);
+        // One read may end a line and begin the next.
+        const qint64 third = after("y\r\n3");
+        QVERIFY(third > second);
+        const qint64 fourth = after("\r\nabc\r\n1");
+        QVERIFY(fourth > third);
+        QCOMPARE(after("\r\nd\r\n"), none);
+
+        const qint64 last = after("0\r\n");
+        QVERIFY(last > fourth);
+        QCOMPARE(after("X: y\r\n"), last);
+        QCOMPARE(after("Z: 1\r\n"), last);
     {
         RequestParser parser;
         const QByteArray message =

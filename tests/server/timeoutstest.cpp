@@ -8,6 +8,9 @@
 #include <QHostAddress>
 #include <QtTest>
 
+#include <memory>
+#include <vector>
+
 // These wait for the real limits to pass.
 class TimeoutsTest : public QObject
 {
@@ -20,52 +23,125 @@ private Q_SLOTS:
         useOwnSettings();
     }
 
-    void aHeadThatIsNotFinishedInTimeIsAnswered408AndSilenceIsLeftAlone()
+    // All at once, for each waits a minute: heads, chunk lines and trailers that are not finished
+    // in time, whatever bytes come meanwhile; and what is not limited.
+    void framingThatIsNotFinishedInTimeIsAnswered408AndAllElseIsLeftAlone()
     {
         VondServer server{QString()};
         QVERIFY(server.listen(QHostAddress::LocalHost));
         {
-            RawClient silent(server.serverPort());
-            RawClient emptyLines(server.serverPort());
-            emptyLines.send("\r\n\r\n");
-            RawClient begun(server.serverPort());
-            RawClient keptAlive(server.serverPort());
             const QByteArray request = "GET / HTTP/1.1\r\nHost: a\r\n\r\n";
-            keptAlive.send(request + "GET /x");
-            RawClient dripping(server.serverPort());
+            const QByteArray chunks =
+                "POST /text HTTP/1.1\r\nHost: a\r\nTransfer-Encoding: chunked\r\n\r\n";
             QElapsedTimer time;
             time.start();
-            begun.send("GET / HTTP/1.1\r\nHo");
-            dripping.send("GET / HTTP/1.1\r\n");
-            QVERIFY(keptAlive.takeResponse());
-            while (dripping.received().isEmpty() && time.elapsed() < http::headTimeoutMs + 5000) {
-                dripping.send("X: y\r\n"); // bytes that come do not prolong the time
+
+            struct Slow
+            {
+                QByteArray first;
+                QByteArray meanwhile; // twice a second
+                QByteArray text;
+                std::unique_ptr<RawClient> client = {};
+            };
+
+            const QByteArray head = "Request head not finished in time";
+            const QByteArray framing = "Chunk framing not finished in time";
+            std::vector<Slow> refused;
+            refused.push_back({"GET / HTTP/1.1\r\nHo", "", head});
+            refused.push_back({"GET / HTTP/1.1\r\n", "X: y\r\n", head});
+            refused.push_back({request + "GET /x", "", head});
+            refused.push_back({chunks + "1", "", framing});
+            refused.push_back({chunks + "1;", "a", framing});
+            refused.push_back({chunks + "1\r\nx\r\n1;", "a", framing});
+            refused.push_back({chunks + "1\r\nx\r", "", framing});
+            refused.push_back({chunks + "1\r\nx\r\n0\r\n", "X: y\r\n", framing});
+            refused.push_back({chunks + "0", "", framing});
+            refused.push_back({chunks + "0\r\nX", "y", framing});
+
+            struct Patient
+            {
+                QByteArray first;
+                QByteArray meanwhile;
+                QByteArray last; // after all that
+                std::unique_ptr<RawClient> client = {};
+            };
+
+            std::vector<Patient> left;
+            left.push_back({"", "", request});
+            left.push_back({"\r\n\r\n", "", request});
+            left.push_back({chunks, "", "0\r\n\r\n"});
+            left.push_back({chunks + "1\r\n", "", "x\r\n0\r\n\r\n"});
+            left.push_back({chunks + "1\r\nx\r\n", "", "0\r\n\r\n"});
+            // Each piece ends one line and begins the next.
+            left.push_back({chunks + "1\r\nx\r\n1", "\r\nx\r\n1", "\r\nx\r\n0\r\n\r\n"});
+            // A body's data may come as slowly as it likes.
+            left.push_back({chunks + "100000\r\n",
+                            QByteArray("x"),
+                            QByteArray(0x100000, 'x') + "\r\n0\r\n\r\n"});
+
+            for (Slow &slow : refused) {
+                slow.client = std::make_unique<RawClient>(server.serverPort());
+                slow.client->send(slow.first);
+            }
+            for (Patient &patient : left) {
+                patient.client = std::make_unique<RawClient>(server.serverPort());
+                patient.client->send(patient.first);
+            }
+            QVERIFY(refused.at(2).client->takeResponse());
+            qint64 pieces = 0;
+            while (time.elapsed() < http::framingTimeoutMs + 5000) {
+                for (Slow &slow : refused) {
+                    if (slow.client->received().isEmpty()) {
+                        slow.client->send(slow.meanwhile);
+                    } else {
+                        // The clock of such timers is a coarse one.
+                        QVERIFY(time.elapsed() >= http::framingTimeoutMs * 9 / 10);
+                    }
+                }
+                for (Patient &patient : left) {
+                    patient.client->send(patient.meanwhile);
+                    QVERIFY(patient.client->received().isEmpty());
+                }
+                ++pieces;
                 QTest::qWait(500);
             }
-            for (RawClient *client : {&begun, &keptAlive, &dripping}) {
-                const auto response = client->takeResponse(false, 10000);
-                QVERIFY(response);
+            for (Slow &slow : refused) {
+                const auto response = slow.client->takeResponse(false, 10000);
+                QVERIFY2(response, slow.first.constData());
                 QCOMPARE(response->status(), 408);
                 QCOMPARE(response->value("Connection"), QByteArray("close"));
-                QCOMPARE(response->body, QByteArray("Request head not finished in time"));
-                QVERIFY(time.elapsed() >= http::headTimeoutMs - 1000);
-                QVERIFY(client->waitForClose());
+                QCOMPARE(response->body, slow.text);
+                QVERIFY(slow.client->waitForClose());
             }
-            for (RawClient *client : {&silent, &emptyLines}) {
-                client->send(request);
-                QCOMPARE(client->takeResponse()->status(), 200);
+            left.back().last.remove(0, static_cast<int>(pieces)); // sent already
+            for (Patient &patient : left) {
+                patient.client->send(patient.last);
+                const auto response = patient.client->takeResponse();
+                QVERIFY2(response, patient.first.constData());
+                QCOMPARE(response->status(), 200);
             }
         }
         QTRY_VERIFY(server.findChildren<VondRequestThread *>().isEmpty());
     }
 
-    void aRefusedClientThatStaysIsLetGo()
+    void aClientThatStaysAfterItsLastAnswerIsLetGo_data()
     {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::newRow("refused") << QByteArray("nonsense\r\n\r\n");
+        QTest::newRow("asked to close")
+            << QByteArray("GET / HTTP/1.1\r\nHost: a\r\nConnection: close\r\n\r\n");
+    }
+
+    void aClientThatStaysAfterItsLastAnswerIsLetGo()
+    {
+        QFETCH(QByteArray, bytes);
         VondServer server{QString()};
         QVERIFY(server.listen(QHostAddress::LocalHost));
         RawClient client(server.serverPort());
-        client.send("nonsense\r\n\r\n");
-        QVERIFY(client.takeResponse());
+        // So that it does not see the end, and answer it by closing.
+        client.socket().setReadBufferSize(1);
+        client.send(bytes);
+        QTRY_VERIFY(!server.findChildren<VondRequestThread *>().isEmpty());
         // It neither closes nor reads the end; the thread goes all the same.
         QTRY_VERIFY_WITH_TIMEOUT(server.findChildren<VondRequestThread *>().isEmpty(),
                                  http::lingerMs + 5000);
