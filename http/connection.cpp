@@ -131,13 +131,8 @@ void Connection::answer()
     if (!m_server->handleRequest(request, m_socket)) {
         Q_EMIT m_server->missingHandler(request, m_socket);
     }
-    if (request.keepsAlive() || m_state == State::Gone) {
-        return;
-    }
-    if (hasUnreadBytes(m_socket)) {
+    if (!request.keepsAlive() && m_state != State::Gone) {
         linger();
-    } else {
-        m_socket->disconnectFromHost();
     }
 }
 
@@ -158,9 +153,12 @@ void Connection::refuseWith(const QHttpServerResponse &response)
     }
 }
 
+// A socket that is closed over bytes that were not read, or come later, takes back what it has sent
+// and the client has not read. So what comes is read, until the client has closed its side, too.
 void Connection::linger()
 {
     m_state = State::Lingering;
+    m_parser.reset();
     shutdownWriting(m_socket);
     m_lingerTimer.start(lingerMs, this);
 }

@@ -15,8 +15,7 @@ namespace http {
 // last chunk with its trailers, likewise.
 constexpr int framingTimeoutMs = 60000;
 
-// How long a client that has been refused is listened to, so that it can read why: a socket that
-// is closed over unread bytes takes back what it has sent.
+// How long a client that has had its last answer is listened to when it does not close its side.
 constexpr int lingerMs = 5000;
 
 // One socket's HTTP dialogue. A child of the server; lives in the socket's thread, empties the
@@ -59,7 +58,7 @@ private:
     QAbstractHttpServer *m_server; // the parent
     QTcpSocket *m_socket; // the caller's
     State m_state = State::Serving;
-    std::unique_ptr<RequestParser> m_parser;
+    std::unique_ptr<RequestParser> m_parser; // none when nothing more is parsed
     QBasicTimer m_framingTimer;
     qint64 m_watchedFraming = 0; // what the timer counts for, see the parser
     QBasicTimer m_lingerTimer;

@@ -11,7 +11,6 @@
 #else
 #include <cerrno>
 #include <poll.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
 #endif
@@ -141,22 +140,6 @@ void shutdownWriting(QTcpSocket *socket)
     (void)::shutdown(static_cast<SOCKET>(socket->socketDescriptor()), SD_SEND);
 #else
     (void)::shutdown(static_cast<int>(socket->socketDescriptor()), SHUT_WR);
-#endif
-}
-
-bool hasUnreadBytes(QTcpSocket *socket)
-{
-    if (socket->bytesAvailable() > 0) {
-        return true;
-    }
-#ifdef Q_OS_WIN
-    u_long waiting = 0;
-    return ::ioctlsocket(static_cast<SOCKET>(socket->socketDescriptor()), FIONREAD, &waiting) == 0
-        && waiting > 0;
-#else
-    int waiting = 0;
-    return ::ioctl(static_cast<int>(socket->socketDescriptor()), FIONREAD, &waiting) == 0
-        && waiting > 0;
 #endif
 }
 

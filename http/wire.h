@@ -19,7 +19,4 @@ void writeWhole(QTcpSocket *socket, const QByteArray &head, const QByteArray &bo
 // Tells the client that no more will come; its bytes can still be read.
 void shutdownWriting(QTcpSocket *socket);
 
-// Whether bytes that have come in have not been read yet, here or in the system.
-[[nodiscard]] bool hasUnreadBytes(QTcpSocket *socket);
-
 } // namespace http

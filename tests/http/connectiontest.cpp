@@ -1,8 +1,11 @@
+#include "http/connection.h"
+
 #include "http/qhttpserver.h"
 #include "http/requestparser.h"
 #include "tests/support/messagecatcher.h"
 #include "tests/support/rawclient.h"
 
+#include <QElapsedTimer>
 #include <QJsonObject>
 #include <QTcpServer>
 #include <QThread>
@@ -404,6 +407,73 @@ private Q_SLOTS:
             client.halfClose();
             auto response = client.takeResponse(false, 20000);
             QVERIFY(response);
+    // More has to come in behind the last answer than the client had sent by then, while most of
+    // the answer still waits for room at the client: a socket that is closed takes it back.
+    void whatComesAfterTheLastAnswerDoesNotTakeItBack()
+    {
+        RawClient client(m_server->port());
+        client.socket().setReadBufferSize(1);
+        const QByteArray body(1024 * 1024, 'x');
+        const int views = m_server->views;
+        client.send("POST /echo HTTP/1.1\r\nHost: a\r\nConnection: close\r\nContent-Length: "
+                    + QByteArray::number(body.size()) + "\r\n\r\n" + body);
+        QTRY_COMPARE(m_server->views.load(), views + 1);
+        RawClient other(m_server->port()); // the thread is one: it is done with the answer now
+        other.send(request("/"));
+        QVERIFY(other.takeResponse());
+
+        client.send("late");
+        other.send(request("/"));
+        QVERIFY(other.takeResponse());
+
+        client.socket().setReadBufferSize(0);
+        const auto response = client.takeResponse();
+        QVERIFY(response);
+        QCOMPARE(response->body.size(), body.size());
+        QVERIFY(client.waitForClose());
+    }
+
+    // The layer waits for nothing that the client has done already.
+    void aClientThatClosesAfterItsLastAnswerIsLetGoAtOnce()
+    {
+        QElapsedTimer time;
+        time.start();
+        for (int i = 0; i < 20; ++i) {
+            RawClient client(m_server->port());
+            client.send(request("/", "Connection: close\r\n"));
+            QVERIFY(client.takeResponse());
+            QVERIFY(client.waitForClose());
+            QTRY_COMPARE(m_server->sockets.load(), 0);
+        }
+        QVERIFY(time.elapsed() < http::lingerMs);
+    }
+
+    void whatAViewThrowsClosesTheConnectionAndLeavesTheLayer_data()
+    {
+        QTest::addColumn<bool>("later");
+        QTest::newRow("on the first request") << false;
+        QTest::newRow("out of the event loop, on a later one") << true;
+    }
+
+    void whatAViewThrowsClosesTheConnectionAndLeavesTheLayer()
+    {
+        QFETCH(bool, later);
+        const int before = m_server->thrown;
+        RawClient client(m_server->port());
+        if (later) {
+            client.send(request("/"));
+            QVERIFY(client.takeResponse());
+        }
+        client.send(request("/throw") + request("/"));
+        QVERIFY(client.waitForClose());
+        QVERIFY(client.received().isEmpty());
+        QTRY_COMPARE(m_server->sockets.load(), 0);
+        QCOMPARE(m_server->thrown.load(), before + 1);
+        RawClient other(m_server->port());
+        other.send(request("/"));
+        QVERIFY(other.takeResponse());
+    }
+
             QCOMPARE(response->body.size(), size);
             if (bytes.count("GET") > 1) {
                 auto second = client.takeResponse(false, 20000);
