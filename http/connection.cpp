@@ -4,7 +4,6 @@
 #include "http/qhttpserverresponse.h"
 #include "http/wire.h"
 
-#include <QScopeGuard>
 #include <QTcpSocket>
 #include <QTimerEvent>
 
@@ -23,6 +22,8 @@ QHttpServerResponse refusal(RequestParser::Result result)
     switch (result) {
     case RequestParser::Result::HeadTooLarge:
         return {StatusCode::RequestHeaderFieldsTooLarge, "Request head too large"};
+    case RequestParser::Result::BodyTooLarge:
+        return {StatusCode::ContentTooLarge, "Request body too large"};
     case RequestParser::Result::MethodUnknown:
         return {StatusCode::NotImplemented, "Method not supported"};
     case RequestParser::Result::CodingUnknown:
@@ -51,18 +52,31 @@ Connection::Connection(QAbstractHttpServer *server, QTcpSocket *socket)
         m_socket, SIGNAL(disconnected()), this, SLOT(handleDisconnected()), Qt::DirectConnection);
 }
 
+// What nobody here handles, from a view or for want of memory, ends the dialogue: neither the
+// descriptor nor what had come of a request stays with whoever catches it.
+template <typename Work>
+void Connection::closingOnFailure(Work work)
+{
+    try {
+        work();
+    } catch (...) {
+        letGo();
+        m_socket->abort();
+        throw;
+    }
+}
+
 void Connection::handleReadyRead()
 {
-    // A body that finds no memory is never read to its end: what had come of it must not stay.
-    auto failed = qScopeGuard([this] { letGo(); });
-    readInput();
-    failed.dismiss();
-    if (m_state == State::Serving) {
-        sendContinueIfDue();
-    }
-    if (m_state == State::Serving) { // the client may have gone over the interim answer
-        watchFraming();
-    }
+    closingOnFailure([this] {
+        readInput();
+        if (m_state == State::Serving) {
+            sendContinueIfDue();
+        }
+        if (m_state == State::Serving) { // the client may have gone over the interim answer
+            watchFraming();
+        }
+    });
 }
 
 void Connection::readInput()
@@ -185,14 +199,16 @@ void Connection::watchFraming()
 
 void Connection::timerEvent(QTimerEvent *event)
 {
-    if (event->timerId() == m_framingTimer.timerId()) {
-        refuseWith({StatusCode::RequestTimeout,
-                    m_parser->headBegun() ? "Request head not finished in time"
-                                          : "Chunk framing not finished in time"});
-    } else if (event->timerId() == m_lingerTimer.timerId()) {
-        m_lingerTimer.stop();
-        m_socket->abort();
-    }
+    closingOnFailure([this, event] {
+        if (event->timerId() == m_framingTimer.timerId()) {
+            refuseWith({StatusCode::RequestTimeout,
+                        m_parser->headBegun() ? "Request head not finished in time"
+                                              : "Chunk framing not finished in time"});
+        } else if (event->timerId() == m_lingerTimer.timerId()) {
+            m_lingerTimer.stop();
+            m_socket->abort();
+        }
+    });
 }
 
 void Connection::handleDisconnected()

@@ -28,7 +28,8 @@ public:
     Connection(QAbstractHttpServer *server, QTcpSocket *socket);
 
 public Q_SLOTS:
-    // Reads what has come and answers every request that is whole, in order.
+    // Reads what has come and answers every request that is whole, in order. Closes the socket
+    // before an exception, of a view or for want of memory, leaves it.
     void handleReadyRead();
     void handleDisconnected();
 
@@ -43,6 +44,8 @@ private:
         Gone,
     };
 
+    template <typename Work>
+    void closingOnFailure(Work work);
     void readInput();
     void readBodyDirectly();
     void takeBytes(const char *data, qint64 size);

@@ -2,8 +2,16 @@
 
 #include "http/connection.h"
 
+#include <QTcpSocket>
+
 void QAbstractHttpServer::newHttpConnection(QTcpSocket *socket)
 {
-    auto *connection = new http::Connection(this, socket); // child of the server
+    http::Connection *connection = nullptr;
+    try {
+        connection = new http::Connection(this, socket); // child of the server
+    } catch (...) {
+        socket->abort();
+        throw;
+    }
     connection->handleReadyRead();
 }

@@ -19,8 +19,8 @@ public:
     using QObject::QObject;
 
     // Takes an open socket over, without owning or deleting it, and answers what already waits on
-    // it before it returns. std::bad_alloc leaves it when a body finds no memory, now or later
-    // out of the event loop.
+    // it before it returns. What a view throws leaves it, and std::bad_alloc when a request finds
+    // no memory, now or later out of the event loop; the socket is closed by then.
     void newHttpConnection(QTcpSocket *socket);
 
 Q_SIGNALS:

@@ -35,6 +35,8 @@ const char *reasonPhrase(QHttpServerResponse::StatusCode status)
         return "Not Found";
     case StatusCode::RequestTimeout:
         return "Request Timeout";
+    case StatusCode::ContentTooLarge:
+        return "Content Too Large";
     case StatusCode::ExpectationFailed:
         return "Expectation Failed";
     case StatusCode::RequestHeaderFieldsTooLarge:

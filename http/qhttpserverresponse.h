@@ -16,6 +16,7 @@ public:
         BadRequest = 400,
         NotFound = 404,
         RequestTimeout = 408,
+        ContentTooLarge = 413,
         ExpectationFailed = 417,
         RequestHeaderFieldsTooLarge = 431,
         NotImplemented = 501,

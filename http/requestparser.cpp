@@ -203,10 +203,10 @@ private:
     {
         m_sawChunk = true;
         if (holdsControl(extensions)) { // a bare line feed would be a line's end to some
-            refuse(Result::Malformed, error);
+            return refuse(Result::Malformed, error);
         }
         if (size > static_cast<std::uint64_t>(largestBody - m_request->m_body.size())) {
-            throw std::bad_alloc();
+            return refuse(Result::BodyTooLarge, error);
         }
         if (size == 0) {
             m_sawLastChunk = true;
@@ -327,7 +327,7 @@ RequestParser::Result RequestParser::headDone()
     if (m_state == State::LengthBody) {
         const std::uint64_t length = *m_head->content_length();
         if (length > static_cast<std::uint64_t>(largestBody)) {
-            throw std::bad_alloc();
+            return Result::BodyTooLarge;
         }
         m_length = static_cast<qint64>(length);
     }

@@ -28,6 +28,7 @@ public:
         Complete, // the request can be taken
         Malformed, // the bytes are no request, or their framing could be read in two ways
         HeadTooLarge, // see largestHead and largestChunkFraming
+        BodyTooLarge, // a length, a chunk or all chunks together are beyond largestBody
         MethodUnknown, // well formed, but none of QHttpServerRequest::Method
         CodingUnknown, // a transfer coding before the final "chunked"
         VersionUnknown, // an HTTP version other than 1.0 and 1.1
@@ -41,7 +42,7 @@ public:
 
     // Takes the next bytes; `*consumed` says how many. Fewer than `size` only with Complete (the
     // rest belongs to the next request) and with refusals, after which nothing more is taken.
-    // Throws std::bad_alloc when the body is longer than largestBody or finds no memory.
+    // Throws std::bad_alloc when there is no memory for the body.
     Result parse(const char *data, qint64 size, qint64 *consumed);
 
     // Room for the next bytes of a body whose length was told, to be read into without a copy in

@@ -64,9 +64,10 @@ void RequestHdlr::handleVondProgress()
 
 void RequestHdlr::letGo()
 {
-    if (m_tcpSocket->state() == QAbstractSocket::UnconnectedState) {
-        m_tcpSocket->close(); // and with it its buffers; nobody has where no request ever came
-    }
+    // Where a failure, and not the connection's end, brought this about, the descriptor is still
+    // there: no memory for the HTTP server, or for what the socket itself wanted to read.
+    m_tcpSocket->abort();
+    m_tcpSocket->close(); // and with it its buffers; nobody has where no request ever came
     if (m_routeServer != nullptr) {
         m_routeServer->router()->clear();
     }

@@ -20,8 +20,8 @@ public:
 
     // Lets go of what can be of any length, the texts of the last conversion, and of the larger
     // part of what every connection would leave behind, the socket's buffers and the route table.
-    // For a connection that has ended: no request comes any more. The socket, the handler and its
-    // HTTP server stay.
+    // For a connection whose thread ends: no request comes any more. A socket that is still open is
+    // closed. The socket object, the handler and its HTTP server stay.
     void letGo();
 
 public Q_SLOTS: // found by index and by name: keep the order

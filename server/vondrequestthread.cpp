@@ -33,10 +33,19 @@ void VondRequestThread::run()
                 Qt::DirectConnection);
         connect(socket, SIGNAL(disconnected()), this, SLOT(quit()), Qt::AutoConnection);
         exec();
-        m_requestHandler->letGo();
     } catch (const std::exception &e) {
-        // Deliberate: the socket is not closed; only the thread ends.
         std::cerr << "Allocation failed, creating rqh: " << e.what() << '\n';
         quit();
+    }
+    letGo();
+}
+
+void VondRequestThread::letGo()
+{
+    try {
+        if (m_requestHandler != nullptr) {
+            m_requestHandler->letGo();
+        }
+    } catch (const std::exception &) { // NOLINT(bugprone-empty-catch): what is left stays
     }
 }

@@ -31,6 +31,8 @@ protected:
 private:
     friend struct ConnectionProbe; // lets the tests look
 
+    void letGo();
+
     // Deliberate: narrower than the handle it is given; widened with its sign when it is used.
     int m_socketDescriptor;
     RequestHdlr *m_requestHandler = nullptr; // set in run(); never deleted

@@ -422,6 +422,26 @@ private Q_SLOTS:
         bad("length in the trailers", chunked("0\r\nContent-Length: 5\r\n\r\n"));
         bad("coding in the trailers", chunked("0\r\nTransfer-Encoding: chunked\r\n\r\n"));
 
+        const auto tooLong = QByteArray::number(http::largestBody + 1);
+        bad("length that no byte array holds", length(tooLong), Result::BodyTooLarge);
+        bad("length of two to the 32nd", length("4294967296"), Result::BodyTooLarge);
+        bad("length of 64 bits", length("18446744073709551615"), Result::BodyTooLarge);
+        bad("the same length twice, too large",
+            length(tooLong + "\r\nContent-Length: " + tooLong),
+            Result::BodyTooLarge);
+        bad("length too large, to be continued",
+            length(tooLong + "\r\nExpect: 100-continue"),
+            Result::BodyTooLarge);
+        bad("chunk that no byte array holds", chunked("7fffffe7\r\nabc"), Result::BodyTooLarge);
+        bad("chunk of 32 bits", chunked("ffffffff\r\nabc"), Result::BodyTooLarge);
+        bad("chunk of 64 bits", chunked("ffffffffffffffff\r\nabc"), Result::BodyTooLarge);
+        bad("chunk too large, with an extension",
+            chunked("7fffffe7;a=b\r\nabc"),
+            Result::BodyTooLarge);
+        bad("chunks that together no byte array holds",
+            chunked("1\r\nx\r\n7fffffe6\r\nabc"),
+            Result::BodyTooLarge);
+
         const QByteArray filler(http::largestHead, 'x');
         bad("head too large by a value",
             get("Host: a\r\nX: " + filler + "\r\n"),
@@ -429,6 +449,9 @@ private Q_SLOTS:
         bad("head too large by the target", "GET /" + filler, Result::HeadTooLarge);
         bad("chunk extension without end", chunked("1;" + filler + "xx"), Result::HeadTooLarge);
         bad("trailers without end", chunked("0\r\nX: " + filler + "xx"), Result::HeadTooLarge);
+        bad("many trailers without end",
+            chunked("0\r\n" + QByteArray("X: y\r\n").repeated(http::largestChunkFraming / 6 + 1)),
+            Result::HeadTooLarge);
     }
 
     void aBadMessageIsRefusedAtEverySplit()
@@ -449,9 +472,6 @@ private Q_SLOTS:
         }
         // And behind a good one, which is not lost.
         const Outcome second = feed({get("Host: a\r\n") + message});
-        bad("many trailers without end",
-            chunked("0\r\n" + QByteArray("X: y\r\n").repeated(http::largestChunkFraming / 6 + 1)),
-            Result::HeadTooLarge);
         QCOMPARE(second.last, refusal);
         QCOMPARE(second.requests.size(), 1);
     }
@@ -514,37 +534,6 @@ private Q_SLOTS:
         QCOMPARE(outcome.requests.at(7).url().path(), QStringLiteral("*"));
     }
 
-    void theInterimAnswerIsOwedOnceAndOnlyWhileNoBodyByteHasCome_data()
-    {
-        QTest::addColumn<QByteArray>("message");
-        QTest::addColumn<bool>("owed");
-
-        const QByteArray start = "POST / HTTP/1.1\r\nHost: a\r\nExpect: 100-continue\r\n";
-        QTest::newRow("length, no byte yet") << start + "Content-Length: 3\r\n\r\n" << true;
-        QTest::newRow("length, one byte") << start + "Content-Length: 3\r\n\r\nx" << false;
-        QTest::newRow("length 0: no body to wait for") << start + "Content-Length: 0\r\n\r\n"
-                                                       << false;
-        QTest::newRow("no body at all") << start + "\r\n" << false;
-        QTest::newRow("chunked, no byte yet") << start + "Transfer-Encoding: chunked\r\n\r\n"
-                                              << true;
-        QTest::newRow("chunked, begun") << start + "Transfer-Encoding: chunked\r\n\r\n5" << false;
-        QTest::newRow("head not whole") << start + "Content-Length: 3\r\n" << false;
-        QTest::newRow("HTTP/1.0") << QByteArray(
-            "POST / HTTP/1.0\r\nExpect: 100-continue\r\nContent-Length: 3\r\n\r\n")
-                                  << false;
-        QTest::newRow("not expected")
-            << QByteArray("POST / HTTP/1.1\r\nHost: a\r\nContent-Length: 3\r\n\r\n") << false;
-    }
-
-    void theInterimAnswerIsOwedOnceAndOnlyWhileNoBodyByteHasCome()
-    {
-        QFETCH(QByteArray, message);
-        QFETCH(bool, owed);
-        RequestParser parser;
-        qint64 consumed = 0;
-        (void)parser.parse(message.constData(), message.size(), &consumed); // looked at below
-        qint64 room = 0;
-        (void)parser.bodySpace(&room); // making room for the body is not receiving it
     void aHostLongerThanANameCanBeLeavesThePathAsItIs_data()
     {
         QTest::addColumn<QByteArray>("authority");
@@ -578,6 +567,37 @@ private Q_SLOTS:
         QCOMPARE(outcome.requests.last().url().path(), QStringLiteral("/"));
     }
 
+    void theInterimAnswerIsOwedOnceAndOnlyWhileNoBodyByteHasCome_data()
+    {
+        QTest::addColumn<QByteArray>("message");
+        QTest::addColumn<bool>("owed");
+
+        const QByteArray start = "POST / HTTP/1.1\r\nHost: a\r\nExpect: 100-continue\r\n";
+        QTest::newRow("length, no byte yet") << start + "Content-Length: 3\r\n\r\n" << true;
+        QTest::newRow("length, one byte") << start + "Content-Length: 3\r\n\r\nx" << false;
+        QTest::newRow("length 0: no body to wait for") << start + "Content-Length: 0\r\n\r\n"
+                                                       << false;
+        QTest::newRow("no body at all") << start + "\r\n" << false;
+        QTest::newRow("chunked, no byte yet") << start + "Transfer-Encoding: chunked\r\n\r\n"
+                                              << true;
+        QTest::newRow("chunked, begun") << start + "Transfer-Encoding: chunked\r\n\r\n5" << false;
+        QTest::newRow("head not whole") << start + "Content-Length: 3\r\n" << false;
+        QTest::newRow("HTTP/1.0") << QByteArray(
+            "POST / HTTP/1.0\r\nExpect: 100-continue\r\nContent-Length: 3\r\n\r\n")
+                                  << false;
+        QTest::newRow("not expected")
+            << QByteArray("POST / HTTP/1.1\r\nHost: a\r\nContent-Length: 3\r\n\r\n") << false;
+    }
+
+    void theInterimAnswerIsOwedOnceAndOnlyWhileNoBodyByteHasCome()
+    {
+        QFETCH(QByteArray, message);
+        QFETCH(bool, owed);
+        RequestParser parser;
+        qint64 consumed = 0;
+        (void)parser.parse(message.constData(), message.size(), &consumed); // looked at below
+        qint64 room = 0;
+        (void)parser.bodySpace(&room); // making room for the body is not receiving it
         QCOMPARE(parser.takeContinue(), owed);
         QVERIFY(!parser.takeContinue());
     }
@@ -604,35 +624,7 @@ private Q_SLOTS:
 
     void unfinishedFramingHasANumberOfItsOwn()
     {
-        QTest::addColumn<QByteArray>("message");
-        const QByteArray tooLong = QByteArray::number(http::largestBody + 1);
-        QTest::newRow("told length")
-            << "POST / HTTP/1.1\r\nHost: a\r\nContent-Length: " + tooLong + "\r\n\r\n";
-        QTest::newRow("largest told length") << QByteArray(
-            "POST / HTTP/1.1\r\nHost: a\r\nContent-Length: 18446744073709551615\r\n\r\n");
-        QTest::newRow("one chunk") << chunked("7fffffe7\r\n");
-        QTest::newRow("chunk of the largest size") << chunked("ffffffffffffffff\r\n");
-        QTest::newRow("chunks together") << chunked("1\r\nx\r\n7fffffe6\r\n");
-    }
-
-    void aLengthBeyondAByteArrayIsBadAlloc()
-    {
-        QFETCH(QByteArray, message);
         RequestParser parser;
-        qint64 consumed = 0;
-        QCOMPARE(parser.parse("\r\nG", 3, &consumed), Result::Complete);
-        QCOMPARE(consumed, qint64(2));
-        QCOMPARE(parser.unfinishedFraming(), none);
-        QCOMPARE(parser.takeRequest().body(), QByteArray("xxyabcd"));
-        QVERIFY(after("G") > last);
-
-        RequestParser empty;
-        const QByteArray noChunk = chunked("0\r\n");
-        QCOMPARE(empty.parse(noChunk.constData(), noChunk.size(), &consumed), Result::NeedsMore);
-        QVERIFY(empty.unfinishedFraming() > none);
-    }
-
-    void aLengthAloneClaimsLittleMemory()
         const auto after = [&parser](const QByteArray &bytes) {
             qint64 consumed = 0;
             const Result result = parser.parse(bytes.constData(), bytes.size(), &consumed);
@@ -668,6 +660,20 @@ private Q_SLOTS:
         QVERIFY(last > fourth);
         QCOMPARE(after("X: y\r\n"), last);
         QCOMPARE(after("Z: 1\r\n"), last);
+        qint64 consumed = 0;
+        QCOMPARE(parser.parse("\r\nG", 3, &consumed), Result::Complete);
+        QCOMPARE(consumed, qint64(2));
+        QCOMPARE(parser.unfinishedFraming(), none);
+        QCOMPARE(parser.takeRequest().body(), QByteArray("xxyabcd"));
+        QVERIFY(after("G") > last);
+
+        RequestParser empty;
+        const QByteArray noChunk = chunked("0\r\n");
+        QCOMPARE(empty.parse(noChunk.constData(), noChunk.size(), &consumed), Result::NeedsMore);
+        QVERIFY(empty.unfinishedFraming() > none);
+    }
+
+    void aLengthAloneClaimsLittleMemory()
     {
         RequestParser parser;
         const QByteArray message =

@@ -270,11 +270,22 @@ for value in ("+3", "-3", "3 3", "3,", "3, 4", "0x3", "3.0", "3a", "a", "", ",",
          "400 closed")
 case("two lengths", "9112 6.3", text("Content-Length: 3", "Content-Length: 4", body="abcd"),
      "400 closed")
-for value in ("9223372036854775807", "4294967296"):
+TOO_LARGE = ("The service says that it is done and closes its side; nginx, whose limit is configured, "
+             "says 413 and reads on for a while.")
+for value in ("9223372036854775807", "4294967296", "2147483648"):
     case(f"length too large to hold, {value}", "9110 15.5.14", text(f"Content-Length: {value}"),
-         "closed", differs="The service ends a connection whose body it cannot hold, without "
-                           "words; nginx has a configured limit, says 413 and reads on for a "
-                           "while.")
+         "413 closed", body=b"Request body too large", differs=TOO_LARGE)
+case("length too large to hold, 18446744073709551615", "9110 15.5.14",
+     text("Content-Length: 18446744073709551615"), "413 closed",
+     differs="The length is well formed, so the service says what is wrong with it; nginx takes it "
+             "for an overflow.")
+case("length too large to hold, in pieces", "9110 15.5.14",
+     ("POST /text HTTP/1.1\r\nHo", SILENCE, "st: a\r\nContent-Length: 42949", SILENCE,
+      "67296\r\n\r\n"), "413 closed", differs=TOO_LARGE)
+case("length too large to hold, behind a request", "9110 15.5.14",
+     (OK, ANSWER, text("Content-Length: 4294967296")), "200 413 closed", differs=TOO_LARGE)
+case("length too large to hold, to be continued", "9110 10.1.1",
+     text("Content-Length: 4294967296", "Expect: 100-continue"), "413 closed", differs=TOO_LARGE)
 
 group("Chunked framing")
 GOOD = "3\r\nabc\r\n0\r\n\r\n"
@@ -329,9 +340,17 @@ case("quote left open in an extension", "9112 7.1.1", chunked("3;a=\"b\r\nabc\r\
      "400 closed", differs="nginx skips what stands in an extension.")
 case("folded trailer", "9112 5.2", chunked("0\r\nA: b\r\n c\r\n\r\n"), "400 closed",
      differs="nginx skips what stands in a trailer.")
-case("chunk too large to hold", "9112 7.1", chunked("ffffffffffffffff\r\nabc"), "closed",
-     differs="The service ends a connection whose body it cannot hold, without words; nginx "
-             "takes the size for an overflow.")
+case("chunk too large to hold, ffffffffffffffff", "9110 15.5.14",
+     chunked("ffffffffffffffff\r\nabc"), "413 closed",
+     differs="The size is well formed, so the service says what is wrong with it; nginx takes it "
+             "for an overflow.")
+for value in ("ffffffff", "80000000"):
+    case(f"chunk too large to hold, {value}", "9110 15.5.14", chunked(f"{value}\r\nabc"),
+         "413 closed", body=b"Request body too large")
+case("chunk too large to hold, in pieces", "9110 15.5.14",
+     (chunked("ffff"), SILENCE, "ffff", SILENCE, "\r\nabc"), "413 closed")
+case("chunks too large to hold together", "9110 15.5.14",
+     chunked("3\r\nabc\r\n7fffffff\r\nabc"), "413 closed")
 for value in ("chunked, chunked", "chunked, gzip", "identity", "gzip", "xchunked", "chunkedx",
               "chunked;q=1", "", "\"chunked\"", "chunked,", ", chunked",
               "chun\xe2\x84\xaaed"):
@@ -374,6 +393,8 @@ case("close in a second field", "9110 5.3",
      request("GET / HTTP/1.1", "Connection: x", "Connection: close"), "200 closed")
 case("nothing is answered behind close", "9112 9.6",
      request("GET / HTTP/1.1", "Connection: close") + OK, "200 closed")
+case("bytes that come after the last answer", "9112 9.6",
+     (request("GET / HTTP/1.1", "Connection: close"), ANSWER, "late"), "200 closed")
 case("HTTP/1.0 asks to stay", "9112 9.3",
      request("GET / HTTP/1.0", "Connection: keep-alive"), "200 open")
 case("HTTP/1.0 asks to stay, in other letters", "9110 7.6.1",
