@@ -1,11 +1,10 @@
 #include "jobs/conversionplan.h"
 
 #include "settings/folders.h"
+#include "tool/jsontext.h"
 #include "tool/run.h"
 
 #include <QFileInfo>
-#include <QJsonDocument>
-#include <QJsonObject>
 
 namespace jobs {
 
@@ -24,11 +23,14 @@ QString plannedOutput(const QString &folder, const QString &inputPath, const QSt
 
 ConversionRequest readConversionRequest(const QByteArray &body)
 {
-    const QJsonObject request = QJsonDocument::fromJson(body).object();
-    return {request.value(QLatin1String("fileName")).toString(),
-            request.value(QLatin1String("reqestID")).toString(), // spelt so by clients
-            request.value(QLatin1String("configuration")).toString(),
-            request.value(QLatin1String("cancelID")).toString()};
+    constexpr std::array keys{
+        QLatin1String("fileName", 8),
+        QLatin1String("reqestID", 8), // spelt so by clients
+        QLatin1String("configuration", 13),
+        QLatin1String("cancelID", 8),
+    };
+    const auto values = tool::JsonText::document(body).values(keys);
+    return {values[0].text(), values[1].text(), values[2].text(), values[3].text()};
 }
 
 ConversionPlan planConversion(const ConversionRequest &request, const QString &folder)

@@ -1,42 +1,45 @@
 #include "tool/localdataplan.h"
 
 #include "tool/debugline.h"
+#include "tool/jsontext.h"
 #include "tool/utf8text.h"
 
 #include <QFileInfo>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 
 namespace tool {
 
 namespace {
 
-LocalOption readOption(const QString &key, const QJsonValue &value)
+LocalOption readOption(const JsonMember &member)
 {
+    const QString key = member.key.text();
     if (key != QLatin1String("local:")) {
-        return {key, value.toString(), false, {}, {}};
+        return {key, member.value.text(), false, {}, {}};
     }
-    const QJsonObject file = value.toObject();
-    return {file.value(QLatin1String("option")).toString(),
-            {},
-            true,
-            file.value(QLatin1String("filename")).toString(),
-            file.value(QLatin1String("data")).toString()};
+    constexpr std::array keys{
+        QLatin1String("option", 6),
+        QLatin1String("filename", 8),
+        QLatin1String("data", 4),
+    };
+    const auto values = member.value.values(keys);
+    return {values[0].text(), {}, true, values[1].text(), values[2].text()};
 }
 
-QVector<LocalOption> readOptions(const QJsonArray &elements)
+QVector<LocalOption> readOptions(const JsonText &elements)
 {
     QVector<LocalOption> options;
-    for (const QJsonValue &value : elements) {
-        const QJsonObject element = value.toObject();
-        if (element.isEmpty()) {
-            debugLine("setOptions: skipped an element without a key:", value);
+    if (!elements.isArray()) {
+        return options;
+    }
+    options.reserve(boundedCount(elements));
+    for (JsonWalk walk(elements); walk.next();) {
+        // Deliberate: only the first key counts, in the order of the alphabet.
+        const JsonMember member = JsonMember::firstByKey(walk.value());
+        if (!member.key.isString()) {
+            debugLine("setOptions: skipped an element without a key:", walk.value().source());
             continue;
         }
-        // Deliberate: only the first key counts, in the order of the alphabet.
-        const QString key = element.keys().constFirst();
-        options.append(readOption(key, element.value(key)));
+        options.append(readOption(member));
     }
     return options;
 }
@@ -45,14 +48,17 @@ QVector<LocalOption> readOptions(const QJsonArray &elements)
 
 LocalDataRequest readLocalDataRequest(const QByteArray &body)
 {
-    const QJsonObject request = QJsonDocument::fromJson(body).object();
-    const QLatin1String setOptions("setOptions");
+    constexpr QLatin1String setOptions("setOptions", 10);
+    constexpr std::array keys{
+        QLatin1String("fileName", 8),
+        QLatin1String("imgData", 7),
+        QLatin1String("configuration", 13),
+        setOptions,
+    };
+    const auto values = JsonText::document(body).values(keys);
     // Deliberate: the list lies one level deeper, under the same key; anything else is ignored.
-    const QJsonArray elements = request.value(setOptions).toObject().value(setOptions).toArray();
-    return {request.value(QLatin1String("fileName")).toString(),
-            request.value(QLatin1String("imgData")).toString(),
-            request.value(QLatin1String("configuration")).toString(),
-            readOptions(elements)};
+    const auto inner = values[3].values(std::array{setOptions});
+    return {values[0].text(), values[1].text(), values[2].text(), readOptions(inner[0])};
 }
 
 QString

@@ -4,14 +4,12 @@
 #include "tool/claimedpaths.h"
 #include "tool/debugline.h"
 #include "tool/errorline.h"
+#include "tool/jsontext.h"
 #include "tool/pathcheck.h"
 #include "tool/run.h"
 #include "tool/vondanswer.h"
 #include "tool/vondelement.h"
 #include "tool/writebase64file.h"
-
-#include <QJsonArray>
-#include <QJsonDocument>
 
 #include <cstdio>
 #include <optional>
@@ -26,28 +24,29 @@ struct VondPlan
     QStringList returnKeys;
 };
 
-std::optional<QJsonArray> readArguments(const QByteArray &body)
+// The array that the body is, of a bearable length.
+std::optional<JsonText> readArguments(const QByteArray &body)
 {
-    const QJsonDocument document = QJsonDocument::fromJson(body);
+    const JsonText document = JsonText::document(body);
     if (!document.isArray()) {
         writeErrorLine("error: no json array with arguments" + body);
         return std::nullopt;
     }
-    if (document.array().isEmpty()) {
+    if (boundedCount(document) == 0) {
         writeErrorLine("error: empty json array with arguments" + body);
         return std::nullopt;
     }
-    return document.array();
+    return document;
 }
 
 // Elements are worked off one after the other, because a file that comes along takes a name that a
 // later element may ask for. Files written before a refused element stay.
 std::optional<VondPlan>
-planRun(const QJsonArray &elements, const QString &folder, ClaimedPaths *claims)
+planRun(const JsonText &elements, const QString &folder, ClaimedPaths *claims)
 {
     VondPlan plan;
-    for (const QJsonValue &value : elements) {
-        const VondElement element = readVondElement(value);
+    for (JsonWalk walk(elements); walk.next();) {
+        const VondElement element = readVondElement(walk.value());
         switch (element.kind) {
         case VondElement::Kind::Literal:
             plan.arguments.append(element.text);
@@ -70,7 +69,7 @@ planRun(const QJsonArray &elements, const QString &folder, ClaimedPaths *claims)
         }
         case VondElement::Kind::Neither:
             writeErrorLine("error: json arguments array element is neither fileObj nor String:"
-                           + value.toString().toUtf8());
+                           + walk.value().text().toUtf8());
             return std::nullopt;
         }
     }

@@ -1,8 +1,7 @@
 #include "tool/vondelement.h"
 
+#include "tool/jsontext.h"
 #include "tool/uniquefilepath.h"
-
-#include <QJsonObject>
 
 namespace tool {
 
@@ -22,12 +21,11 @@ VondElement readText(const QString &text)
             {}};
 }
 
-VondElement readFile(const QJsonObject &file)
+VondElement readFile(const JsonText &file)
 {
-    return {VondElement::Kind::InputFile,
-            {},
-            file.value(QLatin1String("filename")).toString(),
-            file.value(QLatin1String("data")).toString()};
+    constexpr std::array keys{QLatin1String("filename", 8), QLatin1String("data", 4)};
+    const auto values = file.values(keys);
+    return {VondElement::Kind::InputFile, {}, values[0].text(), values[1].text()};
 }
 
 // The same as QString::remove(), which moves the rest of the text for every occurrence.
@@ -45,13 +43,13 @@ QString withoutPart(const QString &text, const QString &part)
 
 } // namespace
 
-VondElement readVondElement(const QJsonValue &element)
+VondElement readVondElement(const JsonText &element)
 {
     if (element.isString()) {
-        return readText(element.toString());
+        return readText(element.text());
     }
     if (element.isObject()) {
-        return readFile(element.toObject());
+        return readFile(element);
     }
     return {};
 }

@@ -2,10 +2,11 @@
 
 #include "tool/claimedpaths.h"
 
-#include <QJsonValue>
 #include <QString>
 
 namespace tool {
+
+class JsonText;
 
 // One element of the request's argument array, read.
 struct VondElement
@@ -24,7 +25,7 @@ struct VondElement
     QString base64;
 };
 
-[[nodiscard]] VondElement readVondElement(const QJsonValue &element);
+[[nodiscard]] VondElement readVondElement(const JsonText &element);
 
 // A file that the client wants back: the argument for the tool and the name to fetch it by.
 struct ReturnFile

@@ -120,11 +120,11 @@ void LocalDataPlanTest::elementsWithoutAKeyAreSkippedAndLogged()
     QCOMPARE(shown(request.options), words("--a=2"));
     const QString label = QStringLiteral("setOptions: skipped an element without a key: ");
     const QStringList lines{
-        label + QStringLiteral("QJsonValue(double, 1)"),
-        label + QStringLiteral("QJsonValue(object, QJsonObject())"),
-        label + QStringLiteral("QJsonValue(string, \"x\")"),
-        label + QStringLiteral("QJsonValue(null)"),
-        label + QStringLiteral("QJsonValue(array, QJsonArray([1]))"),
+        label + QStringLiteral("\"1\""),
+        label + QStringLiteral("\"{}\""),
+        label + QStringLiteral(R"("\"x\"")"),
+        label + QStringLiteral("\"null\""),
+        label + QStringLiteral("\"[1]\""),
     };
     QCOMPARE(catcher.messages(), lines);
 }

@@ -1,10 +1,8 @@
 #include "tool/vondelement.h"
 
 #include "tests/support/ownfolders.h"
+#include "tool/jsontext.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QtTest>
 
 using Kind = tool::VondElement::Kind;
@@ -91,9 +89,10 @@ void VondElementTest::anElementIsReadByItsKind_data()
 void VondElementTest::anElementIsReadByItsKind()
 {
     QFETCH(const QByteArray, json);
-    const QJsonArray array = QJsonDocument::fromJson(json).array();
-    QCOMPARE(array.size(), 1);
-    const tool::VondElement element = tool::readVondElement(array.first());
+    tool::JsonWalk walk(tool::JsonText::document(json));
+    QVERIFY(walk.next());
+    const tool::VondElement element = tool::readVondElement(walk.value());
+    QVERIFY(!walk.next());
     QTEST(element.kind, "kind");
     QTEST(element.text, "text");
     QTEST(element.name, "name");
