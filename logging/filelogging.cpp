@@ -8,7 +8,6 @@
 #include <QFile>
 #include <QMutex>
 #include <QMutexLocker>
-#include <QTextStream>
 
 #include <iostream>
 
@@ -25,16 +24,19 @@ void serverMessageHandler(QtMsgType /*type*/,
 {
     const QString line =
         logging::logLine(QDateTime::currentDateTime(), logging::currentThreadNumber(), message);
+    const QByteArray bytes = (line + QLatin1Char('\n')).toLocal8Bit();
     QFile file(logFilePath);
 
     const QMutexLocker locker(&logFileMutex);
     // Deliberate: opened and closed for every message, so that the file can be moved or deleted
     // while the service runs.
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Append)) {
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered)) {
         // Writing on would make Qt complain on standard error.
         return;
     }
-    QTextStream(&file) << line << Qt::endl;
+    // Not through a text stream, which would write the same bytes: where memory is refused, one
+    // ends the process.
+    static_cast<void>(file.write(bytes));
     file.close();
 }
 

@@ -4,6 +4,7 @@
 #include "tool/utf8text.h"
 
 #include <QFileInfo>
+#include <QJsonDocument>
 #include <QVector>
 
 namespace tool {
@@ -54,7 +55,10 @@ QJsonObject vondAnswer(const Output &output, const QStringList &returnKeys)
         debugLine(surviving);
         answer.insert(QLatin1String("returnFilesDict"), returnFilesDict(surviving));
     }
-    debugLine(answer);
+    // The stream's own words for an object. Its operator allocates in a destructor, where refused
+    // memory ends the process.
+    const QByteArray json = QJsonDocument(answer).toJson(QJsonDocument::Compact);
+    debugLine(("QJsonObject(" + json + ')').constData());
     return answer;
 }
 

@@ -1,0 +1,217 @@
+#include "tests/support/refusedmemory.h"
+
+#include "http/qhttpserverresponse.h"
+#include "jobs/connectionjob.h"
+#include "jobs/conversionplan.h"
+#include "jobs/convert.h"
+#include "logging/filelogging.h"
+#include "settings/keys.h"
+#include "tests/support/outputcatcher.h"
+#include "tests/support/ownfolders.h"
+#include "tests/support/standin.h"
+#include "tool/convertwithlocaldata.h"
+#include "tool/localdataplan.h"
+#include "tool/vondanswer.h"
+#include "tool/vondcommand.h"
+
+#include <QDir>
+#include <QProcess>
+#include <QSettings>
+#include <QtTest>
+
+#include <cstdio>
+#include <exception>
+#include <functional>
+#include <new>
+
+using refusedmemory::Mode;
+
+namespace {
+
+// What is running, for the words of a program that ends over it.
+struct Case
+{
+    const char *tag = "";
+    Mode mode = Mode::Once;
+    qint64 n = 0;
+};
+
+Case running;
+
+[[noreturn]] void tellAndEnd()
+{
+    (void)refusedmemory::end();
+    (void)std::fprintf(stderr,
+                       "the program ends: %s, mode %d, n = %lld\n",
+                       running.tag,
+                       static_cast<int>(running.mode),
+                       static_cast<long long>(running.n));
+    std::abort();
+}
+
+// JSON written with single quotes.
+QByteArray json(const char *text)
+{
+    return QByteArray(text).replace('\'', '"');
+}
+
+} // namespace
+
+// Qt's settings end the program when memory is refused to them, so they are spared. The linker
+// sends the calls of settings::workFolder() here, and the second name is the function's own.
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
+extern QString realWorkFolder() __asm__("__real__ZN8settings10workFolderEv");
+QString sparedWorkFolder() __asm__("__wrap__ZN8settings10workFolderEv");
+
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
+
+QString sparedWorkFolder()
+{
+    const refusedmemory::Pause pause;
+    return realWorkFolder();
+}
+
+// The routes that read JSON, up to the start of the tool, and the making of an answer, with memory
+// refused at every moment. They may throw std::bad_alloc and nothing else, and the program goes on.
+class RefusedMemoryTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    using Action = std::function<void()>;
+
+    // Whether memory was refused at all.
+    bool refuse(Mode mode, qint64 n, const Action &action) const
+    {
+        const char *const tag = QTest::currentDataTag();
+        running = {tag != nullptr ? tag : QTest::currentTestFunction(), mode, n};
+        refusedmemory::begin(mode, n);
+        try {
+            action();
+        } catch (const std::bad_alloc &) {
+            // as it should be
+        }
+        const bool refused = refusedmemory::end() > 0;
+        QDir folder(m_folder.path()); // files that came along
+        for (const QString &name : folder.entryList(QDir::Files)) {
+            (void)folder.remove(name);
+        }
+        return refused;
+    }
+
+    // How many allocations there are to refuse.
+    qint64 refuseEach(Mode mode, const Action &action) const
+    {
+        qint64 n = 0;
+        while (refuse(mode, n, action)) {
+            ++n;
+        }
+        return n;
+    }
+
+    void refuseAll(const Action &action) const
+    {
+        action(); // what is only made once is there afterwards
+        const qint64 once = refuseEach(Mode::Once, action);
+        const qint64 all = refuseEach(Mode::FromThenOn, action);
+        QVERIFY2(once > 3 && all > 3, "hardly anything was refused");
+        for (qint64 size = 1 << 20; size >= 8; size = size * 7 / 8) {
+            (void)refuse(Mode::LargeOnes, size, action);
+        }
+        action(); // and it works as before
+    }
+
+private Q_SLOTS:
+
+    void initTestCase()
+    {
+        useOwnSettings();
+        setWorkFolder(m_folder.path());
+        QSettings().setValue(settings::logFolderKey, m_logFolder.path());
+        std::set_terminate(tellAndEnd);
+        logging::startFileLogging();
+    }
+
+    void readingEndsInAnException_data()
+    {
+        QTest::addColumn<QByteArray>("body");
+        QTest::newRow("a conversion") << json(
+            "{'fileName':'a.tif','reqestID':'\\u00e4','configuration':'\xc3\xa4','x':[[1.5]]}");
+        QTest::newRow("an image with options")
+            << json("{'fileName':'a.tif','imgData':'QUJD','configuration':'Web','setOptions':"
+                    "{'setOptions':[{'--dpi':'300','\\u0061':1},{'local:':{'filename':'p',"
+                    "'data':'QUJD','option':'o'}},[],1e7]}}");
+        QTest::newRow("a number that takes memory") << json("{'fileName':'a','x':[1.5e+7]}");
+    }
+
+    void readingEndsInAnException()
+    {
+        QFETCH(const QByteArray, body);
+        refuseAll([&] {
+            (void)jobs::planConversion(jobs::readConversionRequest(body), QStringLiteral("/t"));
+            (void)tool::readLocalDataRequest(body);
+        });
+    }
+
+    // What is read asks for a tool run, and a zero character in it is refused just before the
+    // start.
+    void convertEndsInAnException()
+    {
+        const QByteArray body =
+            json("{'fileName':'a.tif','reqestID':'1\\u0000','configuration':'\\u0000'}");
+        jobs::Registry registry;
+        QObject handler;
+        QProcess *process = nullptr;
+        QString requestId;
+        QString lastStdOutMsg;
+        const OutputCatcher error(OutputCatcher::Channel::Error);
+        refuseAll([&] {
+            const jobs::ConnectionJob job{&handler, process, requestId, lastStdOutMsg};
+            (void)QHttpServerResponse(jobs::convert(standin::path(), &registry, job, body));
+        });
+    }
+
+    void convertWithLocalDataEndsInAnException()
+    {
+        const QByteArray body =
+            json("{'fileName':'a.tif','imgData':'QUJD','configuration':'\\u0000','setOptions':"
+                 "{'setOptions':[{'--dpi':'300','\\u0061':1},{'local:':{'filename':'p',"
+                 "'data':'QUJD','option':'o'}},[],1e7]}}");
+        const OutputCatcher error(OutputCatcher::Channel::Error);
+        refuseAll(
+            [&] { (void)QHttpServerResponse(tool::convertWithLocalData(standin::path(), body)); });
+    }
+
+    void vondEndsInAnException_data()
+    {
+        QTest::addColumn<QByteArray>("body");
+        QTest::newRow("arguments")
+            << json("['a\\u0000','-o=return:b',{'filename':'p','data':'QUJD'}]");
+        QTest::newRow("a wrong element") << json("['a',[[['x']]]]");
+        QTest::newRow("an empty array") << json("[]");
+        QTest::newRow("no JSON") << QByteArray("[[0],").repeated(1000);
+        QTest::newRow("many arguments")
+            << '[' + QByteArray("\"a\",").repeated(300) + "\"\\u0000\"]";
+    }
+
+    void vondEndsInAnException()
+    {
+        QFETCH(const QByteArray, body);
+        const OutputCatcher error(OutputCatcher::Channel::Error);
+        refuseAll([&] { (void)QHttpServerResponse(tool::vond(standin::path(), body)); });
+    }
+
+    void anAnswerEndsInAnException()
+    {
+        const tool::Output output{"said \xc3\xa4\n\"x\"", "Error: b.tif\nmore"};
+        const QStringList keys{QStringLiteral("a.tif"), QStringLiteral("b.tif")};
+        refuseAll([&] { (void)QHttpServerResponse(tool::vondAnswer(output, keys)); });
+    }
+
+private:
+    OwnWorkFolder m_folder;
+    QTemporaryDir m_logFolder;
+};
+
+QTEST_GUILESS_MAIN(RefusedMemoryTest)
+#include "refusedmemorytest.moc"

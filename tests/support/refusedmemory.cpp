@@ -1,0 +1,105 @@
+#include "tests/support/refusedmemory.h"
+
+#include <cerrno>
+
+// The C library's own functions, which it has under these names for those who replace malloc().
+// NOLINTBEGIN(readability-identifier-naming,bugprone-reserved-identifier)
+extern "C" void *__libc_malloc(std::size_t size);
+extern "C" void *__libc_calloc(std::size_t count, std::size_t size);
+extern "C" void *__libc_realloc(void *block, std::size_t size);
+extern "C" void *__libc_memalign(std::size_t alignment, std::size_t size);
+
+// NOLINTEND(readability-identifier-naming,bugprone-reserved-identifier)
+
+namespace refusedmemory {
+namespace {
+
+struct State
+{
+    bool isOn;
+    Mode mode;
+    qint64 n;
+    qint64 seen;
+    qint64 refused;
+};
+
+thread_local State state = {false, Mode::Once, 0, 0, 0};
+
+bool isDue(std::size_t size)
+{
+    switch (state.mode) {
+    case Mode::Once:
+        return state.seen == state.n;
+    case Mode::FromThenOn:
+        return state.seen >= state.n;
+    case Mode::LargeOnes:
+        return size >= static_cast<std::size_t>(state.n);
+    }
+    return false;
+}
+
+bool refuses(std::size_t size)
+{
+    if (!state.isOn) {
+        return false;
+    }
+    const bool due = isDue(size);
+    ++state.seen;
+    if (due) {
+        ++state.refused;
+        errno = ENOMEM;
+    }
+    return due;
+}
+
+} // namespace
+
+void begin(Mode mode, qint64 n)
+{
+    state = {true, mode, n, 0, 0};
+}
+
+qint64 end()
+{
+    state.isOn = false;
+    return state.refused;
+}
+
+Pause::Pause()
+    : m_before(state.isOn)
+{
+    state.isOn = false;
+}
+
+Pause::~Pause()
+{
+    state.isOn = m_before;
+}
+
+} // namespace refusedmemory
+
+extern "C" void *malloc(std::size_t size)
+{
+    return refusedmemory::refuses(size) ? nullptr : __libc_malloc(size);
+}
+
+extern "C" void *calloc(std::size_t count, std::size_t size)
+{
+    return refusedmemory::refuses(count * size) ? nullptr : __libc_calloc(count, size);
+}
+
+extern "C" void *realloc(void *block, std::size_t size)
+{
+    return refusedmemory::refuses(size) ? nullptr : __libc_realloc(block, size);
+}
+
+extern "C" void *aligned_alloc(std::size_t alignment, std::size_t size)
+{
+    return refusedmemory::refuses(size) ? nullptr : __libc_memalign(alignment, size);
+}
+
+extern "C" int posix_memalign(void **block, std::size_t alignment, std::size_t size)
+{
+    *block = refusedmemory::refuses(size) ? nullptr : __libc_memalign(alignment, size);
+    return *block != nullptr ? 0 : ENOMEM;
+}
