@@ -7,6 +7,7 @@
 #include <QJsonObject>
 #include <QMimeDatabase>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
@@ -21,6 +22,44 @@ QByteArray plainTextType()
 QByteArray emptyType()
 {
     return QByteArrayLiteral("application/x-empty");
+}
+
+// Hands the text over piece by piece as UTF-8; a pair of surrogates stays in one piece.
+template <typename Take>
+void inPieces(const QString &text, Take take)
+{
+    constexpr int pieceSize = 1 << 20;
+    for (int at = 0; at < text.size();) {
+        int size = std::min(pieceSize, text.size() - at);
+        if (at + size < text.size() && text.at(at + size - 1).isHighSurrogate()) {
+            --size;
+        }
+        take(QString::fromRawData(text.constData() + at, size).toUtf8());
+        at += size;
+    }
+}
+
+// Qt's conversion asks for three bytes for each character first, which is more than an array can
+// have from 700 million characters on. Those are counted before. Nothing, and a line for the
+// operator, where the bytes themselves are too many.
+QByteArray utf8Bytes(const QString &text)
+{
+    constexpr int longestArray = 2147483647 - static_cast<int>(sizeof(QByteArrayData)) - 1;
+    if (text.size() <= longestArray / 3) {
+        return text.toUtf8();
+    }
+    qint64 size = 0;
+    inPieces(text, [&size](const QByteArray &piece) { size += piece.size(); });
+    if (size > longestArray) {
+        (void)std::fprintf(stderr, "error: the text is too large to be answered\n");
+        return {};
+    }
+    QByteArray bytes(static_cast<int>(size), Qt::Uninitialized);
+    char *out = bytes.data();
+    inPieces(text, [&out](const QByteArray &piece) {
+        out = std::copy(piece.cbegin(), piece.cend(), out);
+    });
+    return bytes;
 }
 
 const char *reasonPhrase(QHttpServerResponse::StatusCode status)
@@ -84,7 +123,7 @@ QHttpServerResponse::QHttpServerResponse(const char *text)
 
 QHttpServerResponse::QHttpServerResponse(const QString &text)
     : m_mimeType(plainTextType())
-    , m_data(text.toUtf8())
+    , m_data(utf8Bytes(text))
 {
 }
 

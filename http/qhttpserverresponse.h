@@ -25,6 +25,7 @@ public:
 
     // Not explicit: a view's result becomes the response by itself.
     QHttpServerResponse(const char *text); // UTF-8
+    // A text whose UTF-8 has 2 GiB or more is answered with nothing, which the operator is told.
     QHttpServerResponse(const QString &text);
     QHttpServerResponse(QByteArray &&data); // content type derived from the bytes
     QHttpServerResponse(const QJsonObject &object);

@@ -9,6 +9,13 @@
 #include <cstdio>
 
 namespace logging {
+namespace {
+
+// Of how many bytes Qt can always make a text: its block has to stay within 2147483647 bytes, with
+// two for each character, the zero at the end and the header.
+constexpr int longestText = (2147483647 - static_cast<int>(sizeof(QStringData))) / 2 - 1;
+
+} // namespace
 
 QString getLogFile()
 {
@@ -20,11 +27,11 @@ QString getLogFile()
         settings::reportCannotOpenForReading(path, file.errorString());
         return {};
     }
-    const QByteArray content = file.readAll();
-    if (content.isEmpty() && file.size() > 0) {
-        // Nothing ever shortens the file; one past what a byte array holds reads as nothing.
+    if (file.size() > longestText) {
         (void)std::fprintf(stderr, "Could not read %s: too large\n", qPrintable(path));
+        return {};
     }
+    const QByteArray content = file.readAll();
     // With the size: a zero byte, which a crash of the machine may leave, does not end the text.
     return QString::fromUtf8(content.constData(), content.size());
 }
