@@ -10,6 +10,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     const QByteArray body(reinterpret_cast<const char *>(data), static_cast<int>(size));
     const QString folder = QStringLiteral("/T");
     const jobs::ConversionRequest request = jobs::readConversionRequest(body);
+    mustHold(request.fileName.size() + request.requestId.size() + request.configuration.size()
+                     + request.cancelId.size()
+                 <= body.size(),
+             "what is read is no longer than the body");
     const jobs::ConversionPlan plan = jobs::planConversion(request, folder);
     mustHold(plan.arguments.size() == 9, "the tool gets its nine arguments");
     mustHold(plan.arguments.at(5) == request.configuration, "the configuration is one of them");

@@ -11,9 +11,14 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     const QByteArray body(reinterpret_cast<const char *>(data), static_cast<int>(size));
     const tool::LocalDataRequest request = tool::readLocalDataRequest(body);
     QStringList options;
+    qint64 characters =
+        request.fileName.size() + request.imgData.size() + request.configuration.size();
     for (const tool::LocalOption &option : request.options) {
         options << option.option << option.value;
+        characters += option.option.size() + option.value.size() + option.fileName.size()
+            + option.base64.size();
     }
+    mustHold(characters <= body.size(), "what is read is no longer than the body");
     const QString input = QStringLiteral("/T/") + request.fileName;
     const QString output =
         tool::localOutputPath(QStringLiteral("/T"), input, request.configuration);

@@ -1,10 +1,10 @@
 // The request of "/vond": reading its elements, reserving names, and pruning after a run.
 #include "tests/fuzz/property.h"
 #include "tests/fuzz/target.h"
+#include "tool/jsontext.h"
 #include "tool/vondanswer.h"
 #include "tool/vondelement.h"
 
-#include <QJsonArray>
 #include <QJsonDocument>
 
 #include <cstdint>
@@ -15,14 +15,18 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     const QString folder = QStringLiteral("/nonexistent/T");
     QStringList keys;
     tool::ClaimedPaths claims;
-    const QJsonArray elements = QJsonDocument::fromJson(body).array();
-    for (const QJsonValue &value : elements) {
+    const tool::JsonText document = tool::JsonText::document(body);
+    qint64 characters = 0;
+    tool::JsonWalk walk(document.isArray() ? document : tool::JsonText());
+    while (walk.next()) {
+        const tool::JsonText &value = walk.value();
         const tool::VondElement element = tool::readVondElement(value);
+        characters += element.text.size() + element.name.size() + element.base64.size();
         const bool known = value.isString() || value.isObject();
         mustHold(known == (element.kind != tool::VondElement::Kind::Neither),
                  "strings and objects are taken, nothing else");
         if (element.kind == tool::VondElement::Kind::Literal) {
-            mustHold(element.text == value.toString(), "a literal stays as it is");
+            mustHold(element.text == value.text(), "a literal stays as it is");
         } else if (element.kind == tool::VondElement::Kind::ReturnFile) {
             const tool::ReturnFile file = tool::reserveReturnFile(element, folder, &claims);
             mustHold(file.argument == element.text + folder + QLatin1Char('/') + file.key,
@@ -30,6 +34,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
             keys.append(file.key);
         }
     }
+    mustHold(characters <= body.size(), "what is read is no longer than the body");
     const QStringList surviving = tool::survivingReturnKeys(keys, body);
     mustHold(surviving.size() <= keys.size(), "pruning adds nothing");
     mustHold(tool::survivingReturnKeys(keys, {}) == keys, "without errors every key stays");
