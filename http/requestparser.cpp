@@ -1,5 +1,6 @@
 #include "http/requestparser.h"
 
+#include "base/hugepages.h"
 #include "http/fieldrules.h"
 
 #include <boost/asio/buffer.hpp>
@@ -436,6 +437,7 @@ void RequestParser::growBody()
 {
     const auto next = static_cast<int>(std::min(m_length, std::max(firstBodyStep, 2 * m_received)));
     m_request.m_body.reserve(next); // first, for resize() alone would ask for more than needed
+    base::preferHugePages(m_request.m_body.constData(), next);
     m_request.m_body.resize(next);
 }
 

@@ -1,5 +1,7 @@
 #include "jobs/wholefile.h"
 
+#include "base/hugepages.h"
+
 #include <QIODevice>
 
 #include <cstdlib>
@@ -33,6 +35,7 @@ QByteArray uninitializedArray(int size)
 QByteArray readWhole(QIODevice *device, int size)
 {
     QByteArray bytes = uninitializedArray(size);
+    base::preferHugePages(bytes.constData(), size);
     int done = 0;
     while (done < size) {
         const qint64 count = device->read(bytes.data() + done, size - done);
