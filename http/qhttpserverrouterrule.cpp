@@ -54,8 +54,15 @@ QHttpServerRouterRule::QHttpServerRouterRule(const QString &pathPattern,
 
 int QHttpServerRouterRule::argumentCount() const
 {
-    // Asked for every row of every connection's table, most of which have none.
-    return m_pathPattern.contains(QLatin1Char('<')) ? m_pathPattern.count(placeholder()) : 0;
+    // Asked for every row of every connection's table, most of which have none; QString::count()
+    // prepares for far longer texts.
+    int count = 0;
+    int at = m_pathPattern.indexOf(QLatin1Char('<'));
+    while (at >= 0) {
+        count += m_pathPattern.midRef(at).startsWith(placeholder()) ? 1 : 0;
+        at = m_pathPattern.indexOf(QLatin1Char('<'), at + 1);
+    }
+    return count;
 }
 
 bool QHttpServerRouterRule::exec(const QString &decodedPath,
