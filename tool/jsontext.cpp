@@ -15,7 +15,7 @@ namespace {
 constexpr int deepest = 1024; // arrays and objects in one another
 constexpr char quote = '"';
 constexpr char backslash = '\\';
-constexpr char byteOrderMark[] = "\xef\xbb\xbf";
+constexpr const char *byteOrderMark = "\xef\xbb\xbf";
 constexpr int byteOrderMarkSize = 3;
 
 bool startsWithMark(const char *at, const char *end)

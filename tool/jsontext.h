@@ -18,7 +18,8 @@ namespace tool {
 // What is accepted and what it reads as is what QJsonDocument::fromJson() and its classes make of
 // it, to the letter. They differ from the RFC in some places: the document is an array or an
 // object; at most 1024 of these lie in one another; text may hold control characters; a backslash
-// may stand before any character; UTF-8 must be valid, but an escaped surrogate may stand alone.
+// may stand before any character; UTF-8 must be valid, but an escaped surrogate may stand alone. Of
+// equal keys the last counts; Qt leaves it to chance in objects of more than 16 members.
 class JsonText
 {
 public:

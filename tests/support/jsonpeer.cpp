@@ -54,15 +54,18 @@ private:
     {
         QMap<QString, tool::JsonText> members;
         bool marked = false;
-        for (tool::JsonWalk walk(ours); walk.next();) {
+        int count = 0;
+        for (tool::JsonWalk walk(ours); walk.next(); ++count) {
             const QString key = walk.key().text();
-            if (!m_anyKeys && hasHighUnits(key)) {
+            if (!m_anyKeys && hasOddUnits(key)) {
                 return {};
             }
             marked = marked || walk.key().source().startsWith("\"\xef\xbb\xbf");
             members.insert(key, walk.value());
         }
-        if (marked && !m_anyKeys) {
+        constexpr int sortedInOrder = 16;
+        const bool byChance = count > sortedInOrder && members.size() < count;
+        if (byChance || (marked && !m_anyKeys)) {
             return {};
         }
         const auto first = tool::JsonMember::firstByKey(ours);
@@ -98,10 +101,11 @@ private:
         return {};
     }
 
-    static bool hasHighUnits(const QString &text)
+    static bool hasOddUnits(const QString &text)
     {
-        return std::any_of(
-            text.cbegin(), text.cend(), [](QChar unit) { return unit.unicode() >= 0xd800; });
+        return std::any_of(text.cbegin(), text.cend(), [](QChar unit) {
+            return unit.isNull() || unit.unicode() >= 0xd800;
+        });
     }
 
     static bool isAscii(const QByteArray &text)

@@ -78,6 +78,7 @@ Pause::~Pause()
 
 } // namespace refusedmemory
 
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the system's names are reserved
 extern "C" void *malloc(std::size_t size)
 {
     return refusedmemory::refuses(size) ? nullptr : __libc_malloc(size);
@@ -103,3 +104,5 @@ extern "C" int posix_memalign(void **block, std::size_t alignment, std::size_t s
     *block = refusedmemory::refuses(size) ? nullptr : __libc_memalign(alignment, size);
     return *block != nullptr ? 0 : ENOMEM;
 }
+
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)

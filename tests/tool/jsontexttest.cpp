@@ -29,7 +29,7 @@ public:
              {"\xf0\x9f\x98\x80", "\\ud83d\\ude00", "\\uD83D\\uDe01"},
              {"\xef\xbf\xbd", "\\uffff", "\xef\xbb\xbf", "\\ufeff", "\xee\x80\x80"},
              {"\\ud800", "\\udc00", "\\\xc3", "\\\xff"}});
-        QByteArray json = one<QByteArray>({"", "", "", "\xef\xbb\xbf", " \t\r\n"});
+        auto json = one<QByteArray>({"", "", "", "\xef\xbb\xbf", " \t\r\n"});
         json += space() + (chance(2) ? array(0) : object(0)) + space();
         if (chance(4)) {
             spoil(&json);
