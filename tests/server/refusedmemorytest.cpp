@@ -15,7 +15,6 @@
 #include "tool/vondcommand.h"
 
 #include <QDir>
-#include <QProcess>
 #include <QSettings>
 #include <QtTest>
 
@@ -161,7 +160,7 @@ private Q_SLOTS:
             json("{'fileName':'a.tif','reqestID':'1\\u0000','configuration':'\\u0000'}");
         jobs::Registry registry;
         QObject handler;
-        QProcess *process = nullptr;
+        tool::ChildProcess *process = nullptr;
         QString requestId;
         QString lastStdOutMsg;
         const OutputCatcher error(OutputCatcher::Channel::Error);
