@@ -1,5 +1,6 @@
 #include "http/wire.h"
 
+#include <QDeadlineTimer>
 #include <QTcpSocket>
 
 #include <algorithm>
@@ -18,15 +19,18 @@
 namespace http {
 namespace {
 
-// Waits for room in the system's send buffer, or for the end of the connection.
-void waitForRoom(QTcpSocket *socket)
+constexpr int withoutLimit = -1;
+
+// Waits until there is room in the system's send buffer, or something to receive, or the connection
+// has ended. The next call on the socket tells what came of it.
+void waitFor(short events, QTcpSocket *socket, int timeoutMs)
 {
 #ifdef Q_OS_WIN
-    WSAPOLLFD descriptor = {static_cast<SOCKET>(socket->socketDescriptor()), POLLOUT, 0};
-    (void)WSAPoll(&descriptor, 1, -1); // the next write tells what came of it
+    WSAPOLLFD descriptor = {static_cast<SOCKET>(socket->socketDescriptor()), events, 0};
+    (void)WSAPoll(&descriptor, 1, timeoutMs);
 #else
-    pollfd descriptor = {static_cast<int>(socket->socketDescriptor()), POLLOUT, 0};
-    (void)::poll(&descriptor, 1, -1); // the next write tells what came of it
+    pollfd descriptor = {static_cast<int>(socket->socketDescriptor()), events, 0};
+    (void)::poll(&descriptor, 1, timeoutMs);
 #endif
 }
 
@@ -41,6 +45,31 @@ struct Pieces
         return qint64(first.size()) + second.size();
     }
 };
+
+// Whether what has just failed would do so only now.
+bool isForLater()
+{
+#ifdef Q_OS_WIN
+    return WSAGetLastError() == WSAEWOULDBLOCK;
+#else
+    return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
+#endif
+}
+
+// How many bytes came; 0 at the end of the client's input; negative where the system says why.
+qint64 receiveSome(QTcpSocket *socket, char *data, qint64 size)
+{
+    constexpr qint64 most = std::numeric_limits<int>::max(); // that one call can take on Windows
+    const int wanted = static_cast<int>(std::min(size, most));
+#ifdef Q_OS_WIN
+    return ::recv(static_cast<SOCKET>(socket->socketDescriptor()), data, wanted, 0);
+#else
+    return ::recv(static_cast<int>(socket->socketDescriptor()),
+                  data,
+                  static_cast<std::size_t>(wanted),
+                  MSG_DONTWAIT);
+#endif
+}
 
 enum class Sending
 {
@@ -69,7 +98,7 @@ Sending sendSome(QTcpSocket *socket, const Pieces &pieces, qint64 done, qint64 *
                 nullptr,
                 nullptr)
         != 0) {
-        return WSAGetLastError() == WSAEWOULDBLOCK ? Sending::NoRoom : Sending::Failed;
+        return isForLater() ? Sending::NoRoom : Sending::Failed;
     }
     *taken = count;
 #else
@@ -84,8 +113,7 @@ Sending sendSome(QTcpSocket *socket, const Pieces &pieces, qint64 done, qint64 *
     const ssize_t count =
         ::sendmsg(static_cast<int>(socket->socketDescriptor()), &message, MSG_NOSIGNAL);
     if (count < 0) {
-        const bool later = errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
-        return later ? Sending::NoRoom : Sending::Failed;
+        return isForLater() ? Sending::NoRoom : Sending::Failed;
     }
     *taken = count;
 #endif
@@ -110,7 +138,7 @@ void writeWhole(QTcpSocket *socket, const QByteArray &head, const QByteArray &bo
             done += taken;
             break;
         case Sending::NoRoom:
-            waitForRoom(socket);
+            waitFor(POLLOUT, socket, withoutLimit);
             break;
         case Sending::Failed:
             socket->abort();
@@ -121,17 +149,21 @@ void writeWhole(QTcpSocket *socket, const QByteArray &head, const QByteArray &bo
 
 qint64 receive(QTcpSocket *socket, char *data, qint64 size)
 {
-    constexpr qint64 most = std::numeric_limits<int>::max(); // that one call can take on Windows
-    const int wanted = static_cast<int>(std::min(size, most));
-#ifdef Q_OS_WIN
-    const qint64 count = ::recv(static_cast<SOCKET>(socket->socketDescriptor()), data, wanted, 0);
-#else
-    const qint64 count = ::recv(static_cast<int>(socket->socketDescriptor()),
-                                data,
-                                static_cast<std::size_t>(wanted),
-                                MSG_DONTWAIT);
-#endif
-    return std::max(count, qint64(0));
+    return std::max(receiveSome(socket, data, size), qint64(0));
+}
+
+bool endsWithin(QTcpSocket *socket, int timeoutMs)
+{
+    const QDeadlineTimer deadline(timeoutMs);
+    std::array<char, 4096> thrownAway; // NOLINT(cppcoreguidelines-pro-type-member-init): read into
+    do {
+        waitFor(POLLIN, socket, static_cast<int>(deadline.remainingTime()));
+        const qint64 count = receiveSome(socket, thrownAway.data(), thrownAway.size());
+        if (count == 0 || (count < 0 && !isForLater())) {
+            return true;
+        }
+    } while (!deadline.hasExpired());
+    return false;
 }
 
 void shutdownWriting(QTcpSocket *socket)

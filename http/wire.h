@@ -19,4 +19,8 @@ void writeWhole(QTcpSocket *socket, const QByteArray &head, const QByteArray &bo
 // Tells the client that no more will come; its bytes can still be read.
 void shutdownWriting(QTcpSocket *socket);
 
+// Whether the client ends the connection within the time. What it sends until then is thrown away.
+// The calling thread blocks meanwhile.
+[[nodiscard]] bool endsWithin(QTcpSocket *socket, int timeoutMs);
+
 } // namespace http
