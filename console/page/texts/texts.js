@@ -1,0 +1,23 @@
+/**
+ * The texts in the reader's language. For a language more: write a file like en.js, name it here.
+ */
+
+import * as english from './en.js';
+
+const languages = [english];
+
+/**
+ * @param {readonly string[]} wanted language tags, the dearest first
+ * @returns {typeof english}
+ */
+export function textsFor(wanted) {
+  for (const tag of wanted) {
+    const found = languages.find(({ language }) => language === tag.split('-')[0].toLowerCase());
+    if (found) {
+      return found;
+    }
+  }
+  return english;
+}
+
+export const { language, texts } = textsFor(globalThis.navigator?.languages ?? []);
