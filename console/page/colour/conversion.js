@@ -10,13 +10,17 @@ import { ascii } from '../pictures/reader.js';
 import { tagsOf, viewOf } from '../pictures/icc.js';
 
 /**
- * Turns the channels of a pixel, each 0 to 1, into red, green and blue, each 0 to 255.
+ * Turns pixels of a picture into red, green and blue, each 0 to 255.
  *
  * @typedef {object} Conversion
- * @property {number} channels
- * @property {(from: ArrayLike<number>, at: number, scale: number, to: Uint8ClampedArray, toAt: number) => void} pixel
- *     reads the channels from "from", beginning at "at", as numbers up to "scale"
+ * @property {number} channels that it reads
  * @property {boolean} managed false when there was no profile that could be used
+ * @property {(most: number) => PixelConversion} from for channels whose numbers go up to "most"
+ */
+
+/**
+ * @typedef {(from: ArrayLike<number>, at: number, to: Uint8ClampedArray, toAt: number) => void}
+ *     PixelConversion reads the channels beginning at "at", and writes the three colours
  */
 
 /** @typedef {(value: number) => number} Curve */
@@ -38,7 +42,7 @@ export function conversionFor(profile, space) {
       throw error; // a RangeError: the profile ends too early, or counts wrongly
     }
   }
-  return { channels, pixel: plainPixel(channels), managed: false };
+  return { channels, managed: false, from: (most) => plainPixel(channels, most) };
 }
 
 /**
@@ -46,14 +50,23 @@ export function conversionFor(profile, space) {
  * the light.
  *
  * @param {number} channels
- * @returns {Conversion['pixel']}
+ * @param {number} most
+ * @returns {PixelConversion}
  */
-function plainPixel(channels) {
-  return (from, at, scale, to, toAt) => {
-    for (let i = 0; i < 3; i += 1) {
-      const value = from[at + (channels === 1 ? 0 : i)] / scale;
-      to[toAt + i] = 255 * (channels === 4 ? (1 - value) * (1 - from[at + 3] / scale) : value);
+function plainPixel(channels, most) {
+  const second = channels === 1 ? 0 : 1;
+  const third = channels === 1 ? 0 : 2;
+  const share = 255 / most;
+  return (from, at, to, toAt) => {
+    let light = share;
+    let [red, green, blue] = [from[at], from[at + second], from[at + third]];
+    if (channels === 4) {
+      light *= 1 - from[at + 3] / most;
+      [red, green, blue] = [most - red, most - green, most - blue];
     }
+    to[toAt] = red * light;
+    to[toAt + 1] = green * light;
+    to[toAt + 2] = blue * light;
   };
 }
 
@@ -91,20 +104,25 @@ function fromMatrix(tags) {
   if (columns.includes(undefined) || curveTags.includes(undefined)) {
     return null;
   }
-  const xyz = columns.map((tag) =>
+  const [red, green, blue] = columns.map((tag) =>
     [8, 12, 16].map((at) => /** @type {DataView} */ (tag).getInt32(at) / 65536),
   );
-  const curves = curveTags.map((tag) => tabulated(curveOf(/** @type {DataView} */ (tag))));
-  const color = [0, 0, 0];
+  const curves = curveTags.map((tag) => curveOf(/** @type {DataView} */ (tag)));
   return {
     channels: 3,
     managed: true,
-    pixel(from, at, scale, to, toAt) {
-      const linear = curves.map((curve, i) => curve[Math.round((from[at + i] / scale) * STEPS)]);
-      for (let i = 0; i < 3; i += 1) {
-        color[i] = linear[0] * xyz[0][i] + linear[1] * xyz[1][i] + linear[2] * xyz[2][i];
-      }
-      writeXyz(color, to, toAt);
+    from(most) {
+      const [r, g, b] = curves.map((curve) => tabulated(curve, most));
+      return (from, at, to, toAt) => {
+        const [x, y, z] = [r[from[at]], g[from[at + 1]], b[from[at + 2]]];
+        writeXyz(
+          x * red[0] + y * green[0] + z * blue[0],
+          x * red[1] + y * green[1] + z * blue[1],
+          x * red[2] + y * green[2] + z * blue[2],
+          to,
+          toAt,
+        );
+      };
     },
   };
 }
@@ -118,25 +136,26 @@ function fromGray(tags) {
   if (!tag) {
     return null;
   }
-  const curve = tabulated(curveOf(tag));
+  const curve = curveOf(tag);
   return {
     channels: 1,
     managed: true,
-    pixel(from, at, scale, to, toAt) {
-      const luminance = curve[Math.round((from[at] / scale) * STEPS)];
-      to[toAt] = to[toAt + 1] = to[toAt + 2] = 255 * encoded(luminance);
+    from(most) {
+      const levels = tabulated((value) => 255 * encoded(curve(value)), most);
+      return (from, at, to, toAt) => {
+        to[toAt] = to[toAt + 1] = to[toAt + 2] = levels[from[at]];
+      };
     },
   };
 }
 
-const STEPS = 4095;
-
 /**
  * @param {Curve} curve
- * @returns {Float64Array} its values at 0, 1/STEPS ... 1
+ * @param {number} most
+ * @returns {Float64Array} its values at 0, 1/most ... 1
  */
-function tabulated(curve) {
-  return Float64Array.from({ length: STEPS + 1 }, (_, i) => curve(i / STEPS));
+function tabulated(curve, most) {
+  return Float64Array.from({ length: most + 1 }, (_, i) => curve(i / most));
 }
 
 /**
@@ -236,10 +255,12 @@ function fromTable(tag, channels, wide) {
   }
   const before = take(inputs * channels);
   const colors = screenNodes(take(nodes * 3), take(outputs * 3), outputs, wide);
-  const curves = Array.from({ length: channels }, (_, i) =>
-    tabulated((value) => interpolated(before, i * inputs, inputs, value) * (grid - 1)),
+  const places = Array.from(
+    { length: channels },
+    (_, i) => (/** @type {number} */ value) =>
+      interpolated(before, i * inputs, inputs, value) * (grid - 1),
   );
-  return { channels, managed: true, pixel: gridPixel(curves, colors, grid, channels) };
+  return { channels, managed: true, from: (most) => gridPixel(places, colors, grid, most) };
 }
 
 /**
@@ -256,52 +277,60 @@ function screenNodes(nodes, after, count, wide) {
   const full = wide ? 65535 / 65280 : 1;
   for (let i = 0; i < nodes.length; i += 3) {
     const [l, a, b] = [0, 1, 2].map((k) => interpolated(after, k * count, count, nodes[i + k]));
-    writeXyz(xyzOfLab(l * full * 100, a * full * 255 - 128, b * full * 255 - 128), rgb, 0);
+    const [x, y, z] = xyzOfLab(l * full * 100, a * full * 255 - 128, b * full * 255 - 128);
+    writeXyz(x, y, z, rgb, 0);
     colors.set(rgb, i);
   }
   return colors;
 }
 
 /**
- * Interpolates between the corners of a pixel's cell in the grid.
+ * Interpolates between the nodes around a pixel: from the lowest corner of its cell to the opposite
+ * one, along the channels in the order in which the pixel has gone furthest.
  *
- * @param {Float64Array[]} curves from a channel's value to its place along the grid
+ * @param {Curve[]} places from a channel's value to its place along the grid, counted in nodes
  * @param {Float32Array} colors
  * @param {number} grid nodes along each channel
- * @param {number} channels
- * @returns {Conversion['pixel']}
+ * @param {number} most
+ * @returns {PixelConversion}
  */
-function gridPixel(curves, colors, grid, channels) {
-  const corners = 2 ** channels;
-  const strides = Array.from({ length: channels }, (_, i) => 3 * grid ** (channels - 1 - i));
+function gridPixel(places, colors, grid, most) {
+  const channels = places.length;
+  const strides = Int32Array.from(places, (_, i) => 3 * grid ** (channels - 1 - i));
+  const below = places.map((place, i) =>
+    Int32Array.from(
+      tabulated((value) => Math.min(Math.floor(place(value)), grid - 2) * strides[i], most),
+    ),
+  );
+  const share = places.map((place) =>
+    tabulated((value) => place(value) - Math.min(Math.floor(place(value)), grid - 2), most),
+  );
   const shares = new Float64Array(channels);
-  return (from, at, scale, to, toAt) => {
-    let base = 0;
+  const steps = new Int32Array(channels);
+  return (from, at, to, toAt) => {
+    let node = 0;
     for (let i = 0; i < channels; i += 1) {
-      const place = curves[i][Math.round((from[at + i] / scale) * STEPS)];
-      const below = Math.min(Math.floor(place), grid - 2);
-      shares[i] = place - below;
-      base += below * strides[i];
+      const value = from[at + i];
+      node += below[i][value];
+      const own = share[i][value];
+      let k = i;
+      for (; k > 0 && shares[k - 1] < own; k -= 1) {
+        shares[k] = shares[k - 1];
+        steps[k] = steps[k - 1];
+      }
+      shares[k] = own;
+      steps[k] = strides[i];
     }
-    let red = 0;
-    let green = 0;
-    let blue = 0;
-    for (let corner = 0; corner < corners; corner += 1) {
-      let share = 1;
-      let node = base;
-      for (let i = 0; i < channels; i += 1) {
-        if (corner & (1 << i)) {
-          share *= shares[i];
-          node += strides[i];
-        } else {
-          share *= 1 - shares[i];
-        }
-      }
-      if (share > 0) {
-        red += share * colors[node];
-        green += share * colors[node + 1];
-        blue += share * colors[node + 2];
-      }
+    let weight = 1 - shares[0];
+    let red = weight * colors[node];
+    let green = weight * colors[node + 1];
+    let blue = weight * colors[node + 2];
+    for (let i = 0; i < channels; i += 1) {
+      node += steps[i];
+      weight = shares[i] - (i + 1 < channels ? shares[i + 1] : 0);
+      red += weight * colors[node];
+      green += weight * colors[node + 1];
+      blue += weight * colors[node + 2];
     }
     to[toAt] = red;
     to[toAt + 1] = green;
@@ -325,11 +354,13 @@ function xyzOfLab(l, a, b) {
 }
 
 /**
- * @param {number[]} xyz under D50
+ * @param {number} x under D50
+ * @param {number} y
+ * @param {number} z
  * @param {Uint8ClampedArray | Float32Array} to red, green and blue of sRGB, 0 to 255
  * @param {number} at
  */
-function writeXyz([x, y, z], to, at) {
+function writeXyz(x, y, z, to, at) {
   // The inverse of sRGB's colorants as adapted to D50.
   to[at] = 255 * encoded(3.1341359 * x - 1.6173863 * y - 0.4906619 * z);
   to[at + 1] = 255 * encoded(-0.9787955 * x + 1.9162543 * y + 0.0334427 * z);

@@ -25,7 +25,7 @@ import { factsOf } from './facts.js';
 /** Of a thumbnail, in pixels. */
 const THUMBNAIL = 112;
 /** Bytes; what is larger has no thumbnail, since it would be read as a whole for it. */
-const LARGEST_FOR_THUMBNAIL = 150e6;
+const LARGEST_FOR_THUMBNAIL = 100e6;
 
 /**
  * @param {Blob} blob
@@ -75,11 +75,14 @@ async function byBrowser(blob, options) {
   }
 }
 
-/** @type {Worker | null} */
-let worker = null;
+/**
+ * Workers, started when they are first needed. Original and result are decoded side by side, and no
+ * thumbnail stands in their way.
+ *
+ * @type {{ worker: Worker | null, waiting: Map<number, (answer: any) => void> }[]}
+ */
+const desks = Array.from({ length: 3 }, () => ({ worker: null, waiting: new Map() }));
 let lastTask = 0;
-/** @type {Map<number, (answer: any) => void>} */
-const waiting = new Map();
 const NOTHING = { bitmap: null, managed: false, samples: null, perPixel: 0, most: 0 };
 
 /**
@@ -90,16 +93,26 @@ const NOTHING = { bitmap: null, managed: false, samples: null, perPixel: 0, most
  *     samples: Uint8Array | Uint16Array | null, perPixel: number, most: number }>}
  */
 function inWorker(blob, facts, longest) {
-  worker ??= startWorker();
+  const [forThumbnails, one, other] = desks;
+  const desk = longest > 0 ? forThumbnails : one.waiting.size <= other.waiting.size ? one : other;
+  desk.worker ??= startWorker(desk);
+  const { worker } = desk;
   lastTask += 1;
   const task = { id: lastTask, blob, space: facts.space, profile: facts.profileBytes, longest };
   return new Promise((resolve) => {
-    waiting.set(task.id, (answer) => resolve(answer.bitmap ? { ...NOTHING, ...answer } : NOTHING));
-    worker?.postMessage(task);
+    desk.waiting.set(task.id, (answer) =>
+      resolve(answer.bitmap ? { ...NOTHING, ...answer } : NOTHING),
+    );
+    worker.postMessage(task);
   });
 }
 
-function startWorker() {
+/**
+ * @param {(typeof desks)[0]} desk
+ * @returns {Worker}
+ */
+function startWorker(desk) {
+  const { waiting } = desk;
   const started = new Worker(new URL('tiffworker.js', import.meta.url), { type: 'module' });
   started.addEventListener('message', ({ data }) => {
     waiting.get(data.id)?.(data);
@@ -109,7 +122,7 @@ function startWorker() {
   // the next one starts a worker anew.
   started.addEventListener('error', () => {
     started.terminate();
-    worker = null;
+    desk.worker = null;
     for (const settle of waiting.values()) {
       settle({});
     }

@@ -92,9 +92,10 @@ async function decode({ blob, space, profile, longest }) {
  */
 function bitmapOf(samples, perPixel, most, conversion, width, height) {
   const pixels = new Uint8ClampedArray(width * height * 4);
+  const convert = conversion.from(most);
   const opacity = perPixel > conversion.channels ? conversion.channels : -1;
   for (let i = 0, at = 0; i < pixels.length; i += 4, at += perPixel) {
-    conversion.pixel(samples, at, most, pixels, i);
+    convert(samples, at, pixels, i);
     pixels[i + 3] = opacity < 0 ? 255 : (samples[at + opacity] / most) * 255;
   }
   return createImageBitmap(new ImageData(pixels, width, height));

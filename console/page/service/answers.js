@@ -21,12 +21,8 @@ export function percentOf(text) {
  * @returns {boolean}
  */
 export function mayBeName(answer) {
-  // eslint-disable-next-line no-control-regex -- control characters are what is looked for
   return (
-    answer !== '' &&
-    answer.length <= 255 &&
-    !/[/\\\u0000-\u001f\u007f]/.test(answer) &&
-    !/^\.+$/.test(answer)
+    answer !== '' && answer.length <= 255 && !/[/\\\p{Cc}]/u.test(answer) && !/^\.+$/.test(answer)
   );
 }
 

@@ -117,6 +117,8 @@ export const fixed = {
   original: 'Original',
   result: 'Result',
   place: 'Pixel',
+  shownAs: 'On screen (sRGB)',
+  inFile: 'In the file',
   noProof:
     'A browser’s view is no proof: it knows neither your paper nor your light, and need not use your screen’s profile. Judge colours on a calibrated proof.',
   service: 'Service',
@@ -219,13 +221,12 @@ export const texts = {
   notShown: 'This page cannot show the picture.',
   resultGone: 'The service has this result no more.',
   download: 'Download it',
+  notTold: 'not told by the browser',
   unmanaged: 'Shown without its profile: the colours are rough.',
   /** @param {number} x @param {number} y */
   at: (x, y) => `${number.format(x)}, ${number.format(y)}`,
   /** @param {number[]} values */
   rgb: (values) => `R ${values[0]}  G ${values[1]}  B ${values[2]}`,
-  shownAs: 'as shown, sRGB',
-  inFile: 'in the file',
   /** @param {string} space @param {number[]} shares 0 to 1 @param {number} most */
   fileValues: (space, shares, most) =>
     space === 'CMYK'
@@ -239,7 +240,9 @@ export const texts = {
   /** @param {string} why */
   isNotReachable: (why) => `not reachable: ${why}`,
   noAnswer: 'no answer',
-  oneInstance: 'not told: one service, or a proxy that hides it',
+  oneInstance: 'not told',
+  /** @param {number} ms */
+  milliseconds: (ms) => `${Math.round(ms)}\u00a0ms`,
   logClosed: 'The log is closed in the proxy (403). An operator can open it for some addresses.',
   logEmpty: 'The log is empty, or logging is off.',
   /** @param {number} shown @param {number} all */

@@ -250,7 +250,7 @@ export class CompareView {
       const { picture } = side;
       if (!pixel || !picture?.bitmap) {
         setText(side.shown, texts.outside);
-        setText(side.file, '');
+        setText(side.file, texts.outside);
         side.chip.style.backgroundColor = 'transparent';
         continue;
       }
@@ -300,17 +300,19 @@ function profileText({ profile, standard }) {
 /**
  * @param {Picture} picture
  * @param {{ x: number, y: number }} at
- * @returns {string} empty when they are not known: the browser does not tell what it converted from
+ * @returns {string} the browser does not tell what it has converted from
  */
 function valuesInFile({ samples, facts, bitmap }, { x, y }) {
   if (!samples || !facts || !bitmap) {
-    return '';
+    return texts.notTold;
   }
   const { numbers, perPixel, most } = samples;
   const inks = { RGB: 3, CMYK: 4, Gray: 1 }[facts.space] ?? 0;
   const start = (y * bitmap.width + x) * perPixel;
   const shares = Array.from(numbers.slice(start, start + inks), (value) => value / most);
-  return shares.length === inks && inks > 0 ? texts.fileValues(facts.space, shares, most) : '';
+  return shares.length === inks && inks > 0
+    ? texts.fileValues(facts.space, shares, most)
+    : texts.notTold;
 }
 
 /**

@@ -324,7 +324,7 @@ export class Stage extends EventTarget {
       const line = Math.round(width * this.#split);
       this.#paintPane(original, 0, 0, line, width);
       this.#paintPane(result, 0, line, width - line, width);
-      this.#paintLine(line, height, style);
+      this.#paintLine(line, height);
     }
     if (!this.#pointer && document.activeElement === this.#canvas) {
       this.#paintCross(width / 2, height / 2);
@@ -367,9 +367,8 @@ export class Stage extends EventTarget {
   /**
    * @param {number} x
    * @param {number} height
-   * @param {CSSStyleDeclaration} style
    */
-  #paintLine(x, height, style) {
+  #paintLine(x, height) {
     const context = this.#context;
     context.fillStyle = 'rgb(0 0 0 / 45%)';
     context.fillRect(x - 2, 0, 4, height);

@@ -54,7 +54,7 @@ export class WatchView {
       this.#say('service-state', texts.isReachable);
       this.#say('service-version', version);
       this.#say('service-instance', instance ?? texts.oneInstance);
-      this.#say('service-speed', texts.duration(performance.now() - before));
+      this.#say('service-speed', texts.milliseconds(performance.now() - before));
     } catch (error) {
       dot.dataset.state = 'bad';
       const why = error instanceof ProxyRefusal ? texts.status(error.status) : texts.noAnswer;
