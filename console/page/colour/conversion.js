@@ -6,7 +6,7 @@
  * (ICC.1:2010, sections 8.3 to 8.5, 10.8 to 10.10), without black point compensation.
  */
 
-import { ascii } from '../pictures/reader.js';
+import { Malformed, ascii } from '../pictures/reader.js';
 import { tagsOf, viewOf } from '../pictures/icc.js';
 
 /**
@@ -38,8 +38,9 @@ export function conversionFor(profile, space) {
       return managed;
     }
   } catch (error) {
-    if (!(error instanceof RangeError)) {
-      throw error; // a RangeError: the profile ends too early, or counts wrongly
+    // A RangeError: the profile ends too early, or counts wrongly.
+    if (!(error instanceof RangeError || error instanceof Malformed)) {
+      throw error;
     }
   }
   return { channels, managed: false, from: (most) => plainPixel(channels, most) };

@@ -152,8 +152,6 @@ export const texts = {
   percent: (percent) => `${percent}\u00a0%`,
   /** @param {number} width @param {number} height */
   pixels: (width, height) => `${number.format(width)} × ${number.format(height)}\u00a0px`,
-  /** @param {number} bits */
-  bits: (bits) => `${bits}-bit`,
   /** @param {string} configuration */
   into: (configuration) => `→ ${configuration}`,
 

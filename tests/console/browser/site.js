@@ -8,8 +8,9 @@ import fs from "node:fs";
 import net from "node:net";
 import os from "node:os";
 import path from "node:path";
+import { fileURLToPath } from "node:url";
 
-const ROOT = path.resolve(import.meta.dirname, "../../..");
+const ROOT = fileURLToPath(new URL("../../..", import.meta.url));
 const BUILD = process.env.VOND_BUILD ?? path.join(ROOT, "build/release");
 export const PASSWORD = { username: "client", password: "secret" };
 
@@ -93,7 +94,9 @@ export class Site {
     fs.cpSync(
       path.join(ROOT, "build/tiff-decoder"),
       path.join(this.page, "decoder"),
-      { recursive: true },
+      {
+        recursive: true,
+      },
     );
     execFileSync("chmod", ["-R", "go+rX", this.page]);
   }
@@ -287,7 +290,9 @@ server { listen 127.0.0.1:${files}; location /console/ { alias ${this.page}/; } 
       VOND_PASSWORD: execFileSync(
         "openssl",
         ["passwd", "-5", PASSWORD.password],
-        { encoding: "utf8" },
+        {
+          encoding: "utf8",
+        },
       ).trim(),
       VOND_SOCKET: this.path("haproxy.sock"),
       VOND_INSIDE: `abns@vond-console-${port}`,
