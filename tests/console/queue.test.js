@@ -7,6 +7,14 @@ import {
   ProxyRefusal,
 } from "../../console/page/service/errors.js";
 
+// Node.js 18 has it not; every browser does.
+globalThis.CustomEvent ??= class extends Event {
+  constructor(type, { detail }) {
+    super(type);
+    this.detail = detail;
+  }
+};
+
 /** A service whose answers each test decides. It writes down what was asked. */
 class FakeService {
   asked = [];
