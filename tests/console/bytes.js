@@ -1,26 +1,13 @@
 /** Small files made by hand, for the tests of what reads them. */
 
-export const text = (string) =>
-  [...string].map((character) => character.charCodeAt(0));
-export const be16 = (...numbers) =>
-  numbers.flatMap((n) => [(n >> 8) & 255, n & 255]);
+export const text = (string) => [...string].map((character) => character.charCodeAt(0));
+export const be16 = (...numbers) => numbers.flatMap((n) => [(n >> 8) & 255, n & 255]);
 export const be32 = (...numbers) =>
-  numbers.flatMap((n) => [
-    (n >>> 24) & 255,
-    (n >> 16) & 255,
-    (n >> 8) & 255,
-    n & 255,
-  ]);
-export const fixed = (...numbers) =>
-  be32(...numbers.map((n) => Math.round(n * 65536)));
+  numbers.flatMap((n) => [(n >>> 24) & 255, (n >> 16) & 255, (n >> 8) & 255, n & 255]);
+export const fixed = (...numbers) => be32(...numbers.map((n) => Math.round(n * 65536)));
 
 /** An ICC profile of these tags: [signature, bytes]. */
-export function profile(
-  space,
-  connection,
-  tags,
-  { kind = "prtr", version = 2 } = {},
-) {
+export function profile(space, connection, tags, { kind = 'prtr', version = 2 } = {}) {
   let offset = 132 + tags.length * 12;
   const table = be32(tags.length);
   const data = [];
@@ -37,12 +24,12 @@ export function profile(
   put(12, text(kind));
   put(16, text(space.padEnd(4)));
   put(20, text(connection.padEnd(4)));
-  put(36, text("acsp"));
+  put(36, text('acsp'));
   return new Uint8Array([...header, ...table, ...data]);
 }
 
 export const desc = (name) => [
-  ...text("desc"),
+  ...text('desc'),
   ...be32(0, name.length + 1),
   ...text(name),
   0,
@@ -57,24 +44,14 @@ export function mluc(entries) {
     offset += strings[i].length;
     return record;
   });
-  return [
-    ...text("mluc"),
-    ...be32(0, entries.length, 12),
-    ...records,
-    ...strings.flat(),
-  ];
+  return [...text('mluc'), ...be32(0, entries.length, 12), ...records, ...strings.flat()];
 }
 
-const segment = (marker, bytes) => [
-  0xff,
-  marker,
-  ...be16(bytes.length + 2),
-  ...bytes,
-];
+const segment = (marker, bytes) => [0xff, marker, ...be16(bytes.length + 2), ...bytes];
 
 export function jpeg({ channels = 3, parts = [], width = 640, height = 480 }) {
   const icc = parts.flatMap(([number, count, bytes]) =>
-    segment(0xe2, [...text("ICC_PROFILE\0"), number, count, ...bytes]),
+    segment(0xe2, [...text('ICC_PROFILE\0'), number, count, ...bytes]),
   );
   const frame = segment(0xc2, [
     8,
@@ -86,7 +63,7 @@ export function jpeg({ channels = 3, parts = [], width = 640, height = 480 }) {
     new Uint8Array([
       0xff,
       0xd8,
-      ...segment(0xe0, text("JFIF\0")),
+      ...segment(0xe0, text('JFIF\0')),
       ...icc,
       0xff,
       ...frame,
@@ -95,23 +72,15 @@ export function jpeg({ channels = 3, parts = [], width = 640, height = 480 }) {
   ]);
 }
 
-const chunk = (type, bytes) => [
-  ...be32(bytes.length),
-  ...text(type),
-  ...bytes,
-  0,
-  0,
-  0,
-  0,
-];
+const chunk = (type, bytes) => [...be32(bytes.length), ...text(type), ...bytes, 0, 0, 0, 0];
 
 export function png({ colours = 2, bits = 8, chunks = [] }) {
   return new Blob([
     new Uint8Array([
-      ...[0x89, ...text("PNG\r\n"), 0x1a, 0x0a],
-      ...chunk("IHDR", [...be32(640, 480), bits, colours, 0, 0, 0]),
+      ...[0x89, ...text('PNG\r\n'), 0x1a, 0x0a],
+      ...chunk('IHDR', [...be32(640, 480), bits, colours, 0, 0, 0]),
       ...chunks.flatMap(([type, bytes]) => chunk(type, bytes)),
-      ...chunk("IDAT", [0]),
+      ...chunk('IDAT', [0]),
     ]),
   ]);
 }
@@ -133,7 +102,7 @@ export function tiff(entries, little = false) {
       directory.push(...(type === 3 ? [...u16(value), 0, 0] : u32(value)));
     }
   }
-  const mark = little ? "II" : "MM";
+  const mark = little ? 'II' : 'MM';
   return new Blob([
     new Uint8Array([
       ...text(mark),

@@ -3,35 +3,32 @@
  * of their own in one temporary folder. For the tests in a browser and for the picture in README.md.
  */
 
-import { spawn, execFileSync } from "node:child_process";
-import fs from "node:fs";
-import net from "node:net";
-import os from "node:os";
-import path from "node:path";
-import { fileURLToPath } from "node:url";
+import { spawn, execFileSync } from 'node:child_process';
+import fs from 'node:fs';
+import net from 'node:net';
+import os from 'node:os';
+import path from 'node:path';
+import { fileURLToPath } from 'node:url';
 
-const ROOT = fileURLToPath(new URL("../../..", import.meta.url));
-const BUILD = process.env.VOND_BUILD ?? path.join(ROOT, "build/release");
-export const PASSWORD = { username: "client", password: "secret" };
+const ROOT = fileURLToPath(new URL('../../..', import.meta.url));
+const BUILD = process.env.VOND_BUILD ?? path.join(ROOT, 'build/release');
+export const PASSWORD = { username: 'client', password: 'secret' };
 
 /**
  * A program that was started here, and is ended with stop().
  */
 class Program {
   constructor(command, args, options = {}) {
-    this.output = "";
+    this.output = '';
     this.process = spawn(command, args, {
-      stdio: ["ignore", "pipe", "pipe"],
+      stdio: ['ignore', 'pipe', 'pipe'],
       detached: true,
       ...options,
     });
-    this.ended = new Promise((resolve) => this.process.on("close", resolve));
-    this.process.on("error", (error) => (this.output += error.message));
+    this.ended = new Promise((resolve) => this.process.on('close', resolve));
+    this.process.on('error', (error) => (this.output += error.message));
     for (const stream of [this.process.stdout, this.process.stderr]) {
-      stream.on(
-        "data",
-        (text) => (this.output = (this.output + text).slice(-20000)),
-      );
+      stream.on('data', (text) => (this.output = (this.output + text).slice(-20000)));
     }
   }
 
@@ -40,7 +37,7 @@ class Program {
   }
 
   /** With all that it has started: a tool that still runs would outlive its service. */
-  async stop(signal = "SIGTERM") {
+  async stop(signal = 'SIGTERM') {
     if (this.process.pid && this.runs) {
       process.kill(-this.process.pid, signal);
     }
@@ -50,7 +47,7 @@ class Program {
 
 export async function freePort() {
   const server = net.createServer();
-  await new Promise((resolve) => server.listen(0, "127.0.0.1", resolve));
+  await new Promise((resolve) => server.listen(0, '127.0.0.1', resolve));
   const { port } = server.address();
   await new Promise((resolve) => server.close(resolve));
   return port;
@@ -73,11 +70,11 @@ export async function until(what, condition, seconds = 20) {
 
 function answers(port) {
   return new Promise((resolve) => {
-    const socket = net.connect(port, "127.0.0.1", () => {
+    const socket = net.connect(port, '127.0.0.1', () => {
       socket.destroy();
       resolve(true);
     });
-    socket.on("error", () => resolve(false));
+    socket.on('error', () => resolve(false));
   });
 }
 
@@ -85,20 +82,16 @@ export class Site {
   #programs = [];
 
   constructor() {
-    this.folder = fs.mkdtempSync(path.join(os.tmpdir(), "vond-console."));
+    this.folder = fs.mkdtempSync(path.join(os.tmpdir(), 'vond-console.'));
     fs.chmodSync(this.folder, 0o755); // nginx gives its workers another user when root starts it
-    this.files = path.join(this.folder, "files");
-    this.page = path.join(this.folder, "page");
+    this.files = path.join(this.folder, 'files');
+    this.page = path.join(this.folder, 'page');
     fs.mkdirSync(this.files);
-    fs.cpSync(path.join(ROOT, "console/page"), this.page, { recursive: true });
-    fs.cpSync(
-      path.join(ROOT, "build/tiff-decoder"),
-      path.join(this.page, "decoder"),
-      {
-        recursive: true,
-      },
-    );
-    execFileSync("chmod", ["-R", "go+rX", this.page]);
+    fs.cpSync(path.join(ROOT, 'console/page'), this.page, { recursive: true });
+    fs.cpSync(path.join(ROOT, 'build/tiff-decoder'), path.join(this.page, 'decoder'), {
+      recursive: true,
+    });
+    execFileSync('chmod', ['-R', 'go+rX', this.page]);
   }
 
   path(...names) {
@@ -117,8 +110,8 @@ export class Site {
    * "orders" asks for it.
    */
   tool() {
-    const tool = this.path("tool");
-    const sample = path.join(BUILD, "sampletool/vond-sample");
+    const tool = this.path('tool');
+    const sample = path.join(BUILD, 'sampletool/vond-sample');
     fs.writeFileSync(
       tool,
       `#!/bin/bash
@@ -141,39 +134,37 @@ exec "${sample}" "$@"
 `,
       { mode: 0o755 },
     );
-    fs.mkdirSync(this.path("orders"), { recursive: true });
+    fs.mkdirSync(this.path('orders'), { recursive: true });
     return tool;
   }
 
   order(name, text) {
-    fs.writeFileSync(this.path("orders", name), text);
+    fs.writeFileSync(this.path('orders', name), text);
   }
 
   withdraw(...names) {
-    names.forEach((name) =>
-      fs.rmSync(this.path("orders", name), { force: true }),
-    );
+    names.forEach((name) => fs.rmSync(this.path('orders', name), { force: true }));
   }
 
   async service({ port, files = this.files } = {}) {
     const chosen = port ?? (await freePort());
     fs.mkdirSync(files, { recursive: true });
-    fs.mkdirSync(this.path("etc"), { recursive: true });
+    fs.mkdirSync(this.path('etc'), { recursive: true });
     const program = new Program(
-      path.join(BUILD, "app/vondServer"),
-      ["127.0.0.1", String(chosen), this.tool()],
+      path.join(BUILD, 'app/vondServer'),
+      ['127.0.0.1', String(chosen), this.tool()],
       {
         env: {
           ...process.env,
-          XDG_CONFIG_HOME: this.path("config"),
-          XDG_CONFIG_DIRS: this.path("etc"),
+          XDG_CONFIG_HOME: this.path('config'),
+          XDG_CONFIG_DIRS: this.path('etc'),
           TMPDIR: files,
-          QT_ASSUME_STDERR_HAS_CONSOLE: "1",
+          QT_ASSUME_STDERR_HAS_CONSOLE: '1',
         },
       },
     );
     this.#programs.push(program);
-    await until("the service", () => {
+    await until('the service', () => {
       if (!program.runs) {
         throw new Error(`the service did not start: ${program.output}`);
       }
@@ -183,21 +174,19 @@ exec "${sample}" "$@"
   }
 
   certificate() {
-    if (!fs.existsSync(this.path("both.pem"))) {
+    if (!fs.existsSync(this.path('both.pem'))) {
       execFileSync(
-        "openssl",
+        'openssl',
         [
-          ..."req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=localhost".split(
-            " ",
-          ),
-          ...["-keyout", this.path("key.pem"), "-out", this.path("cert.pem")],
+          ...'req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=localhost'.split(' '),
+          ...['-keyout', this.path('key.pem'), '-out', this.path('cert.pem')],
         ],
-        { stdio: "ignore" },
+        { stdio: 'ignore' },
       );
-      const both = ["cert.pem", "key.pem"]
-        .map((name) => fs.readFileSync(this.path(name), "utf8"))
-        .join("");
-      fs.writeFileSync(this.path("both.pem"), both);
+      const both = ['cert.pem', 'key.pem']
+        .map((name) => fs.readFileSync(this.path(name), 'utf8'))
+        .join('');
+      fs.writeFileSync(this.path('both.pem'), both);
     }
   }
 
@@ -211,21 +200,14 @@ exec "${sample}" "$@"
     const port = await freePort();
     this.certificate();
     execFileSync(
-      "htpasswd",
-      [
-        "-b",
-        "-c",
-        "-B",
-        this.path("htpasswd"),
-        PASSWORD.username,
-        PASSWORD.password,
-      ],
+      'htpasswd',
+      ['-b', '-c', '-B', this.path('htpasswd'), PASSWORD.username, PASSWORD.password],
       {
-        stdio: "ignore",
+        stdio: 'ignore',
       },
     );
-    fs.chmodSync(this.path("htpasswd"), 0o644);
-    let text = fs.readFileSync(path.join(ROOT, "deploy/nginx.conf"), "utf8");
+    fs.chmodSync(this.path('htpasswd'), 0o644);
+    let text = fs.readFileSync(path.join(ROOT, 'deploy/nginx.conf'), 'utf8');
     const put = (from, to) => {
       if (!text.includes(from)) {
         throw new Error(`nginx.conf lacks: ${from}`);
@@ -233,40 +215,35 @@ exec "${sample}" "$@"
       text = text.replaceAll(from, to);
     };
     put(
-      "listen 443 ssl http2",
+      'listen 443 ssl http2',
       tls ? `listen 127.0.0.1:${port} ssl http2` : `listen 127.0.0.1:${port}`,
     );
-    put("server 127.0.0.1:8080;", `server 127.0.0.1:${service.port};`);
-    put("/etc/ssl/certs/vond.pem", this.path("cert.pem"));
-    put("/etc/ssl/private/vond.key", this.path("key.pem"));
+    put('server 127.0.0.1:8080;', `server 127.0.0.1:${service.port};`);
+    put('/etc/ssl/certs/vond.pem', this.path('cert.pem'));
+    put('/etc/ssl/private/vond.key', this.path('key.pem'));
     put(
-      "auth_basic_user_file /etc/nginx/vond.htpasswd",
-      `auth_basic_user_file ${this.path("htpasswd")}`,
+      'auth_basic_user_file /etc/nginx/vond.htpasswd',
+      `auth_basic_user_file ${this.path('htpasswd')}`,
     );
-    put("if (-f /run/vond-drain)", `if (-f ${this.path("drain")})`);
-    put("/usr/share/vond-server/console/", `${this.page}/`);
+    put('if (-f /run/vond-drain)', `if (-f ${this.path('drain')})`);
+    put('/usr/share/vond-server/console/', `${this.page}/`);
     if (!password) {
-      put('auth_basic "vond";', "auth_basic off;");
+      put('auth_basic "vond";', 'auth_basic off;');
     }
     changes.forEach(([from, to]) => put(from, to));
     const place = this.path(`nginx-${port}`);
     fs.mkdirSync(place);
-    fs.writeFileSync(path.join(place, "site.conf"), text);
-    const temporary = ["client_body", "proxy", "fastcgi", "uwsgi", "scgi"]
+    fs.writeFileSync(path.join(place, 'site.conf'), text);
+    const temporary = ['client_body', 'proxy', 'fastcgi', 'uwsgi', 'scgi']
       .map((name) => `${name}_temp_path ${place}/${name};`)
-      .join(" ");
+      .join(' ');
     fs.writeFileSync(
-      path.join(place, "nginx.conf"),
+      path.join(place, 'nginx.conf'),
       `daemon off; pid ${place}/pid; error_log ${place}/error.log; events { worker_connections 1024; }
 http { access_log off; ${temporary} include ${place}/site.conf; }
 `,
     );
-    return this.#proxy(
-      "nginx",
-      ["-c", path.join(place, "nginx.conf")],
-      port,
-      tls,
-    );
+    return this.#proxy('nginx', ['-c', path.join(place, 'nginx.conf')], port, tls);
   }
 
   /** HAProxy with deploy/haproxy.cfg before the services, and nginx behind it for the page's files. */
@@ -274,48 +251,36 @@ http { access_log off; ${temporary} include ${place}/site.conf; }
     const port = await freePort();
     this.certificate();
     const files = await freePort();
-    const place = this.path("files.conf");
-    fs.writeFileSync(
-      place,
-      `daemon off; pid ${this.folder}/files.pid; error_log ${this.folder}/files.log; events { }
-http { access_log off; ${["client_body", "proxy", "fastcgi", "uwsgi", "scgi"].map((name) => `${name}_temp_path ${this.folder}/t-${name};`).join(" ")}
-types { text/html html; text/css css; text/javascript js; image/svg+xml svg; text/plain txt; }
-server { listen 127.0.0.1:${files}; location /console/ { alias ${this.page}/; } } }
-`,
+    fs.mkdirSync(this.path('www'), { recursive: true });
+    if (!fs.existsSync(this.path('www/console'))) {
+      fs.symlinkSync(this.page, this.path('www/console'));
+    }
+    await this.#proxy(
+      'busybox',
+      ['httpd', '-f', '-p', `127.0.0.1:${files}`, '-h', this.path('www')],
+      files,
+      false,
     );
-    await this.#proxy("nginx", ["-c", place], files, false);
     const environment = {
       VOND_BIND: `127.0.0.1:${port}`,
-      VOND_CERTIFICATE: this.path("both.pem"),
-      VOND_PASSWORD: execFileSync(
-        "openssl",
-        ["passwd", "-5", PASSWORD.password],
-        {
-          encoding: "utf8",
-        },
-      ).trim(),
-      VOND_SOCKET: this.path("haproxy.sock"),
+      VOND_CERTIFICATE: this.path('both.pem'),
+      VOND_PASSWORD: execFileSync('openssl', ['passwd', '-5', PASSWORD.password], {
+        encoding: 'utf8',
+      }).trim(),
+      VOND_SOCKET: this.path('haproxy.sock'),
       VOND_INSIDE: `abns@vond-console-${port}`,
-      VOND_CONTAINER: "1",
-      VOND_AGENT_PORT: "1",
+      VOND_CONTAINER: '1',
+      VOND_AGENT_PORT: '1',
       VOND_CONSOLE: `127.0.0.1:${files}`,
     };
-    services.forEach(
-      (service, i) => (environment[`VOND_${i}`] = `127.0.0.1:${service.port}`),
-    );
+    services.forEach((service, i) => (environment[`VOND_${i}`] = `127.0.0.1:${service.port}`));
     // "Container" means: the log to standard output, and no user to become. Its agents and names
     // are not here.
     const text = fs
-      .readFileSync(path.join(ROOT, "deploy/haproxy.cfg"), "utf8")
-      .replaceAll(/^ *default-server (agent-check|resolvers).*$/gm, "");
-    fs.writeFileSync(this.path("haproxy.cfg"), text);
-    return this.#proxy(
-      "haproxy",
-      ["-f", this.path("haproxy.cfg")],
-      port,
-      true,
-      environment,
-    );
+      .readFileSync(path.join(ROOT, 'deploy/haproxy.cfg'), 'utf8')
+      .replaceAll(/^ *default-server (agent-check|resolvers).*$/gm, '');
+    fs.writeFileSync(this.path('haproxy.cfg'), text);
+    return this.#proxy('haproxy', ['-f', this.path('haproxy.cfg')], port, true, environment);
   }
 
   async #proxy(command, args, port, tls, environment = {}) {
@@ -333,7 +298,7 @@ server { listen 127.0.0.1:${files}; location /console/ { alias ${this.page}/; } 
       }
       return answers(port);
     });
-    const base = `${tls ? "https" : "http"}://localhost:${port}/`;
+    const base = `${tls ? 'https' : 'http'}://localhost:${port}/`;
     return {
       base,
       page: `${base}console/`,
