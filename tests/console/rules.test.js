@@ -7,6 +7,7 @@ import {
   freshId,
   nextOf,
   outcomeOf,
+  problemWithout,
   savedName,
   suffixOf,
   uploadName,
@@ -76,6 +77,11 @@ test('a file that has gone fails, what was given up is cancelled, a slip of the 
     kind: 'page',
     words: 'TypeError: slip',
   });
+});
+
+test('a name that leads to no file is no word of the tool', () => {
+  assert.deepEqual(problemWithout('id_sRGB.jpg', 'id'), { kind: 'gone' });
+  assert.deepEqual(problemWithout('No ink.', 'id'), { kind: 'tool', words: 'No ink.' });
 });
 
 test('of an odd name only a plain suffix goes to the service', () => {

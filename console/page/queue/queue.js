@@ -8,7 +8,15 @@
 
 import { percentOf, mayBeName } from '../service/answers.js';
 import { NetworkLost, ProxyRefusal } from '../service/errors.js';
-import { freshId, isAtWork, isOver, nextOf, outcomeOf, uploadName } from './rules.js';
+import {
+  freshId,
+  isAtWork,
+  isOver,
+  nextOf,
+  outcomeOf,
+  problemWithout,
+  uploadName,
+} from './rules.js';
 
 /** @typedef {import('./rules.js').Phase} Phase */
 /** @typedef {import('./rules.js').Problem} Problem */
@@ -266,7 +274,7 @@ export class Queue extends EventTarget {
     } else if (cancelled) {
       this.#set(job, { phase: 'cancelled', words: answer, ended });
     } else {
-      this.#set(job, { phase: 'failed', problem: { kind: 'tool', words: answer }, ended });
+      this.#set(job, { phase: 'failed', problem: problemWithout(answer, job.id), ended });
     }
   }
 

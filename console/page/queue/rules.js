@@ -17,9 +17,10 @@ import { FileUnreadable, NetworkLost, ProxyRefusal, isAbort } from '../service/e
  */
 
 /**
- * Why a job failed: the tool's own words, a status that the proxy answered, or what happened here.
+ * Why a job failed: the tool's own words, a result that is not where it should be, a status that the
+ * proxy answered, or what happened here.
  *
- * @typedef {{ kind: 'tool', words: string } | { kind: 'status', status: number }
+ * @typedef {{ kind: 'tool', words: string } | { kind: 'gone' } | { kind: 'status', status: number }
  *     | { kind: 'file' } | { kind: 'network' } | { kind: 'page', words: string }} Problem
  */
 
@@ -100,6 +101,17 @@ export function outcomeOf(error, returns) {
     return { phase: 'failed', problem: { kind: 'status', status: error.status } };
   }
   return { phase: 'failed', problem: { kind: 'page', words: String(error) } };
+}
+
+/**
+ * What it means that there is no file of the name that a conversion answered.
+ *
+ * @param {string} answer
+ * @param {string} id the upload's, with which the names of its results begin
+ * @returns {Problem}
+ */
+export function problemWithout(answer, id) {
+  return answer.startsWith(`${id}_`) ? { kind: 'gone' } : { kind: 'tool', words: answer };
 }
 
 /**

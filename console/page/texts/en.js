@@ -68,6 +68,8 @@ const problem = (problem) => {
   switch (problem.kind) {
     case 'tool':
       return problem.words.trim() || 'The tool failed without a word.';
+    case 'gone':
+      return 'The conversion ended well, but its result is not there. Was the folder emptied, or has another machine answered? Try again.';
     case 'status':
       return status(problem.status);
     case 'file':

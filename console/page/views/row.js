@@ -186,14 +186,15 @@ export class Row {
       this.#save.download = savedName(file.name, configuration, result.name);
     }
     this.#buttons.cancel.hidden = isOver(phase);
-    this.#buttons.cancel.disabled = phase === 'cancelling' || phase === 'checking';
+    // Not "disabled": that would take the keyboard's place from it.
+    this.#buttons.cancel.ariaDisabled = String(phase === 'cancelling' || phase === 'checking');
     this.#buttons.retry.hidden = phase !== 'failed' && phase !== 'cancelled';
     this.#buttons.remove.hidden = !isOver(phase);
-    if (focused && !this.#actions.contains(document.activeElement)) {
-      this.#focusFirst();
-    }
-    const gone = document.activeElement;
-    if (focused && gone instanceof HTMLElement && (gone.hidden || gone.matches(':disabled'))) {
+    const place = document.activeElement;
+    if (
+      focused &&
+      (!(place instanceof HTMLElement) || place.hidden || !this.#actions.contains(place))
+    ) {
       this.#focusFirst();
     }
   }
@@ -201,7 +202,7 @@ export class Row {
   /** Keeps the keyboard's place in the row when the button that had it goes. */
   #focusFirst() {
     for (const element of this.#actions.children) {
-      if (element instanceof HTMLElement && !element.hidden && !element.matches(':disabled')) {
+      if (element instanceof HTMLElement && !element.hidden) {
         element.focus();
         return;
       }
