@@ -50,7 +50,9 @@ try {
   }
   await page.fill('#split', '30');
   await page.mouse.move(x + width * 0.34, y + height * 0.42);
-  await page.evaluate(() => new Promise((resolve) => requestAnimationFrame(() => requestAnimationFrame(resolve))));
+  await page.evaluate(
+    () => new Promise((resolve) => requestAnimationFrame(() => requestAnimationFrame(resolve))),
+  );
   await page.screenshot({ path: process.argv[2] });
 } finally {
   await browser.close();
