@@ -127,7 +127,7 @@ class Check:
                                "capabilities": {"drop": ["ALL"]}})
                 self.holds(f"{mine} has resources", set(container["resources"]) == {
                     "requests", "limits"} and "memory" in container["resources"]["limits"])
-                for mount in container["volumeMounts"]:
+                for mount in container.get("volumeMounts", []):
                     self.holds(f"{mine}: volume {mount['name']}", mount["name"] in volumes)
                 ports = {port["name"] for port in container.get("ports", [])}
                 for probe in ("startupProbe", "readinessProbe", "livenessProbe"):

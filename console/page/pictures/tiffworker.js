@@ -5,6 +5,7 @@
 
 import '../decoder/geotiff.js'; // sets globalThis.GeoTIFF
 import { conversionFor } from '../colour/conversion.js';
+import { unpackLzw } from './lzw.js';
 
 /**
  * @typedef {object} Task
@@ -17,6 +18,20 @@ import { conversionFor } from '../colour/conversion.js';
 
 /** Pixels; beyond it a decoded picture would take gigabytes. */
 const MOST_PIXELS = 150e6;
+
+const LZW = 5;
+// @ts-ignore -- the decoder comes without types here
+const { addDecoder, BaseDecoder, fromBlob } = globalThis.GeoTIFF;
+addDecoder(
+  LZW,
+  async () =>
+    class extends BaseDecoder {
+      /** @param {ArrayBuffer} packed */
+      decodeBlock(packed) {
+        return unpackLzw(new Uint8Array(packed)).buffer;
+      }
+    },
+);
 
 self.addEventListener('message', async (event) => {
   /** @type {Task} */
@@ -37,8 +52,7 @@ self.addEventListener('message', async (event) => {
  * @param {Task} task
  */
 async function decode({ blob, space, profile, longest }) {
-  // @ts-ignore -- the decoder comes without types here
-  const tiff = await globalThis.GeoTIFF.fromBlob(blob);
+  const tiff = await fromBlob(blob);
   const image = await tiff.getImage();
   const [fullWidth, fullHeight] = [image.getWidth(), image.getHeight()];
   if (fullWidth * fullHeight > MOST_PIXELS) {

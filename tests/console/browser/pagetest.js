@@ -706,14 +706,20 @@ describe('watching', () => {
     await close(closed);
 
     const proxy = await site.nginx(service, {
-      changes: [['#allow 192.0.2.0/24;', 'allow 127.0.0.1;']],
+      changes: [
+        ['#allow 192.0.2.0/24;', 'allow 127.0.0.1;'],
+        ['/usr/share/vond-server/interface/', `${site.path('interface')}/`],
+      ],
     });
+    fs.mkdirSync(site.path('interface'));
+    fs.writeFileSync(site.path('interface/index.html'), '<title>The interface</title>');
     fs.writeFileSync(`${site.files}/vondServer.log`, 'first line\nsecond <b>LINE</b>\nthird\n');
     const page = await open(proxy);
     await add(page, 'small.jpg');
     await allIn(page, ['done']);
     await page.click('#to-watch');
     assert.match(await page.textContent('#job-rows'), /small\.jpg.*Done/);
+    await page.waitForSelector('#interface a[href$="/interface/"]');
     await page.click('#log-load');
     await until('the log', async () => /lines$/.test(await page.textContent('#log-state')));
     await page.fill('#log-search', '<B>line');
