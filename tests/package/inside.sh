@@ -97,6 +97,14 @@ installing_starts_the_service() {
     expect "complaints of the unit" "$(complaints)" ""
 }
 
+the_page_lies_there_for_a_proxy() {
+    local file
+    for file in index.html main.js decoder/geotiff.js decoder/third-party.txt; do
+        setpriv --reuid=nobody --clear-groups test -s "/usr/share/vond-server/console/$file" \
+            || fail "$file is not there for everybody"
+    done
+}
+
 settings_need_no_hands() {
     expect "temporary folder" "$(own_settings getTempFolder 2>/dev/null | tail -n 1)" "TempFolder:$state/tmp"
     [[ -f $state/.config/meridane/vondServer.conf ]] || fail "the store has no part of its own"
@@ -332,6 +340,7 @@ fi
 
 (run_tests \
     installing_starts_the_service \
+    the_page_lies_there_for_a_proxy \
     settings_need_no_hands \
     every_start_writes_the_probe_and_logs_itself_once \
     it_starts_where_the_store_cannot_be_written \

@@ -164,7 +164,7 @@ class Check:
     def instances(self) -> None:
         pods = self.one("StatefulSet", "vond")
         service = self.one("Service", pods["spec"]["serviceName"])
-        haproxy = self.one("Deployment", "vond-haproxy")["spec"]["template"]["spec"]["containers"][0]
+        haproxy, files = self.one("Deployment", "vond-haproxy")["spec"]["template"]["spec"]["containers"]
         values = {entry["name"]: entry.get("value") for entry in haproxy["env"]}
         addresses = {name: value for name, value in values.items() if re.fullmatch(r"VOND_\d+", name)}
         port = service["spec"]["ports"][0]["port"]
@@ -178,6 +178,8 @@ class Check:
             self.holds(f"{probe} asks for /", container[probe]["httpGet"]["path"] == "/")
         for variable in values:
             self.holds(f"haproxy.cfg reads {variable}", variable in self.configuration)
+        place = re.search(r"^    presetenv VOND_CONSOLE (\S+)", self.configuration, re.M)[1]
+        self.holds("the page's files are served where HAProxy looks", place in files["command"])
         for backend in ("vond", "vond_work"):
             part = re.search(rf"^backend {backend}\n((?:[ #.].*\n|\n)*)", self.configuration, re.M)[1]
             servers = re.findall(r'^    server vond-(\d+) "\$VOND_(\d+)" cookie vond-(\d+)', part, re.M)
