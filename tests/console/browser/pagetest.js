@@ -237,6 +237,29 @@ describe('converting', () => {
     await close(page);
   });
 
+  test('pictures that are dropped anywhere on the page are taken', async () => {
+    const page = await open();
+    const picture = fs.readFileSync(site.path('small.jpg')).toString('base64');
+    await page.evaluate((content) => {
+      const bytes = Uint8Array.from(atob(content), (character) => character.charCodeAt(0));
+      const dataTransfer = new DataTransfer();
+      dataTransfer.items.add(new File([bytes], 'one.jpg'));
+      dataTransfer.items.add(new File([bytes], 'two.jpg'));
+      const header = document.querySelector('header');
+      for (const kind of ['dragenter', 'dragover', 'drop']) {
+        const event = new DragEvent(kind, { dataTransfer, bubbles: true, cancelable: true });
+        header.dispatchEvent(event);
+        if (kind === 'dragenter' && !document.querySelector('#drop').classList.contains('over')) {
+          throw new Error('nothing shows that the pictures can be dropped');
+        }
+      }
+    }, picture);
+    await allIn(page, ['done']);
+    assert.equal((await phases(page)).length, 2);
+    assert.equal(await page.locator('#drop.over').count(), 0);
+    await close(page);
+  });
+
   test('a file that is no picture fails, and one that is empty', async () => {
     const page = await open();
     await page.setInputFiles('#files', [
