@@ -119,8 +119,8 @@ export const fixed = {
   original: 'Original',
   result: 'Result',
   place: 'Pixel',
-  shownAs: 'On screen (sRGB)',
-  inFile: 'In the file',
+  shownAs: 'Screen (sRGB)',
+  inFile: 'File',
   noProof:
     'A browser’s view is no proof: it knows neither your paper nor your light, and need not use your screen’s profile. Judge colours on a calibrated proof.',
   service: 'Service',
