@@ -6,6 +6,7 @@
 #include "tool/pathcheck.h"
 #include "tool/run.h"
 
+#include <memory>
 #include <optional>
 
 namespace jobs {
@@ -44,8 +45,11 @@ bool runForConnection(const QString &vondPath,
                       const ConnectionJob &job,
                       const QStringList &arguments)
 {
-    // Stays until the handler goes; a next job replaces it.
-    job.process = new tool::ChildProcess(job.handler);
+    // Stays until the handler goes; a next job replaces it. The parent comes second: where memory
+    // for its list of children is refused, the constructor gives back the thread's data twice.
+    auto process = std::make_unique<tool::ChildProcess>();
+    process->setParent(job.handler);
+    job.process = process.release();
     tool::debugLine("arguments:");
     tool::debugLine(arguments);
     QObject::connect(job.process,

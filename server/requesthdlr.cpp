@@ -2,6 +2,7 @@
 
 #include "http/qhttpserver.h"
 #include "jobs/progress.h"
+#include "tool/debugline.h"
 
 #include <QDebug>
 #include <QHostAddress>
@@ -9,6 +10,7 @@
 
 #include <exception>
 #include <iostream>
+#include <new>
 
 RequestHdlr::RequestHdlr(QTcpSocket *tcpSocket, jobs::Registry *registry, QString vondPath)
     : m_tcpSocket(tcpSocket)
@@ -34,7 +36,10 @@ void RequestHdlr::sendServerAnswer(QTcpSocket *tcpSocket)
         m_routeServer->newHttpConnection(tcpSocket);
     } catch (const std::exception &e) {
         std::cerr << "Request body allocation failed: " << e.what() << '\n';
-        qDebug() << "Request body allocation failed: " << e.what() << '\n';
+        try {
+            tool::debugLine("Request body allocation failed: ", e.what(), '\n');
+        } catch (const std::bad_alloc &) { // NOLINT(bugprone-empty-catch): told above
+        }
         tcpSocket->close();
     }
 }

@@ -56,11 +56,26 @@ QByteArray json(const char *text)
 
 } // namespace
 
-// Qt's settings end the program when memory is refused to them, so they are spared. The linker
-// sends the calls of settings::workFolder() here, and the second name is the function's own.
+// Two things of Qt's end the program when memory is refused to them, so they are spared: the
+// settings, and connecting a signal. The linker sends the calls of these functions here ("wrap"),
+// and has the functions themselves under another name ("real").
 // NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
-extern QString realWorkFolder() __asm__("__real__ZN8settings10workFolderEv");
+QString realWorkFolder() __asm__("__real__ZN8settings10workFolderEv");
 QString sparedWorkFolder() __asm__("__wrap__ZN8settings10workFolderEv");
+QMetaObject::Connection
+realConnect(const QObject *sender,
+            const char *signal,
+            const QObject *receiver,
+            const char *slot,
+            Qt::ConnectionType
+                type) __asm__("__real__ZN7QObject7connectEPKS_PKcS1_S3_N2Qt14ConnectionTypeE");
+QMetaObject::Connection
+sparedConnect(const QObject *sender,
+              const char *signal,
+              const QObject *receiver,
+              const char *slot,
+              Qt::ConnectionType
+                  type) __asm__("__wrap__ZN7QObject7connectEPKS_PKcS1_S3_N2Qt14ConnectionTypeE");
 
 // NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 
@@ -70,8 +85,43 @@ QString sparedWorkFolder()
     return realWorkFolder();
 }
 
-// The routes that read JSON, up to the start of the tool, and the making of an answer, with memory
-// refused at every moment. They may throw std::bad_alloc and nothing else, and the program goes on.
+QMetaObject::Connection sparedConnect(const QObject *sender,
+                                      const char *signal,
+                                      const QObject *receiver,
+                                      const char *slot,
+                                      Qt::ConnectionType type)
+{
+    const refusedmemory::Pause pause;
+    return realConnect(sender, signal, receiver, slot, type);
+}
+
+// Lends what a connection's handler lends.
+class ConversionHandler : public QObject
+{
+    Q_OBJECT
+
+public:
+    jobs::ConnectionJob lend()
+    {
+        return {this, m_process, m_requestId, m_lastStdOutMsg};
+    }
+
+public Q_SLOTS:
+
+    void handleVondProgress()
+    {
+        m_lastStdOutMsg = QString::fromUtf8(m_process->readAllStandardOutput());
+    }
+
+private:
+    tool::ChildProcess *m_process = nullptr;
+    QString m_requestId;
+    QString m_lastStdOutMsg;
+};
+
+// The routes that read JSON, without and with the run of a tool, and the making of an answer, with
+// memory refused at every moment. They may throw std::bad_alloc and nothing else, and the program
+// goes on.
 class RefusedMemoryTest : public QObject
 {
     Q_OBJECT
@@ -159,14 +209,11 @@ private Q_SLOTS:
         const QByteArray body =
             json("{'fileName':'a.tif','reqestID':'1\\u0000','configuration':'\\u0000'}");
         jobs::Registry registry;
-        QObject handler;
-        tool::ChildProcess *process = nullptr;
-        QString requestId;
-        QString lastStdOutMsg;
         const OutputCatcher error(OutputCatcher::Channel::Error);
         refuseAll([&] {
-            const jobs::ConnectionJob job{&handler, process, requestId, lastStdOutMsg};
-            (void)QHttpServerResponse(jobs::convert(standin::path(), &registry, job, body));
+            ConversionHandler handler;
+            (void)QHttpServerResponse(
+                jobs::convert(standin::path(), &registry, handler.lend(), body));
         });
     }
 
@@ -198,6 +245,38 @@ private Q_SLOTS:
         QFETCH(const QByteArray, body);
         const OutputCatcher error(OutputCatcher::Channel::Error);
         refuseAll([&] { (void)QHttpServerResponse(tool::vond(standin::path(), body)); });
+    }
+
+    // With the tool run as well, which prints its arguments or nothing.
+    void aRunEndsInAnException_data()
+    {
+        QTest::addColumn<QByteArray>("route");
+        QTest::addColumn<QByteArray>("body");
+        QTest::newRow("a conversion")
+            << QByteArray("/convert") << json("{'fileName':'a.tif','configuration':'Web'}");
+        QTest::newRow("an image") << QByteArray("/convertWithLocalData")
+                                  << json("{'fileName':'a.tif','imgData':'QUJD'}");
+        QTest::newRow("arguments") << QByteArray("/vond") << json("['a','return:b']");
+    }
+
+    void aRunEndsInAnException()
+    {
+        QFETCH(const QByteArray, route);
+        QFETCH(const QByteArray, body);
+        standin::behave("print nothing");
+        jobs::Registry registry;
+        const OutputCatcher error(OutputCatcher::Channel::Error);
+        refuseAll([&] {
+            if (route == "/convert") {
+                ConversionHandler handler;
+                (void)QHttpServerResponse(
+                    jobs::convert(standin::path(), &registry, handler.lend(), body));
+            } else if (route == "/vond") {
+                (void)QHttpServerResponse(tool::vond(standin::path(), body));
+            } else {
+                (void)QHttpServerResponse(tool::convertWithLocalData(standin::path(), body));
+            }
+        });
     }
 
     void anAnswerEndsInAnException()
