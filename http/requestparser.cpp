@@ -7,6 +7,7 @@
 #include <boost/beast/http/basic_parser.hpp>
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 #include <new>
 
@@ -67,6 +68,13 @@ bool namesOtherVersion(const QByteArray &requestLine)
     return version.size() == 8 && version.startsWith("HTTP/") && isDigit(version.at(5))
         && version.at(6) == '.' && isDigit(version.at(7)) && version != "HTTP/1.0"
         && version != "HTTP/1.1";
+}
+
+// Whether a chunk's size, which something else follows, is zero (RFC 9112 section 7.1).
+bool isZero(const char *size)
+{
+    const char *const end = size + std::strspn(size, "0");
+    return end != size && std::strchr("123456789abcdefABCDEF", *end) == nullptr;
 }
 
 } // namespace
@@ -404,9 +412,13 @@ bool RequestParser::leavesQuoteOpen()
             ++i; // what follows stands for itself
         }
     }
-    // The parser would have taken the line of any chunk but the last.
-    m_awaitsTrailers = true;
-    m_searched = end;
+    // The line of any other chunk is taken or refused by the parser as soon as a few more bytes
+    // came.
+    const bool behindChunk = m_head->sawChunk();
+    if (behindChunk == (begin > 0) && isZero(m_bytes.constData() + begin)) {
+        m_awaitsTrailers = true;
+        m_searched = end;
+    }
     return inside;
 }
 

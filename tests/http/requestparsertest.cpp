@@ -402,6 +402,8 @@ private Q_SLOTS:
         bad("bare LF behind a chunk size", chunked("3\nabc\r\n0\r\n\r\n"));
         bad("bare CR behind a chunk size", chunked("3\rabc\r\n0\r\n\r\n"));
         bad("bare LF behind chunk data", chunked("3\r\nabc\n0\r\n\r\nxxxxx"));
+        bad("chunk longer than its size, by what ends a line", chunked("3\r\n0abc\r\no: \r\nxy"));
+        bad("chunk longer than its size, by a last chunk", chunked("1\r\n\n0\r\nX: y\r\nxyz"));
         bad("chunk longer than its size", chunked("3\r\nabcd\r\n0\r\n\r\n"));
         bad("chunk shorter than its size", chunked("5\r\nabc\r\n0\r\n\r\nxxxxx"));
         bad("bare LF in a quoted chunk extension", chunked("3;a=\"\n\"\r\nabc\r\n0\r\n\r\n"));
