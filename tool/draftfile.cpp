@@ -132,7 +132,7 @@ QString DraftFile::errorString() const
     return qt_error_string(m_error);
 }
 
-bool DraftFile::adoptRightsOf(int descriptor)
+bool DraftFile::adoptRightsOf(int descriptor) const
 {
     constexpr mode_t rights = 01777; // a write takes the other bits away
     struct stat theirs = {};
@@ -199,7 +199,7 @@ DraftFile::Naming DraftFile::failed()
     return m_error == EEXIST ? Naming::Taken : Naming::Failed;
 }
 
-bool DraftFile::linkTo(const QByteArray &path)
+bool DraftFile::linkTo(const QByteArray &path) const
 {
     const QByteArray own = "/proc/self/fd/" + QByteArray::number(m_descriptor);
     return ::linkat(AT_FDCWD, own.constData(), AT_FDCWD, path.constData(), AT_SYMLINK_FOLLOW) == 0;

@@ -43,7 +43,7 @@ public:
     [[nodiscard]] QString errorString() const; // of the last thing that failed, the system's words
 
     // Takes over owner, rights and attributes of an open file. Whether it has exactly these now.
-    [[nodiscard]] bool adoptRightsOf(int descriptor);
+    [[nodiscard]] bool adoptRightsOf(int descriptor) const;
 
     // Writes the bytes, or, after a call that failed, what is missing of them. Whether all have
     // arrived: on a full disk they do not.
@@ -62,7 +62,7 @@ private:
     [[nodiscard]] bool openWithoutName();
     [[nodiscard]] bool openHelper();
     [[nodiscard]] bool reopenHelper();
-    [[nodiscard]] bool linkTo(const QByteArray &path);
+    [[nodiscard]] bool linkTo(const QByteArray &path) const;
     [[nodiscard]] bool linkToHelper();
     [[nodiscard]] bool renameHelper(const QByteArray &path);
     Naming failed();
