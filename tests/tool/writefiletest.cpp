@@ -99,6 +99,7 @@ void setRights(const QString &path, mode_t rights)
 void inThreads(int count, const std::function<void(int)> &work)
 {
     std::vector<std::thread> threads;
+    threads.reserve(static_cast<std::size_t>(count));
     for (int number = 0; number < count; ++number) {
         threads.emplace_back(work, number);
     }
