@@ -89,10 +89,10 @@ public:
 
     [[nodiscard]] bool hasOneName() const
     {
-        return m_info.st_nlink == 1;
+        return m_info.st_nlink <= 1;
     }
 
-    // Its path without links; empty when something else is there by now.
+    // Its path without links; empty when a link leads elsewhere by now.
     [[nodiscard]] QString ownPath() const;
     void close();
 
@@ -144,8 +144,10 @@ void Present::close()
 
 QString Present::ownPath() const
 {
-    const QString path =
-        QFileInfo(m_path).isSymLink() ? QFileInfo(m_path).canonicalFilePath() : m_path;
+    if (!QFileInfo(m_path).isSymLink()) {
+        return m_path; // another file by now if somebody has replaced it meanwhile
+    }
+    const QString path = QFileInfo(m_path).canonicalFilePath();
     struct stat info = {};
     return !path.isEmpty() && ::lstat(QFile::encodeName(path).constData(), &info) == 0
             && info.st_dev == m_info.st_dev && info.st_ino == m_info.st_ino
