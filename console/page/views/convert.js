@@ -114,6 +114,11 @@ export class ConvertView {
         this.#sayOfConfiguration(
           error instanceof ProxyRefusal ? texts.status(error.status) : texts.noAnswer,
         );
+        setTimeout(() => {
+          if (!signal.aborted) {
+            void this.#loadDetails(name, signal);
+          }
+        }, 3000);
       }
     }
   }

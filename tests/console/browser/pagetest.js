@@ -71,8 +71,16 @@ async function open(proxy = nginx, options = {}) {
       complaints.push(message.text());
     }
   });
+  const refused = [];
+  page.on(
+    'response',
+    (answer) => answer.ok() || refused.push(`${answer.status()} ${answer.url()}`),
+  );
   await page.goto(proxy.page);
-  await page.waitForSelector('#details dl');
+  await page.waitForSelector('#details dl').catch(async (error) => {
+    const seen = await page.evaluate(() => document.body.innerText);
+    throw new Error(`${error.message}\n${seen}\n${refused.join('\n')}\n${complaints.join('\n')}`);
+  });
   return page;
 }
 
