@@ -2,6 +2,7 @@
 
 #include "tool/jsontext.h"
 #include "tool/uniquefilepath.h"
+#include "tool/withoutpart.h"
 
 namespace tool {
 
@@ -26,19 +27,6 @@ VondElement readFile(const JsonText &file)
     constexpr std::array keys{QLatin1String("filename", 8), QLatin1String("data", 4)};
     const auto values = file.values(keys);
     return {VondElement::Kind::InputFile, {}, values[0].text(), values[1].text()};
-}
-
-// The same as QString::remove(), which moves the rest of the text for every occurrence.
-QString withoutPart(const QString &text, const QString &part)
-{
-    QString rest;
-    rest.reserve(text.size());
-    int begin = 0;
-    for (int at = text.indexOf(part); at >= 0; at = text.indexOf(part, begin)) {
-        rest += text.midRef(begin, at - begin);
-        begin = at + part.size();
-    }
-    return rest + text.midRef(begin);
 }
 
 } // namespace

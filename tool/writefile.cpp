@@ -92,7 +92,8 @@ public:
         return m_info.st_nlink <= 1;
     }
 
-    // Its path without links; empty when a link leads elsewhere by now.
+    // Its path without links, which another upload may have replaced by now. Empty when a link no
+    // longer leads to a file.
     [[nodiscard]] QString ownPath() const;
     void close();
 
@@ -145,12 +146,12 @@ void Present::close()
 QString Present::ownPath() const
 {
     if (!QFileInfo(m_path).isSymLink()) {
-        return m_path; // another file by now if somebody has replaced it meanwhile
+        return m_path;
     }
     const QString path = QFileInfo(m_path).canonicalFilePath();
     struct stat info = {};
     return !path.isEmpty() && ::lstat(QFile::encodeName(path).constData(), &info) == 0
-            && info.st_dev == m_info.st_dev && info.st_ino == m_info.st_ino
+            && S_ISREG(info.st_mode)
         ? path
         : QString();
 }

@@ -249,6 +249,19 @@ private:
                    };
                })
             << bodyPart;
+        QTest::newRow("return: name that holds its suffix again and again")
+            << Maker([](int size) -> Work {
+                   const QString folder = QStringLiteral("/tmp");
+                   const QString name = QString::fromLatin1(filled(".a", size));
+                   return [folder, name] {
+                       tool::ClaimedPaths claims;
+                       (void)tool::reserveReturnFile(
+                           {tool::VondElement::Kind::ReturnFile, QString(), name, QString()},
+                           folder,
+                           &claims);
+                   };
+               })
+            << bodyPart;
         // Lines times keys is what is told to the operator; each alone must be a straight line.
         const auto prune = [](int lines, int keys) -> Work {
             QStringList names;
