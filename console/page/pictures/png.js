@@ -1,4 +1,4 @@
-/** What a PNG file tells of itself (PNG specification, sections 11.2 and 11.3). */
+/** What a PNG file tells of itself (PNG standard, sections 11.2 and 11.3). */
 
 import { LARGEST_PIECE, Malformed, ascii } from './reader.js';
 
