@@ -95,10 +95,9 @@ private:
     void keep(QByteArray *channel, const char *data, qint64 size);
     void killAndReap();
 
-    std::unique_ptr<Run> m_run; // while a program runs
-    QByteArray m_output;
-    QByteArray m_errors;
-    QString m_errorString;
+    void release();
+
+    std::unique_ptr<Run> m_run; // from a start until its output has been taken
 };
 
 #else

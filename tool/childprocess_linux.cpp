@@ -214,6 +214,14 @@ struct ChildProcess::Run
 
     void kill() const;
 
+    // Until its output has been read to the end, as QProcess has it.
+    [[nodiscard]] bool isRunning() const
+    {
+        return stdIn.isOpen();
+    }
+
+    void closeAll();
+
     pid_t pid = -1; // -1 again when it is reaped: the number may be another's then
     FileDescriptor process; // becomes readable at its end; none on a system without such things
     FileDescriptor stdIn;
@@ -223,6 +231,9 @@ struct ChildProcess::Run
     int unannounced = 0; // bytes of a write that may go on
     int packetsInARow = 0; // read since the pipe was found empty
     bool isFlooding = false;
+    QByteArray output; // that nobody has taken yet
+    QByteArray errors;
+    QString errorString;
 };
 
 struct ChildProcess::Ready
@@ -262,6 +273,14 @@ void ChildProcess::Run::kill() const
     }
 }
 
+void ChildProcess::Run::closeAll()
+{
+    process.close();
+    stdIn.close();
+    stdOut.close();
+    stdErr.close();
+}
+
 ChildProcess::ChildProcess(QObject *parent)
     : QObject(parent)
 {
@@ -274,22 +293,19 @@ ChildProcess::~ChildProcess()
 
 void ChildProcess::start(const QString &program, const QStringList &arguments)
 {
-    Q_ASSERT_X(!m_run, "ChildProcess::start", "wait for the end of the program before");
-    m_output.clear();
-    m_errors.clear();
-    m_errorString.clear();
+    Q_ASSERT_X(state() == QProcess::NotRunning,
+               "ChildProcess::start",
+               "wait for the end of the program before");
     std::vector<QByteArray> words = encodedWords(program, arguments);
-    auto run = std::make_unique<Run>();
-    if (const int error = run->start(words)) {
-        m_errorString = qt_error_string(error);
-    } else {
-        m_run = std::move(run);
+    m_run = std::make_unique<Run>();
+    if (const int error = m_run->start(words)) {
+        m_run->errorString = qt_error_string(error);
     }
 }
 
 bool ChildProcess::waitForFinished(int msecs)
 {
-    if (!m_run) {
+    if (state() == QProcess::NotRunning) {
         return false;
     }
     const QDeadlineTimer deadline(msecs);
@@ -297,12 +313,12 @@ bool ChildProcess::waitForFinished(int msecs)
     for (;;) {
         Ready ready;
         if (!poll(deadline, &ready)) {
-            m_errorString = qt_error_string(errno);
+            m_run->errorString = qt_error_string(errno);
             return false;
         }
         if (hasEnded(ready.process)) {
             readRest();
-            m_run.reset();
+            m_run->closeAll();
             unfinished.dismiss();
             return true;
         }
@@ -315,7 +331,7 @@ bool ChildProcess::waitForFinished(int msecs)
             readErrors();
         }
         if (deadline.hasExpired()) {
-            m_errorString = QStringLiteral("Process operation timed out");
+            m_run->errorString = QStringLiteral("Process operation timed out");
             unfinished.dismiss();
             return false;
         }
@@ -324,22 +340,26 @@ bool ChildProcess::waitForFinished(int msecs)
 
 QByteArray ChildProcess::readAllStandardOutput()
 {
-    return std::exchange(m_output, QByteArray());
+    QByteArray output = m_run ? std::exchange(m_run->output, QByteArray()) : QByteArray();
+    release();
+    return output;
 }
 
 QByteArray ChildProcess::readAllStandardError()
 {
-    return std::exchange(m_errors, QByteArray());
+    QByteArray errors = m_run ? std::exchange(m_run->errors, QByteArray()) : QByteArray();
+    release();
+    return errors;
 }
 
 QProcess::ProcessState ChildProcess::state() const
 {
-    return m_run ? QProcess::Running : QProcess::NotRunning;
+    return m_run && m_run->isRunning() ? QProcess::Running : QProcess::NotRunning;
 }
 
 QString ChildProcess::errorString() const
 {
-    return m_errorString;
+    return m_run ? m_run->errorString : QString();
 }
 
 // False when waiting failed; errno says why.
@@ -407,7 +427,7 @@ qint64 ChildProcess::readWrite()
         ++m_run->packetsInARow;
         size += count;
         m_run->unannounced += static_cast<int>(count);
-        keep(&m_output, buffer.data(), count);
+        keep(&m_run->output, buffer.data(), count);
         if (count != fullPacket() || m_run->unannounced >= largestWrite) {
             break;
         }
@@ -429,7 +449,7 @@ qint64 ChildProcess::readErrors()
     const ssize_t count =
         m_run->stdErr.isOpen() ? readOnce(m_run->stdErr, buffer.data(), buffer.size()) : 0;
     if (count > 0) {
-        keep(&m_errors, buffer.data(), count);
+        keep(&m_run->errors, buffer.data(), count);
     } else if (count == 0 || errno != EAGAIN) {
         m_run->stdErr.close();
     }
@@ -467,7 +487,7 @@ void ChildProcess::keep(QByteArray *channel, const char *data, qint64 size)
 
 void ChildProcess::killAndReap()
 {
-    if (!m_run) {
+    if (state() == QProcess::NotRunning) {
         return;
     }
     m_run->kill();
@@ -476,7 +496,17 @@ void ChildProcess::killAndReap()
     const QDeadlineTimer deadline(killedWaitMs);
     Ready ready;
     while (!hasEnded(ready.process) && !deadline.hasExpired() && poll(deadline, &ready)) { }
-    m_run.reset();
+    m_run->pid = -1;
+    m_run->closeAll();
+}
+
+// A conversion's object stays for good: what it no longer needs does not stay with it.
+void ChildProcess::release()
+{
+    if (m_run && !m_run->isRunning() && m_run->output.isEmpty() && m_run->errors.isEmpty()
+        && m_run->errorString.isEmpty()) {
+        m_run.reset();
+    }
 }
 
 } // namespace tool
