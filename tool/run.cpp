@@ -5,6 +5,9 @@
 #include "tool/descriptorclaim.h"
 #include "tool/errorline.h"
 
+#include <QSemaphore>
+#include <QThread>
+
 #include <algorithm>
 #include <cstdio>
 
@@ -15,6 +18,17 @@ namespace {
 bool holdsZero(const QString &argument)
 {
     return argument.contains(QChar(QChar::Null));
+}
+
+// So many tools start at the same time as there are cores to start them, the others wait for their
+// turn. When a thousand conversions come at once, whoever polls meanwhile is not behind all of
+// them.
+void startInTurn(ChildProcess *process, const QString &vondPath, const QStringList &arguments)
+{
+    static QSemaphore turns(QThread::idealThreadCount());
+    turns.acquire();
+    const QSemaphoreReleaser turn(turns);
+    process->start(vondPath, arguments);
 }
 
 } // namespace
@@ -33,7 +47,7 @@ bool startAndWait(ChildProcess *process,
         writeErrorLine("error: too few descriptors are left, the tool is not started");
         return false;
     }
-    process->start(vondPath, arguments);
+    startInTurn(process, vondPath, arguments);
     claim.reduceTo(descriptorsOfARun);
     return process->waitForFinished(timeoutMs);
 }
