@@ -6,7 +6,7 @@
 
 namespace base {
 
-void preferHugePages(const char *data, qint64 size)
+void preferHugePages(const void *data, qint64 size)
 {
 #ifdef Q_OS_LINUX
     constexpr quintptr pageBytes = 4096;

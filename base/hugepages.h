@@ -9,6 +9,6 @@ namespace base {
 // for each 2 MiB instead of 512. `data` lies in a block of the C library that holds more than
 // `size` bytes behind it; smaller blocks, and systems without huge pages, stay as they are. Any
 // thread.
-void preferHugePages(const char *data, qint64 size);
+void preferHugePages(const void *data, qint64 size);
 
 } // namespace base

@@ -1,5 +1,7 @@
 #include "tool/base64.h"
 
+#include "base/hugepages.h"
+
 #include <array>
 #include <cstdint>
 #include <string_view>
@@ -62,6 +64,7 @@ const ushort *takeFours(const ushort *in, const ushort *end, char **out)
 QByteArray decodedBase64(const QString &text)
 {
     QByteArray bytes((text.size() / 4 + 1) * 3, Qt::Uninitialized);
+    base::preferHugePages(bytes.constData(), bytes.size());
     char *out = bytes.data();
     const ushort *in = text.utf16();
     const ushort *const end = in + text.size();

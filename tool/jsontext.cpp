@@ -1,5 +1,7 @@
 #include "tool/jsontext.h"
 
+#include "base/hugepages.h"
+
 #include <QChar>
 
 #include <algorithm>
@@ -456,6 +458,12 @@ QString JsonText::text() const
     const char *const begin = m_begin + 1;
     const char *const end = m_end - 1;
     const auto size = static_cast<int>(end - begin);
+    if (behindPlain(begin, end) == end) { // base64, which may be long, is
+        QString text(size, Qt::Uninitialized);
+        base::preferHugePages(text.constData(), qint64(size) * qint64(sizeof(QChar)));
+        std::transform(begin, end, text.begin(), [](char c) { return QLatin1Char(c); });
+        return text;
+    }
     if (!hasEscapes(begin, end)) {
         return QString::fromUtf8(begin, size); // without a byte order mark, as Qt has it
     }
