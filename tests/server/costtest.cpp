@@ -236,32 +236,22 @@ private:
                 (void)jobs::readConversionRequest(body);
             };
         }) << bodyPart;
+        const auto reserve = [](const char *part) {
+            return Maker([part](int size) -> Work {
+                const QString name = QString::fromLatin1(filled(part, size));
+                return [name] {
+                    tool::ClaimedPaths claims;
+                    (void)tool::reserveReturnFile(
+                        {tool::VondElement::Kind::ReturnFile, QString(), name, QString()},
+                        QStringLiteral("/tmp"),
+                        &claims);
+                };
+            });
+        };
         QTest::newRow("return: name that names the folder again and again")
-            << Maker([](int size) -> Work {
-                   const QString folder = QStringLiteral("/tmp");
-                   const QString name = QString::fromLatin1(filled("/tmp/", size));
-                   return [folder, name] {
-                       tool::ClaimedPaths claims;
-                       (void)tool::reserveReturnFile(
-                           {tool::VondElement::Kind::ReturnFile, QString(), name, QString()},
-                           folder,
-                           &claims);
-                   };
-               })
-            << bodyPart;
+            << reserve("/tmp/") << bodyPart;
         QTest::newRow("return: name that holds its suffix again and again")
-            << Maker([](int size) -> Work {
-                   const QString folder = QStringLiteral("/tmp");
-                   const QString name = QString::fromLatin1(filled(".a", size));
-                   return [folder, name] {
-                       tool::ClaimedPaths claims;
-                       (void)tool::reserveReturnFile(
-                           {tool::VondElement::Kind::ReturnFile, QString(), name, QString()},
-                           folder,
-                           &claims);
-                   };
-               })
-            << bodyPart;
+            << reserve(".a") << bodyPart;
         // Lines times keys is what is told to the operator; each alone must be a straight line.
         const auto prune = [](int lines, int keys) -> Work {
             QStringList names;
