@@ -339,7 +339,7 @@ def a_reader_of_the_error_stream_that_has_gone_ends_nothing():
         os.close(reader)
         fault.tool.rename(fault.folder / "elsewhere")
         for _ in range(3):
-            expect(get(fault, "/version").startswith(b"error: no vond-exe not found:"),
+            expect((get(fault, "/version") or b"").startswith(b"error: no vond-exe not found:"),
                    "not the answer for a missing tool")
         (fault.folder / "elsewhere").rename(fault.tool)
         fault.works_again()
