@@ -63,6 +63,7 @@ rlim_t roomFor(int count)
 rlim_t limitThatLeaves(int count)
 {
     std::vector<tool::FileDescriptor> open;
+    open.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
         open.emplace_back(::dup(STDERR_FILENO));
     }

@@ -357,7 +357,7 @@ private Q_SLOTS:
         }
         OutputCatcher errors(OutputCatcher::Channel::Error);
         const MessageCatcher messages;
-        constexpr qint64 mebibyte = 1024 * 1024;
+        constexpr qint64 mebibyte = 1048576;
         const OwnWorkFolder folder;
         QFile large(folder.filePath(QStringLiteral("large")));
         QVERIFY(large.open(QIODevice::WriteOnly));
