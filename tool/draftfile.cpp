@@ -182,15 +182,13 @@ bool DraftFile::reopenHelper()
     return m_descriptor >= 0;
 }
 
-void DraftFile::clear()
+bool DraftFile::clear()
 {
-    if (m_descriptor >= 0) {
-        static_cast<void>(::ftruncate(m_descriptor, 0));
-        static_cast<void>(::lseek(m_descriptor, 0, SEEK_SET));
-    } else {
-        static_cast<void>(::truncate(m_helper.constData(), 0));
-    }
     m_written = 0;
+    if (m_descriptor < 0) {
+        return ::truncate(m_helper.constData(), 0) == 0;
+    }
+    return ::ftruncate(m_descriptor, 0) == 0 && ::lseek(m_descriptor, 0, SEEK_SET) == 0;
 }
 
 DraftFile::Naming DraftFile::failed()

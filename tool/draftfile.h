@@ -49,8 +49,8 @@ public:
     // arrived: on a full disk they do not.
     [[nodiscard]] bool write(const QByteArray &bytes);
 
-    // Empties it.
-    void clear();
+    // Empties it. Whether that was possible.
+    [[nodiscard]] bool clear();
 
     // Gives it a name that nobody bears.
     [[nodiscard]] Naming nameNew(const QString &path);

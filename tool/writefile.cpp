@@ -170,8 +170,8 @@ bool fillDraft(DraftFile *draft, const QByteArray &bytes, const QString &old)
         return true;
     }
     const QByteArray native = QFile::encodeName(old);
-    if (::unlink(native.constData()) != 0) {
-        static_cast<void>(::truncate(native.constData(), 0));
+    if (::unlink(native.constData()) != 0 && ::truncate(native.constData(), 0) != 0) {
+        return false; // there is nothing else to try
     }
     return draft->write(bytes);
 }
@@ -186,7 +186,9 @@ bool replaceBy(DraftFile *draft,
         if (onFullDisk == OnFullDisk::LeaveNothing) {
             return true;
         }
-        draft->clear();
+        if (!draft->clear()) {
+            return false;
+        }
     }
     return draft->nameOver(path) == DraftFile::Naming::Done;
 }

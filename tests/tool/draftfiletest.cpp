@@ -167,7 +167,7 @@ void DraftFileTest::anEmptiedOneIsWrittenAnew()
     const QString path = folder.filePath(QStringLiteral("a"));
     DraftFile draft(folder.path(), ability);
     QVERIFY(draft.write("abc"));
-    draft.clear();
+    QVERIFY(draft.clear());
     QVERIFY(draft.write("x"));
     QCOMPARE(draft.nameNew(path), DraftFile::Naming::Done);
     QCOMPARE(contentOf(path), QByteArray("x"));
