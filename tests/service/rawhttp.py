@@ -22,7 +22,7 @@ class RawClient:
         self.patience = patience
         self.socket = socket.create_connection(address, timeout=patience)
         self.socket.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
-        self._waiting = b""
+        self._waiting = bytearray()  # grows in place: answers of gigabytes come in small pieces
         self._ended = False
 
     def __enter__(self):
@@ -62,7 +62,8 @@ class RawClient:
         return bool(data)
 
     def _take(self, size: int) -> bytes:
-        taken, self._waiting = self._waiting[:size], self._waiting[size:]
+        taken = bytes(self._waiting[:size])
+        del self._waiting[:size]
         return taken
 
     def silent(self, seconds: float) -> bool:
