@@ -3,6 +3,9 @@
 #include <QtGlobal> // brings the C library's own macros along
 
 #ifdef __GLIBC__
+#include <QThread>
+
+#include <algorithm>
 #include <malloc.h>
 #endif
 
@@ -17,6 +20,10 @@ void giveFreedMemoryBack()
     // hundreds of megabytes after a burst of large requests.
     constexpr int ownMappingBytes = 128 * 1024;
     (void)mallopt(M_MMAP_THRESHOLD, ownMappingBytes); // a sanitizer's allocator has no such option
+    // Of its own accord the library makes eight heaps for each core. Where memory is short, the
+    // next thread then finds none for another heap although the others have room.
+    constexpr int leastHeaps = 2;
+    (void)mallopt(M_ARENA_MAX, std::max(QThread::idealThreadCount(), leastHeaps));
 #endif
 }
 
