@@ -23,12 +23,12 @@ compile() {
     command -v "$compiler" >/dev/null \
         || skip "$compiler is not installed (scripts/install-dependencies ops)"
     local -a strict=(-std=c++17 -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
-        -Wold-style-cast -Werror -I "$sources")
+        -Wold-style-cast -Werror -I "$sources/src")
     rm -rf "$work"
     mkdir -p "$work"
-    "$compiler" "${strict[@]}" -c "$sources/app/narrowwords.cpp" -o "$work/narrowwords.o"
+    "$compiler" "${strict[@]}" -c "$sources/src/app/narrowwords.cpp" -o "$work/narrowwords.o"
     # Calling main() is not standard C++; app/CMakeLists.txt says the same.
-    "$compiler" "${strict[@]}" -Wno-pedantic -c "$sources/app/winmain.cpp" -o "$work/winmain.o"
+    "$compiler" "${strict[@]}" -Wno-pedantic -c "$sources/src/app/winmain.cpp" -o "$work/winmain.o"
     "$compiler" "${strict[@]}" -c "$sources/tests/app/windowsentry.cpp" -o "$work/service.o"
     "$resources" "$version" -O coff -o "$work/version.o"
     "$compiler" -mwindows -static "$work"/{narrowwords,winmain,service,version}.o -o "$program"

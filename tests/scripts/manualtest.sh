@@ -26,7 +26,7 @@ the_manual_page_names_every_command() {
     local word page
     page=$(<deploy/vondServer.1)
     local -a words
-    mapfile -t words < <(sed -n 's/.*word == "\([A-Za-z]*\)".*/\1/p' app/commandline.cpp)
+    mapfile -t words < <(sed -n 's/.*word == "\([A-Za-z]*\)".*/\1/p' src/app/commandline.cpp)
     expect "commands looked for" "${words[*]}" "getTempFolder setTempFolder setLogging setLogFolder"
     for word in "${words[@]}"; do
         expect_part "manual page" "$page" "Cm $word"

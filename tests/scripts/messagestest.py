@@ -5,7 +5,7 @@ import re
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-FOLDERS = ["app", "settings", "logging", "server", "jobs", "tool", "diagnostics", "http"]
+FOLDERS = [folder.name for folder in sorted((ROOT / "src").iterdir())]
 
 # What writes to a channel, and what takes a text along to where it is written.
 PRINTS = (r"\b(?:qDebug\(\)|q(?:Info|Warning|Critical|Fatal)\(|(?:std::)?(?:cerr|cout)\s*<<"
@@ -25,7 +25,7 @@ LITERAL = r'"((?:[^"\\]|\\.)*)"'
 
 def sources():
     return {path.relative_to(ROOT): path.read_text(encoding="utf-8")
-            for folder in FOLDERS for path in sorted((ROOT / folder).glob("*.cpp"))}
+            for folder in FOLDERS for path in sorted((ROOT / "src" / folder).glob("*.cpp"))}
 
 
 def statements(code):
