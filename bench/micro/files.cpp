@@ -1,8 +1,8 @@
 // Writing files: whole or not at all, beside opening and emptying them; and finding a free name
 // among many. BENCH_FOLDER names the folder to write in.
+#include "base/writefile.h"
+#include "commands/writebase64file.h"
 #include "tool/uniquefilepath.h"
-#include "tool/writebase64file.h"
-#include "tool/writefile.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -27,7 +27,7 @@ void openAndEmpty(const QString &path, const QByteArray &bytes)
 
 void writeWhole(const QString &path, const QByteArray &bytes)
 {
-    if (tool::writeFile(path, bytes)) {
+    if (base::writeFile(path, bytes)) {
         qFatal("could not write %s", qPrintable(path));
     }
 }

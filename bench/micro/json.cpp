@@ -1,8 +1,8 @@
 // Reading the body of each JSON route; beside it, Qt's own reader and the same texts from it.
+#include "base/jsontext.h"
+#include "commands/localdataplan.h"
+#include "commands/vondelement.h"
 #include "jobs/conversionplan.h"
-#include "tool/jsontext.h"
-#include "tool/localdataplan.h"
-#include "tool/vondelement.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -54,7 +54,7 @@ void readImage(benchmark::State &state)
 {
     const QByteArray body = image(state.range(0));
     for (auto _ : state) { // NOLINT(clang-analyzer-deadcode.DeadStores)
-        benchmark::DoNotOptimize(tool::readLocalDataRequest(body));
+        benchmark::DoNotOptimize(commands::readLocalDataRequest(body));
     }
     state.SetBytesProcessed(state.iterations() * body.size());
 }
@@ -76,8 +76,8 @@ void readArguments(benchmark::State &state)
 {
     const QByteArray body = arguments();
     for (auto _ : state) { // NOLINT(clang-analyzer-deadcode.DeadStores)
-        for (tool::JsonWalk walk(tool::JsonText::document(body)); walk.next();) {
-            benchmark::DoNotOptimize(tool::readVondElement(walk.value()));
+        for (base::JsonWalk walk(base::JsonText::document(body)); walk.next();) {
+            benchmark::DoNotOptimize(commands::readVondElement(walk.value()));
         }
     }
 }

@@ -1,17 +1,11 @@
 #include "diagnostics/hello.h"
 
+#include "base/errorline.h"
+#include "base/utf8text.h"
+
 #include <QCoreApplication>
 
-#include <cstdio>
-
 namespace diagnostics {
-namespace {
-
-// The longest text that Qt can hold: its block has to stay within 2147483647 bytes, with two for
-// each character, the zero at the end and the header.
-constexpr int longestText = (2147483647 - static_cast<int>(sizeof(QStringData))) / 2 - 1;
-
-} // namespace
 
 const char *hello()
 {
@@ -21,12 +15,11 @@ const char *hello()
 QString text(const QByteArray &body)
 {
     const QString label = QStringLiteral("vondServer:");
-    if (body.size() > longestText - label.size()) {
-        (void)std::fprintf(stderr, "error: the body is too large to be answered as a text\n");
+    if (body.size() > base::longestText - label.size()) {
+        base::writeErrorLine("error: the body is too large to be answered as a text");
         return {};
     }
-    // With the size: a zero byte does not end the text.
-    QString answer = QString::fromUtf8(body.constData(), body.size());
+    QString answer = base::utf8Text(body);
     answer.prepend(label); // in place: the text may have gigabytes
     return answer;
 }

@@ -25,9 +25,9 @@ public:
     template <typename View>
     bool route(const QString &path, QHttpServerRequest::Methods methods, View view)
     {
-        auto handler = [this, view = std::move(view)](const QRegularExpressionMatch &match,
-                                                      const QHttpServerRequest &request,
-                                                      QTcpSocket *socket) {
+        auto handler = [view = std::move(view)](const QRegularExpressionMatch &match,
+                                                const QHttpServerRequest &request,
+                                                QTcpSocket *socket) {
             sendResponse(http::ViewTraits<View>::call(view, match, request), request, socket);
         };
         return m_router.addRule<View>(

@@ -1,5 +1,7 @@
 #include "http/qhttpserverresponse.h"
 
+#include "base/errorline.h"
+#include "base/wholefile.h"
 #include "http/qhttpserverrequest.h"
 
 #include <QDateTime>
@@ -9,7 +11,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 
 namespace {
 
@@ -44,14 +45,13 @@ void inPieces(const QString &text, Take take)
 // operator, where the bytes themselves are too many.
 QByteArray utf8Bytes(const QString &text)
 {
-    constexpr int longestArray = 2147483647 - static_cast<int>(sizeof(QByteArrayData)) - 1;
-    if (text.size() <= longestArray / 3) {
+    if (text.size() <= base::longestPlainArray / 3) {
         return text.toUtf8();
     }
     qint64 size = 0;
     inPieces(text, [&size](const QByteArray &piece) { size += piece.size(); });
-    if (size > longestArray) {
-        (void)std::fprintf(stderr, "error: the text is too large to be answered\n");
+    if (size > base::longestPlainArray) {
+        base::writeErrorLine("error: the text is too large to be answered");
         return {};
     }
     QByteArray bytes(static_cast<int>(size), Qt::Uninitialized);

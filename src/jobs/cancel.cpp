@@ -1,9 +1,10 @@
 #include "jobs/cancel.h"
 
+#include "base/reportcannotopen.h"
+#include "base/writefile.h"
+#include "jobs/stopfile.h"
 #include "settings/folders.h"
-#include "settings/reportcannotopen.h"
 #include "tool/pathcheck.h"
-#include "tool/writefile.h"
 
 namespace jobs {
 
@@ -14,12 +15,11 @@ QString cancelConversion(const QString &vondPath, const QString &cancelId)
     if (const auto refusal = tool::refuseBadPath(vondPath)) {
         return *refusal;
     }
-    const QString path =
-        settings::filePathIn(settings::workFolder(), cancelId + QStringLiteral(".txt"));
+    const QString path = settings::filePathIn(settings::workFolder(), stopFileName(cancelId));
     // Deliberate: empty on a full disk, for that it is there is all that the tool looks at.
-    if (const auto reason = tool::writeFile(
-            path, QByteArrayLiteral("This is a stop file."), tool::OnFullDisk::LeaveEmpty)) {
-        settings::reportCannotOpenForWriting(path, *reason);
+    if (const auto reason = base::writeFile(
+            path, QByteArrayLiteral("This is a stop file."), base::OnFullDisk::LeaveEmpty)) {
+        base::reportCannotOpenForWriting(path, *reason);
         return {};
     }
     return cancelId;

@@ -1,7 +1,9 @@
 #include "jobs/conversionplan.h"
 
+#include "base/jsontext.h"
+#include "jobs/stopfile.h"
 #include "settings/folders.h"
-#include "tool/jsontext.h"
+#include "tool/markers.h"
 #include "tool/run.h"
 
 #include <QFileInfo>
@@ -29,14 +31,14 @@ ConversionRequest readConversionRequest(const QByteArray &body)
         QLatin1String("configuration", 13),
         QLatin1String("cancelID", 8),
     };
-    const auto values = tool::JsonText::document(body).values(keys);
+    const auto values = base::JsonText::document(body).values(keys);
     return {values[0].text(), values[1].text(), values[2].text(), values[3].text()};
 }
 
 ConversionPlan planConversion(const ConversionRequest &request, const QString &folder)
 {
     ConversionPlan plan;
-    plan.stopFilePath = folder + QLatin1Char('/') + request.cancelId + QStringLiteral(".txt");
+    plan.stopFilePath = folder + QLatin1Char('/') + stopFileName(request.cancelId);
     plan.inputPath = settings::filePathIn(folder, request.fileName);
     plan.outputPath = plannedOutput(folder, plan.inputPath, request.configuration);
     plan.arguments = QStringList{
@@ -60,9 +62,8 @@ conversionAnswer(const ConversionPlan &plan, const QByteArray &stdErr, QString &
         return lastStdOutMsg;
     }
     QString output = plan.outputPath;
-    const QLatin1String marker("Output file:");
-    if (lastStdOutMsg.startsWith(marker)) {
-        lastStdOutMsg.remove(0, marker.size());
+    if (lastStdOutMsg.startsWith(tool::outputFileMarker)) {
+        lastStdOutMsg.remove(0, tool::outputFileMarker.size());
         output = lastStdOutMsg.trimmed();
     }
     return QFileInfo(output).fileName();

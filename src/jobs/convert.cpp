@@ -1,8 +1,8 @@
 #include "jobs/convert.h"
 
+#include "base/debugline.h"
 #include "jobs/conversionplan.h"
 #include "settings/folders.h"
-#include "tool/debugline.h"
 #include "tool/pathcheck.h"
 #include "tool/run.h"
 
@@ -50,8 +50,8 @@ bool runForConnection(const QString &vondPath,
     auto process = std::make_unique<tool::ChildProcess>();
     process->setParent(job.handler);
     job.process = process.release();
-    tool::debugLine("arguments:");
-    tool::debugLine(arguments);
+    base::debugLine("arguments:");
+    base::debugLine(arguments);
     QObject::connect(job.process,
                      SIGNAL(readyReadStandardOutput()),
                      job.handler,
@@ -76,10 +76,10 @@ QString convert(const QString &vondPath,
     // Deliberate: the last message of an earlier job on this connection is not cleared. A tool that
     // prints nothing leaves it standing.
     job.requestId = request.requestId;
-    tool::debugLine("convert reqestID: ", job.requestId);
+    base::debugLine("convert reqestID: ", job.requestId);
     std::optional<RegistryEntry> entry(std::in_place, registry, job.requestId);
     const ConversionPlan plan = planConversion(request, settings::workFolder());
-    tool::debugLine("convert: stopfile: ", plan.stopFilePath);
+    base::debugLine("convert: stopfile: ", plan.stopFilePath);
 
     const bool ended = runForConnection(vondPath, job, plan.arguments);
     // Deliberate: the entry goes before the wait's result is looked at, so that a poll after the
@@ -90,10 +90,10 @@ QString convert(const QString &vondPath,
         return {};
     }
     const tool::Output rest = tool::takeOutput(job.process);
-    tool::debugLine("m_lastStdOutMsg", job.lastStdOutMsg);
+    base::debugLine("m_lastStdOutMsg", job.lastStdOutMsg);
     if (tool::reportsError(rest.stdErr)) {
-        tool::debugLine("conversion failed:", rest.stdOut);
-        tool::debugLine(plan.arguments);
+        base::debugLine("conversion failed:", rest.stdOut);
+        base::debugLine(plan.arguments);
     }
     return conversionAnswer(plan, rest.stdErr, job.lastStdOutMsg);
 }

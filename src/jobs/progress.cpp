@@ -1,7 +1,8 @@
 #include "jobs/progress.h"
 
-#include "tool/debugline.h"
-#include "tool/utf8text.h"
+#include "base/debugline.h"
+#include "base/utf8text.h"
+#include "tool/markers.h"
 
 #include <QUuid>
 
@@ -11,7 +12,7 @@ QString progressInfo(Registry *registry, const QString &id)
 {
     const QString text = progressText(registry, id);
     if (text.startsWith(QLatin1String("Error"))) {
-        tool::debugLine("Request:", id, " : ", text);
+        base::debugLine("Request:", id, " : ", text);
     }
     return text;
 }
@@ -33,13 +34,13 @@ void takeOutputChunk(Registry *registry,
                      const QByteArray &chunk,
                      QString &lastStdOutMsg)
 {
-    // Deliberate: a chunk is judged by its first bytes and kept whole. Progress forgets what was
-    // said before it, and what is said replaces it, so that the last chunk decides the answer.
-    if (chunk.startsWith("Progress:")) {
-        setProgressText(registry, requestId, tool::utf8Text(chunk));
+    // Deliberate: a chunk is judged by its first bytes and kept whole. A progress chunk clears the
+    // last message, any other replaces it, so that the last chunk decides the answer.
+    if (chunk.startsWith(tool::progressMarker.latin1())) {
+        setProgressText(registry, requestId, base::utf8Text(chunk));
         lastStdOutMsg.clear();
     } else {
-        lastStdOutMsg = tool::utf8Text(chunk);
+        lastStdOutMsg = base::utf8Text(chunk);
     }
 }
 

@@ -1,6 +1,6 @@
 #include "jobs/registry.h"
 
-#include "tool/debugline.h"
+#include "base/debugline.h"
 
 #include <QMutex>
 #include <QMutexLocker>
@@ -31,8 +31,8 @@ QString progressText(Registry *registry, const QString &id)
     const QMutexLocker lock(&registryMutex);
     const QString text = registry->value(id);
     if (text.isEmpty()) {
-        tool::debugLine("Requests: ");
-        tool::debugLine(registry->keys());
+        base::debugLine("Requests: ");
+        base::debugLine(registry->keys());
     }
     return text;
 }

@@ -1,9 +1,9 @@
 #include "jobs/result.h"
 
-#include "jobs/wholefile.h"
+#include "base/errorline.h"
+#include "base/reportcannotopen.h"
+#include "base/wholefile.h"
 #include "settings/folders.h"
-#include "settings/reportcannotopen.h"
-#include "tool/errorline.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -27,13 +27,13 @@ QByteArray sizeAndName(qint64 size, const QString &name)
 bool isServed(qint64 size, const QString &name)
 {
     if (static_cast<quint64>(size) >= tooBigSize) {
-        tool::writeErrorLine("file is too big:" + sizeAndName(size, name));
-        tool::writeErrorLine("Max: std::numeric_limits<int32>::max(), Size:"
+        base::writeErrorLine("file is too big:" + sizeAndName(size, name));
+        base::writeErrorLine("Max: std::numeric_limits<int32>::max(), Size:"
                              + QByteArray::number(tooBigSize));
         return false;
     }
     if (size == 0) {
-        tool::writeErrorLine("file is not available" + sizeAndName(size, name));
+        base::writeErrorLine("file is not available" + sizeAndName(size, name));
         return false;
     }
     return true;
@@ -41,9 +41,9 @@ bool isServed(qint64 size, const QString &name)
 
 QByteArray readResult(QFile *file, int size, const QString &name)
 {
-    QByteArray bytes = readWhole(file, size);
+    QByteArray bytes = base::readWhole(file, size);
     if (bytes.size() < size) {
-        tool::writeErrorLine("file could not be read whole, Read:"
+        base::writeErrorLine("file could not be read whole, Read:"
                              + QByteArray::number(bytes.size()) + sizeAndName(size, name));
     }
     return bytes;
@@ -59,7 +59,7 @@ QByteArray getConversionResult(const QString &name)
     }
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
-        settings::reportCannotOpenForReading(path, file.errorString());
+        base::reportCannotOpenForReading(path, file.errorString());
         return {};
     }
     const qint64 size = file.size(); // of what is open: the name may lead to another file by now

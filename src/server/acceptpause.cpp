@@ -1,6 +1,6 @@
 #include "server/acceptpause.h"
 
-#include "tool/descriptorclaim.h"
+#include "base/descriptorclaim.h"
 
 #include <QAbstractEventDispatcher>
 #include <QTcpServer>
@@ -43,7 +43,7 @@ void AcceptPause::handleAwake()
             return;
         }
         m_turns = 0;
-        if (tool::lowestFreeDescriptor()) {
+        if (base::lowestFreeDescriptor()) {
             return;
         }
         m_server->pauseAccepting();

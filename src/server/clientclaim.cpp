@@ -1,7 +1,7 @@
 #include "server/clientclaim.h"
 
+#include "base/errorline.h"
 #include "tool/childprocess.h"
-#include "tool/errorline.h"
 
 #include <QDeadlineTimer>
 
@@ -21,7 +21,7 @@ std::unique_ptr<ClientClaim> ClientClaim::make(qintptr accepted)
     const int lowest = static_cast<int>(accepted);
     std::unique_ptr<ClientClaim> client(
         new ClientClaim(lowest)); // the constructor is nobody else's
-    const tool::DescriptorClaim run(tool::descriptorsOfAStart, lowest + 1); // to see there is room
+    const base::DescriptorClaim run(tool::descriptorsOfAStart, lowest + 1); // to see there is room
     return client->m_claim.isGranted() && run.isGranted() ? std::move(client) : nullptr;
 }
 
@@ -32,7 +32,7 @@ void refuseClient(qintptr descriptor, const char *reason)
     constexpr int quietMs = 1000;
     static QDeadlineTimer quiet(0); // many are refused in a row, and a log is not to be flooded
     if (quiet.hasExpired()) {
-        tool::writeErrorLine(QByteArrayLiteral("client refused: ") + reason);
+        base::writeErrorLine(QByteArrayLiteral("client refused: ") + reason);
         quiet.setRemainingTime(quietMs);
     }
 #ifdef Q_OS_WIN

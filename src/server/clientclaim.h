@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tool/descriptorclaim.h"
+#include "base/descriptorclaim.h"
 
 #include <QObject>
 
@@ -20,7 +20,7 @@ public:
 private:
     explicit ClientClaim(int lowest);
 
-    tool::DescriptorClaim m_claim;
+    base::DescriptorClaim m_claim;
 };
 
 namespace server {

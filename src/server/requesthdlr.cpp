@@ -1,8 +1,8 @@
 #include "server/requesthdlr.h"
 
+#include "base/debugline.h"
 #include "http/qhttpserver.h"
 #include "jobs/progress.h"
-#include "tool/debugline.h"
 
 #include <QDebug>
 #include <QHostAddress>
@@ -37,7 +37,7 @@ void RequestHdlr::sendServerAnswer(QTcpSocket *tcpSocket)
     } catch (const std::exception &e) {
         std::cerr << "Request body allocation failed: " << e.what() << '\n';
         try {
-            tool::debugLine("Request body allocation failed: ", e.what(), '\n');
+            base::debugLine("Request body allocation failed: ", e.what(), '\n');
         } catch (const std::bad_alloc &) { // NOLINT(bugprone-empty-catch): told above
         }
         tcpSocket->close();

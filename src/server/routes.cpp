@@ -1,3 +1,6 @@
+#include "commands/convertwithlocaldata.h"
+#include "commands/queries.h"
+#include "commands/vondcommand.h"
 #include "diagnostics/hello.h"
 #include "diagnostics/memtest.h"
 #include "diagnostics/sleep.h"
@@ -6,12 +9,9 @@
 #include "jobs/convert.h"
 #include "jobs/progress.h"
 #include "jobs/result.h"
+#include "jobs/upload.h"
 #include "logging/getlogfile.h"
 #include "server/requesthdlr.h"
-#include "tool/convertwithlocaldata.h"
-#include "tool/queries.h"
-#include "tool/upload.h"
-#include "tool/vondcommand.h"
 
 using Request = QHttpServerRequest;
 using Method = QHttpServerRequest::Method;
@@ -36,18 +36,18 @@ void RequestHdlr::registerRoutes(QHttpServer *server)
     server->route(QStringLiteral("/text"),                             [](const Request &request) { return diagnostics::text(request.body()); });
     server->route(QStringLiteral("/memtest"),                          [](const Request & /*request*/) { return diagnostics::memtest(); });
     server->route(QStringLiteral("/vondServerVersion"),                [] { return diagnostics::vondServerVersion(); });
-    server->route(QStringLiteral("/upload/<arg>"), Method::Post,       [](const QString &name, const Request &request) { return tool::upload(name, request.body()); });
+    server->route(QStringLiteral("/upload/<arg>"), Method::Post,       [](const QString &name, const Request &request) { return jobs::upload(name, request.body()); });
     server->route(QStringLiteral("/getLogFile"),                       [] { return logging::getLogFile(); });
     server->route(QStringLiteral("/progressInf/<arg>"),                [](const QString &argument) { return jobs::progressInf(argument); });
     server->route(QStringLiteral("/progressInfo/<arg>"),               [registry](const QString &id) { return jobs::progressInfo(registry, id); });
     server->route(QStringLiteral("/progressTest"),                     [registry] { return jobs::progressTest(registry); });
-    server->route(QStringLiteral("/version"),                          [vond] { return tool::version(vond); });
-    server->route(QStringLiteral("/listconfigurations"),               [vond] { return tool::listconfigurations(vond); });
-    server->route(QStringLiteral("/configDetails/<arg>"),              [vond](const QString &name) { return tool::configDetails(vond, name); });
+    server->route(QStringLiteral("/version"),                          [vond] { return commands::version(vond); });
+    server->route(QStringLiteral("/listconfigurations"),               [vond] { return commands::listconfigurations(vond); });
+    server->route(QStringLiteral("/configDetails/<arg>"),              [vond](const QString &name) { return commands::configDetails(vond, name); });
     server->route(QStringLiteral("/cancelConversion/<arg>"),           [vond](const QString &cancelId) { return jobs::cancelConversion(vond, cancelId); });
     server->route(QStringLiteral("/convert"),                          [vond, registry, this](const Request &request) { return jobs::convert(vond, registry, lendJob(), request.body()); });
     server->route(QStringLiteral("/getConversionResult/<arg>"),        [](const QString &name) { return jobs::getConversionResult(name); });
-    server->route(QStringLiteral("/convertWithLocalData"),             [vond](const Request &request) { return tool::convertWithLocalData(vond, request.body()); });
-    server->route(QStringLiteral("/vond"),                             [vond](const Request &request) { return tool::vond(vond, request.body()); });
+    server->route(QStringLiteral("/convertWithLocalData"),             [vond](const Request &request) { return commands::convertWithLocalData(vond, request.body()); });
+    server->route(QStringLiteral("/vond"),                             [vond](const Request &request) { return commands::vond(vond, request.body()); });
     // clang-format on
 }

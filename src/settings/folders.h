@@ -13,7 +13,8 @@ namespace settings {
 // Folder of the log file, with the same fallback.
 [[nodiscard]] QString logFolder();
 
-// The one place that joins a folder and a name: always a forward slash, nothing is cleaned up.
+// The path of an input: folder and name joined with a forward slash, nothing cleaned up. Outputs
+// and stop files are joined by plain concatenation, which is not the same (see the source).
 [[nodiscard]] QString filePathIn(const QString &folder, const QString &name);
 
 } // namespace settings

@@ -1,6 +1,6 @@
+#include "base/errorline.h"
+#include "base/filedescriptor.h"
 #include "tool/childprocess.h"
-#include "tool/errorline.h"
-#include "tool/filedescriptor.h"
 
 #include <QDeadlineTimer>
 #include <QFile>
@@ -40,8 +40,8 @@ constexpr int killedWaitMs = 30000; // for a process that the system cannot end 
 
 struct Pipe
 {
-    FileDescriptor readEnd;
-    FileDescriptor writeEnd;
+    base::FileDescriptor readEnd;
+    base::FileDescriptor writeEnd;
 };
 
 // Whether the pipe could be made; otherwise errno says why not.
@@ -51,7 +51,7 @@ bool makePipe(Pipe *made, int flags = 0)
     if (::pipe2(ends.data(), O_CLOEXEC | flags) != 0) {
         return false;
     }
-    *made = Pipe{FileDescriptor(ends[0]), FileDescriptor(ends[1])};
+    *made = Pipe{base::FileDescriptor(ends[0]), base::FileDescriptor(ends[1])};
     return true;
 }
 
@@ -62,17 +62,17 @@ bool makePacketPipe(Pipe *made)
     return makePipe(made, O_DIRECT) || (errno == EINVAL && makePipe(made));
 }
 
-bool makeNonBlocking(const FileDescriptor &descriptor)
+bool makeNonBlocking(const base::FileDescriptor &descriptor)
 {
     return ::fcntl(descriptor.get(), F_SETFL, O_NONBLOCK) == 0;
 }
 
 // Becomes readable when the process has ended. None on a system, or in a sandbox, that has no such
 // descriptors, or when there is no room for one.
-FileDescriptor openProcess(pid_t pid)
+base::FileDescriptor openProcess(pid_t pid)
 {
     // By its number: glibc 2.36 declares the function in a way that C++ cannot link.
-    return FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
+    return base::FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
 }
 
 // How the system is to make the process. The functions answer 0 or the number of an error.
@@ -110,8 +110,9 @@ public:
                                         POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK));
     }
 
-    void
-    useDescriptors(const FileDescriptor &in, const FileDescriptor &out, const FileDescriptor &err)
+    void useDescriptors(const base::FileDescriptor &in,
+                        const base::FileDescriptor &out,
+                        const base::FileDescriptor &err)
     {
         note(::posix_spawn_file_actions_adddup2(&m_actions, in.get(), STDIN_FILENO));
         note(::posix_spawn_file_actions_adddup2(&m_actions, out.get(), STDOUT_FILENO));
@@ -170,7 +171,7 @@ int spawnProcess(pid_t *pid, const SpawnSettings &settings, std::vector<QByteArr
     return settings.spawn(pid, pointers.data());
 }
 
-ssize_t readOnce(const FileDescriptor &descriptor, char *data, std::size_t size)
+ssize_t readOnce(const base::FileDescriptor &descriptor, char *data, std::size_t size)
 {
     ssize_t count = 0;
     do {
@@ -179,7 +180,7 @@ ssize_t readOnce(const FileDescriptor &descriptor, char *data, std::size_t size)
     return count;
 }
 
-qint64 bytesWaiting(const FileDescriptor &pipe)
+qint64 bytesWaiting(const base::FileDescriptor &pipe)
 {
     int waiting = 0;
     return pipe.isOpen() && ::ioctl(pipe.get(), FIONREAD, &waiting) == 0 ? waiting : 0;
@@ -193,7 +194,7 @@ ssize_t fullPacket()
 }
 
 // Whether a writer may have found the pipe full before so many packets in a row were read.
-bool mayHaveBeenFull(const FileDescriptor &pipe, int packets)
+bool mayHaveBeenFull(const base::FileDescriptor &pipe, int packets)
 {
     return packets >= ::fcntl(pipe.get(), F_GETPIPE_SZ) / fullPacket();
 }
@@ -223,10 +224,11 @@ struct ChildProcess::Run
     void closeAll();
 
     pid_t pid = -1; // -1 again when it is reaped: the number may be another's then
-    FileDescriptor process; // becomes readable at its end; none on a system without such things
-    FileDescriptor stdIn;
-    FileDescriptor stdOut;
-    FileDescriptor stdErr;
+    base::FileDescriptor
+        process; // becomes readable at its end; none on a system without such things
+    base::FileDescriptor stdIn;
+    base::FileDescriptor stdOut;
+    base::FileDescriptor stdErr;
     QDeadlineTimer restOfWrite; // how long to wait for more before `unannounced` is announced
     int unannounced = 0; // bytes of a write that may go on
     int packetsInARow = 0; // read since the pipe was found empty
@@ -480,8 +482,8 @@ void ChildProcess::keep(QByteArray *channel, const char *data, qint64 size)
     if (channel->size() > largestOutput) {
         m_run->isFlooding = true;
         m_run->kill();
-        writeErrorLine("error: the tool printed more than " + QByteArray::number(largestOutput)
-                       + " bytes, it is killed");
+        base::writeErrorLine("error: the tool printed more than "
+                             + QByteArray::number(largestOutput) + " bytes, it is killed");
     }
 }
 

@@ -1,6 +1,6 @@
 #include "tool/pathcheck.h"
 
-#include "tool/errorline.h"
+#include "base/errorline.h"
 
 #include <QFile>
 
@@ -10,13 +10,13 @@ std::optional<QString> refuseBadPath(const QString &vondPath)
 {
     if (vondPath.isEmpty()) {
         const QString refusal = QStringLiteral("error: no vondPath set");
-        writeErrorLine(refusal.toUtf8());
+        base::writeErrorLine(refusal.toUtf8());
         return refusal;
     }
     // A folder passes, too: starting it then fails.
     if (!QFile::exists(vondPath)) {
         // Deliberate: a colon before the path in the answer, none on the console.
-        writeErrorLine("error: no vond-exe not found" + vondPath.toUtf8());
+        base::writeErrorLine("error: no vond-exe not found" + vondPath.toUtf8());
         return QStringLiteral("error: no vond-exe not found:%1").arg(vondPath);
     }
     return std::nullopt;

@@ -1,15 +1,15 @@
 #include "tool/run.h"
 
+#include "base/debugline.h"
+#include "base/descriptorclaim.h"
+#include "base/errorline.h"
 #include "tool/childprocess.h"
-#include "tool/debugline.h"
-#include "tool/descriptorclaim.h"
-#include "tool/errorline.h"
+#include "tool/markers.h"
 
 #include <QSemaphore>
 #include <QThread>
 
 #include <algorithm>
-#include <cstdio>
 
 namespace tool {
 
@@ -39,12 +39,12 @@ bool startAndWait(ChildProcess *process,
                   int timeoutMs)
 {
     if (std::any_of(arguments.cbegin(), arguments.cend(), holdsZero)) {
-        writeErrorLine("error: zero character in an argument, the tool is not started");
+        base::writeErrorLine("error: zero character in an argument, the tool is not started");
         return false;
     }
-    DescriptorClaim claim(descriptorsOfAStart);
+    base::DescriptorClaim claim(descriptorsOfAStart);
     if (!claim.isGranted()) {
-        writeErrorLine("error: too few descriptors are left, the tool is not started");
+        base::writeErrorLine("error: too few descriptors are left, the tool is not started");
         return false;
     }
     startInTurn(process, vondPath, arguments);
@@ -72,20 +72,19 @@ std::optional<Output> runToEnd(const QString &vondPath, const QStringList &argum
 Output takeOutput(ChildProcess *process)
 {
     Output output{process->readAllStandardOutput(), process->readAllStandardError()};
-    debugLine("fromVond-StdOut:", output.stdOut);
-    debugLine("fromVondErr:", output.stdErr);
+    base::debugLine("fromVond-StdOut:", output.stdOut);
+    base::debugLine("fromVondErr:", output.stdErr);
     return output;
 }
 
 void reportFailedConversionWait(const QString &inputPath)
 {
-    static_cast<void>(std::fprintf(
-        stderr, "vond process timeout converting: %s\n", inputPath.toLocal8Bit().constData()));
+    base::writeErrorLine("vond process timeout converting: " + inputPath.toLocal8Bit());
 }
 
 bool reportsError(const QByteArray &stdErr)
 {
-    return stdErr.startsWith("Error:");
+    return stdErr.startsWith(errorMarker.latin1());
 }
 
 } // namespace tool

@@ -1,6 +1,6 @@
 #include "tool/uniquefilepath.h"
 
-#include "tool/withoutpart.h"
+#include "base/withoutpart.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -47,7 +47,7 @@ Candidates::Candidates(const QString &path)
     , m_suffix(QLatin1Char('.') + QFileInfo(path).suffix())
     // Deliberate: every occurrence of the suffix goes, in folder names and inside the name as well;
     // a name without suffix loses every dot of its path and gets one at the end.
-    , m_stem(withoutPart(path, m_suffix))
+    , m_stem(base::withoutPart(path, m_suffix))
 {
 }
 

@@ -1,9 +1,9 @@
 // The base64 writer and the free names: whatever comes, what was decoded lies under the name that
 // is told, no older file is touched, and nothing lands outside the folder.
+#include "commands/writebase64file.h"
 #include "tests/fuzz/property.h"
 #include "tests/fuzz/target.h"
 #include "tool/uniquefilepath.h"
-#include "tool/writebase64file.h"
 
 #include <QDir>
 #include <QFile>
@@ -34,10 +34,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     const QString path = folder.path() + QLatin1Char('/') + name;
 
     tool::ClaimedPaths claims;
-    const QString first = tool::writeBase64File(path, text, &claims);
+    const QString first = commands::writeBase64File(path, text, &claims);
     if (!first.isEmpty()) {
         mustHold(contentOf(first) == decoded, "the bytes are the decoded ones");
-        const QString second = tool::writeBase64File(path, QStringLiteral("AAAA"), &claims);
+        const QString second = commands::writeBase64File(path, QStringLiteral("AAAA"), &claims);
         mustHold(second != first, "an existing file is not written again");
         mustHold(contentOf(first) == decoded, "the older file is as it was");
         mustHold(second.isEmpty() || contentOf(second) == QByteArray(3, '\0'),

@@ -1,9 +1,9 @@
 // The request of "/vond": reading its elements, reserving names, and pruning after a run.
+#include "base/jsontext.h"
+#include "commands/vondanswer.h"
+#include "commands/vondelement.h"
 #include "tests/fuzz/property.h"
 #include "tests/fuzz/target.h"
-#include "tool/jsontext.h"
-#include "tool/vondanswer.h"
-#include "tool/vondelement.h"
 
 #include <QJsonDocument>
 
@@ -15,36 +15,36 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     const QString folder = QStringLiteral("/nonexistent/T");
     QStringList keys;
     tool::ClaimedPaths claims;
-    const tool::JsonText document = tool::JsonText::document(body);
+    const base::JsonText document = base::JsonText::document(body);
     qint64 characters = 0;
-    tool::JsonWalk walk(document.isArray() ? document : tool::JsonText());
+    base::JsonWalk walk(document.isArray() ? document : base::JsonText());
     while (walk.next()) {
-        const tool::JsonText &value = walk.value();
-        const tool::VondElement element = tool::readVondElement(value);
+        const base::JsonText &value = walk.value();
+        const commands::VondElement element = commands::readVondElement(value);
         characters += element.text.size() + element.name.size() + element.base64.size();
         const bool known = value.isString() || value.isObject();
-        mustHold(known == (element.kind != tool::VondElement::Kind::Neither),
+        mustHold(known == (element.kind != commands::VondElement::Kind::Neither),
                  "strings and objects are taken, nothing else");
-        if (element.kind == tool::VondElement::Kind::Literal) {
+        if (element.kind == commands::VondElement::Kind::Literal) {
             mustHold(element.text == value.text(), "a literal stays as it is");
-        } else if (element.kind == tool::VondElement::Kind::ReturnFile) {
-            const tool::ReturnFile file = tool::reserveReturnFile(element, folder, &claims);
+        } else if (element.kind == commands::VondElement::Kind::ReturnFile) {
+            const commands::ReturnFile file = commands::reserveReturnFile(element, folder, &claims);
             mustHold(file.argument == element.text + folder + QLatin1Char('/') + file.key,
                      "the argument names the file that the key fetches");
             keys.append(file.key);
         }
     }
     mustHold(characters <= body.size(), "what is read is no longer than the body");
-    const QStringList surviving = tool::survivingReturnKeys(keys, body);
+    const QStringList surviving = commands::survivingReturnKeys(keys, body);
     mustHold(surviving.size() <= keys.size(), "pruning adds nothing");
-    mustHold(tool::survivingReturnKeys(keys, {}) == keys, "without errors every key stays");
-    const QJsonObject answer = tool::vondAnswer({body, body}, keys);
+    mustHold(commands::survivingReturnKeys(keys, {}) == keys, "without errors every key stays");
+    const QJsonObject answer = commands::vondAnswer({body, body}, keys);
     mustHold(answer.contains(QLatin1String("returnFilesDict")) == !surviving.isEmpty(),
              "a dictionary is there when a key is");
     // Qt drops a byte order mark at the beginning of a text that it reads.
     const QByteArray json = QJsonDocument(answer).toJson();
     mustHold(json.contains("\xef\xbb\xbf") || QJsonDocument::fromJson(json).object() == answer,
              "the answer is JSON");
-    mustHold(tool::JsonText::document(json).isObject(), "the answer is an object");
+    mustHold(base::JsonText::document(json).isObject(), "the answer is an object");
     return 0;
 }

@@ -1,5 +1,5 @@
+#include "base/wholefile.h"
 #include "jobs/result.h"
-#include "jobs/wholefile.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
 
@@ -45,8 +45,8 @@ void LargeResultTest::aFileJustBelowTheLimitIsServedWhole_data()
 {
     QTest::addColumn<int>("size");
 
-    QTest::newRow("the longest that Qt itself makes") << jobs::longestPlainArray;
-    QTest::newRow("one byte more") << jobs::longestPlainArray + 1;
+    QTest::newRow("the longest that Qt itself makes") << base::longestPlainArray;
+    QTest::newRow("one byte more") << base::longestPlainArray + 1;
     QTest::newRow("the last byte below the limit") << 2147483646;
 }
 

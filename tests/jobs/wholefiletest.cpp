@@ -1,4 +1,4 @@
-#include "jobs/wholefile.h"
+#include "base/wholefile.h"
 
 #include <QBuffer>
 #include <QtTest>
@@ -58,36 +58,36 @@ private Q_SLOTS:
 void WholeFileTest::piecesArePutTogether()
 {
     Dripping device("0123456789", false);
-    QCOMPARE(jobs::readWhole(&device, 10), QByteArray("0123456789"));
+    QCOMPARE(base::readWhole(&device, 10), QByteArray("0123456789"));
 }
 
 void WholeFileTest::bytesBeyondTheSizeAreLeftAlone()
 {
     Dripping device("0123456789", false);
-    QCOMPARE(jobs::readWhole(&device, 4), QByteArray("0123"));
+    QCOMPARE(base::readWhole(&device, 4), QByteArray("0123"));
 }
 
 void WholeFileTest::anEarlyEndGivesWhatWasThere()
 {
     Dripping device("01234", false);
-    QCOMPARE(jobs::readWhole(&device, 10), QByteArray("01234"));
+    QCOMPARE(base::readWhole(&device, 10), QByteArray("01234"));
 }
 
 void WholeFileTest::anErrorGivesWhatWasThere()
 {
     Dripping device("01234", true);
-    QCOMPARE(jobs::readWhole(&device, 10), QByteArray("01234"));
+    QCOMPARE(base::readWhole(&device, 10), QByteArray("01234"));
 }
 
 void WholeFileTest::anErrorAtTheBeginningGivesNothing()
 {
     Dripping device({}, true);
-    QCOMPARE(jobs::readWhole(&device, 10), QByteArray());
+    QCOMPARE(base::readWhole(&device, 10), QByteArray());
 }
 
 void WholeFileTest::anArrayInItsOwnBlockIsWrittenInPlace()
 {
-    QByteArray bytes = jobs::arrayInOwnBlock(3);
+    QByteArray bytes = base::arrayInOwnBlock(3);
     const char *const block = bytes.constData();
     QCOMPARE(bytes.size(), 3);
     QCOMPARE(bytes.constData()[3], '\0');
@@ -100,7 +100,7 @@ void WholeFileTest::anArrayInItsOwnBlockIsWrittenInPlace()
 
 void WholeFileTest::anArrayInItsOwnBlockIsSharedAndOutlivesItsFirstOwner()
 {
-    QByteArray bytes = jobs::arrayInOwnBlock(3);
+    QByteArray bytes = base::arrayInOwnBlock(3);
     bytes.fill('a');
     const QByteArray copy = bytes;
     QVERIFY2(copy.constData() == bytes.constData(), "copying moved it");
@@ -112,7 +112,7 @@ void WholeFileTest::anArrayInItsOwnBlockIsSharedAndOutlivesItsFirstOwner()
 
 void WholeFileTest::anArrayInItsOwnBlockGrowsLikeAnyOther()
 {
-    QByteArray bytes = jobs::arrayInOwnBlock(3);
+    QByteArray bytes = base::arrayInOwnBlock(3);
     bytes.fill('a');
     bytes.append("bcd");
     QCOMPARE(bytes, QByteArray("aaabcd"));

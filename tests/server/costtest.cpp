@@ -1,11 +1,11 @@
 // What a client can make the service work for, held against what the client has to send: eight
 // times the input must take about eight times the processor's time, not sixty-four times.
+#include "commands/vondanswer.h"
+#include "commands/vondelement.h"
 #include "http/qhttpserverrouter.h"
 #include "http/requestparser.h"
 #include "jobs/conversionplan.h"
 #include "tests/support/ownfolders.h"
-#include "tool/vondanswer.h"
-#include "tool/vondelement.h"
 
 #include <QtTest>
 
@@ -241,8 +241,8 @@ private:
                 const QString name = QString::fromLatin1(filled(part, size));
                 return [name] {
                     tool::ClaimedPaths claims;
-                    (void)tool::reserveReturnFile(
-                        {tool::VondElement::Kind::ReturnFile, QString(), name, QString()},
+                    (void)commands::reserveReturnFile(
+                        {commands::VondElement::Kind::ReturnFile, QString(), name, QString()},
                         QStringLiteral("/tmp"),
                         &claims);
                 };
@@ -264,7 +264,7 @@ private:
                 }
             }
             return [names, errors = (line + '\n').repeated(lines)] {
-                (void)tool::survivingReturnKeys(names, errors);
+                (void)commands::survivingReturnKeys(names, errors);
             };
         };
         QTest::newRow("error lines") << Maker([prune](int size) { return prune(size, 20); }) << 50;
@@ -274,7 +274,7 @@ private:
                 names.append(QStringLiteral("name%1.tif").arg(i));
             }
             return [names] {
-                (void)tool::survivingReturnKeys(names, QByteArray("Error: no\n").repeated(20));
+                (void)commands::survivingReturnKeys(names, QByteArray("Error: no\n").repeated(20));
             };
         }) << 1000;
         QTest::newRow("keys that error lines mention behind others") << Maker([](int size) -> Work {
@@ -282,7 +282,7 @@ private:
             for (int i = 0; i < size; ++i) {
                 names.append(i % 2 == 1 ? QStringLiteral("a") : QStringLiteral("name%1").arg(i));
             }
-            return [names] { (void)tool::survivingReturnKeys(names, "Error: a\nError: a\n"); };
+            return [names] { (void)commands::survivingReturnKeys(names, "Error: a\nError: a\n"); };
         }) << 1000;
     }
 };

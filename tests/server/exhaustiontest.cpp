@@ -1,3 +1,5 @@
+#include "base/descriptorclaim.h"
+#include "base/filedescriptor.h"
 #include "server/acceptpause.h"
 #include "server/clientclaim.h"
 #include "server/vondrequestthread.h"
@@ -5,8 +7,6 @@
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/rawclient.h"
-#include "tool/descriptorclaim.h"
-#include "tool/filedescriptor.h"
 #include "tool/run.h"
 
 #include <QAbstractEventDispatcher>
@@ -21,7 +21,7 @@
 
 namespace {
 
-using tool::DescriptorClaim;
+using base::DescriptorClaim;
 
 // This process's limit on descriptors, for one block.
 class Limit
@@ -50,19 +50,19 @@ private:
 
 rlim_t lowestFree()
 {
-    return static_cast<rlim_t>(tool::lowestFreeDescriptor().value());
+    return static_cast<rlim_t>(base::lowestFreeDescriptor().value());
 }
 
 // Room for so many, on top of what the service keeps for itself and what is open.
 rlim_t roomFor(int count)
 {
-    return lowestFree() + static_cast<rlim_t>(tool::descriptorsOfTheService + count);
+    return lowestFree() + static_cast<rlim_t>(base::descriptorsOfTheService + count);
 }
 
 // The limit under which exactly so many more can be opened, wherever there are gaps.
 rlim_t limitThatLeaves(int count)
 {
-    std::vector<tool::FileDescriptor> open;
+    std::vector<base::FileDescriptor> open;
     open.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
         open.emplace_back(::dup(STDERR_FILENO));
@@ -98,37 +98,37 @@ private Q_SLOTS:
     void whatTheServiceKeepsForItselfIsNotGivenAway()
     {
         const qint64 limit = 100;
-        const int most = static_cast<int>(limit) - tool::descriptorsOfTheService;
-        QVERIFY(tool::fits(limit, 0, most));
-        QVERIFY(!tool::fits(limit, 0, most + 1));
-        QVERIFY(tool::fits(limit, most - 5, 5));
-        QVERIFY(!tool::fits(limit, most - 5, 6));
-        QVERIFY(!tool::fits(0, 0, 1));
+        const int most = static_cast<int>(limit) - base::descriptorsOfTheService;
+        QVERIFY(base::fits(limit, 0, most));
+        QVERIFY(!base::fits(limit, 0, most + 1));
+        QVERIFY(base::fits(limit, most - 5, 5));
+        QVERIFY(!base::fits(limit, most - 5, 6));
+        QVERIFY(!base::fits(0, 0, 1));
     }
 
     void theLimitIsTheOneOfThisMoment()
     {
         const Limit lowered(77);
-        QCOMPARE(tool::descriptorLimit(), qint64(77));
+        QCOMPARE(base::descriptorLimit(), qint64(77));
     }
 
     void theLowestFreeDescriptorIsTheNextToBeOpened()
     {
-        const auto lowest = tool::lowestFreeDescriptor();
+        const auto lowest = base::lowestFreeDescriptor();
         QVERIFY(lowest);
         const int next = ::dup(STDERR_FILENO);
         QCOMPARE(*lowest, next);
-        QVERIFY(tool::lowestFreeDescriptor().value() > next);
+        QVERIFY(base::lowestFreeDescriptor().value() > next);
         ::close(next);
         const Limit none(static_cast<rlim_t>(next));
-        QVERIFY(!tool::lowestFreeDescriptor());
+        QVERIFY(!base::lowestFreeDescriptor());
     }
 
     void claimsAreGrantedUntilTheyNoLongerFit()
     {
         const Limit lowered(roomFor(30));
         std::vector<std::unique_ptr<DescriptorClaim>> claims;
-        const auto room = static_cast<qint64>(roomFor(30)) - tool::descriptorsOfTheService;
+        const auto room = static_cast<qint64>(roomFor(30)) - base::descriptorsOfTheService;
         for (qint64 i = 0; i < room / 10; ++i) {
             claims.push_back(std::make_unique<DescriptorClaim>(10));
             QVERIFY(claims.back()->isGranted());

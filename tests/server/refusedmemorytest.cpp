@@ -1,5 +1,9 @@
 #include "tests/support/refusedmemory.h"
 
+#include "commands/convertwithlocaldata.h"
+#include "commands/localdataplan.h"
+#include "commands/vondanswer.h"
+#include "commands/vondcommand.h"
 #include "http/qhttpserverresponse.h"
 #include "jobs/connectionjob.h"
 #include "jobs/conversionplan.h"
@@ -9,10 +13,6 @@
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/standin.h"
-#include "tool/convertwithlocaldata.h"
-#include "tool/localdataplan.h"
-#include "tool/vondanswer.h"
-#include "tool/vondcommand.h"
 
 #include <QDir>
 #include <QSettings>
@@ -198,7 +198,7 @@ private Q_SLOTS:
         QFETCH(const QByteArray, body);
         refuseAll([&] {
             (void)jobs::planConversion(jobs::readConversionRequest(body), QStringLiteral("/t"));
-            (void)tool::readLocalDataRequest(body);
+            (void)commands::readLocalDataRequest(body);
         });
     }
 
@@ -224,8 +224,9 @@ private Q_SLOTS:
                  "{'setOptions':[{'--dpi':'300','\\u0061':1},{'local:':{'filename':'p',"
                  "'data':'QUJD','option':'o'}},[],1e7]}}");
         const OutputCatcher error(OutputCatcher::Channel::Error);
-        refuseAll(
-            [&] { (void)QHttpServerResponse(tool::convertWithLocalData(standin::path(), body)); });
+        refuseAll([&] {
+            (void)QHttpServerResponse(commands::convertWithLocalData(standin::path(), body));
+        });
     }
 
     void vondEndsInAnException_data()
@@ -244,7 +245,7 @@ private Q_SLOTS:
     {
         QFETCH(const QByteArray, body);
         const OutputCatcher error(OutputCatcher::Channel::Error);
-        refuseAll([&] { (void)QHttpServerResponse(tool::vond(standin::path(), body)); });
+        refuseAll([&] { (void)QHttpServerResponse(commands::vond(standin::path(), body)); });
     }
 
     // With the tool run as well, which prints its arguments or nothing.
@@ -272,9 +273,9 @@ private Q_SLOTS:
                 (void)QHttpServerResponse(
                     jobs::convert(standin::path(), &registry, handler.lend(), body));
             } else if (route == "/vond") {
-                (void)QHttpServerResponse(tool::vond(standin::path(), body));
+                (void)QHttpServerResponse(commands::vond(standin::path(), body));
             } else {
-                (void)QHttpServerResponse(tool::convertWithLocalData(standin::path(), body));
+                (void)QHttpServerResponse(commands::convertWithLocalData(standin::path(), body));
             }
         });
     }
@@ -283,7 +284,7 @@ private Q_SLOTS:
     {
         const tool::Output output{"said \xc3\xa4\n\"x\"", "Error: b.tif\nmore"};
         const QStringList keys{QStringLiteral("a.tif"), QStringLiteral("b.tif")};
-        refuseAll([&] { (void)QHttpServerResponse(tool::vondAnswer(output, keys)); });
+        refuseAll([&] { (void)QHttpServerResponse(commands::vondAnswer(output, keys)); });
     }
 
 private:

@@ -1,6 +1,6 @@
 #include "tests/support/jsonpeer.h"
 
-#include "tool/jsontext.h"
+#include "base/jsontext.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -19,7 +19,7 @@ public:
     {
     }
 
-    [[nodiscard]] QString difference(const tool::JsonText &ours, const QJsonValue &theirs) const
+    [[nodiscard]] QString difference(const base::JsonText &ours, const QJsonValue &theirs) const
     {
         if (ours.isArray() != theirs.isArray() || ours.isObject() != theirs.isObject()
             || ours.isString() != theirs.isString()) {
@@ -35,10 +35,10 @@ public:
     }
 
 private:
-    [[nodiscard]] QString arrays(const tool::JsonText &ours, const QJsonArray &theirs) const
+    [[nodiscard]] QString arrays(const base::JsonText &ours, const QJsonArray &theirs) const
     {
         int i = 0;
-        for (tool::JsonWalk walk(ours); walk.next(); ++i) {
+        for (base::JsonWalk walk(ours); walk.next(); ++i) {
             if (i == theirs.size()) {
                 return QStringLiteral("more elements");
             }
@@ -50,12 +50,12 @@ private:
         return i == theirs.size() ? QString() : QStringLiteral("fewer elements");
     }
 
-    [[nodiscard]] QString objects(const tool::JsonText &ours, const QJsonObject &theirs) const
+    [[nodiscard]] QString objects(const base::JsonText &ours, const QJsonObject &theirs) const
     {
-        QMap<QString, tool::JsonText> members;
+        QMap<QString, base::JsonText> members;
         bool marked = false;
         int count = 0;
-        for (tool::JsonWalk walk(ours); walk.next(); ++count) {
+        for (base::JsonWalk walk(ours); walk.next(); ++count) {
             const QString key = walk.key().text();
             if (!m_anyKeys && hasOddUnits(key)) {
                 return {};
@@ -68,7 +68,7 @@ private:
         if (byChance || (marked && !m_anyKeys)) {
             return {};
         }
-        const auto first = tool::JsonMember::firstByKey(ours);
+        const auto first = base::JsonMember::firstByKey(ours);
         const QString firstKey = theirs.isEmpty() ? QString() : theirs.keys().constFirst();
         if (first.key.isString() == theirs.isEmpty() || first.key.text() != firstKey) {
             return QStringLiteral("another first key");
@@ -80,8 +80,8 @@ private:
         return marked ? QString() : allMembers(ours, members, theirs);
     }
 
-    [[nodiscard]] QString allMembers(const tool::JsonText &ours,
-                                     const QMap<QString, tool::JsonText> &members,
+    [[nodiscard]] QString allMembers(const base::JsonText &ours,
+                                     const QMap<QString, base::JsonText> &members,
                                      const QJsonObject &theirs) const
     {
         if (members.size() != theirs.size()) {
@@ -123,7 +123,7 @@ private:
 QString jsonDifference(const QByteArray &bytes, bool anyKeys)
 {
     const QJsonDocument theirs = QJsonDocument::fromJson(bytes);
-    const tool::JsonText ours = tool::JsonText::document(bytes);
+    const base::JsonText ours = base::JsonText::document(bytes);
     if (theirs.isArray()) {
         return Comparison(anyKeys).difference(ours, theirs.array());
     }

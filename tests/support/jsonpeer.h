@@ -3,7 +3,7 @@
 #include <QByteArray>
 #include <QString>
 
-// Reads the bytes with tool::JsonText and with QJsonDocument and holds one against the other:
+// Reads the bytes with base::JsonText and with QJsonDocument and holds one against the other:
 // whether it is JSON, kinds, texts, elements, members by key, the first key of each object. Empty
 // when they agree, otherwise where they do not.
 //

@@ -1,4 +1,4 @@
-#include "tool/base64.h"
+#include "base/base64.h"
 
 #include <QObject>
 #include <QRandomGenerator>
@@ -36,7 +36,7 @@ void Base64Test::theExamplesOfTheStandard_data()
 void Base64Test::theExamplesOfTheStandard()
 {
     QFETCH(QString, text);
-    QTEST(tool::decodedBase64(text), "bytes");
+    QTEST(base::decodedBase64(text), "bytes");
 }
 
 void Base64Test::everyByteComesBack()
@@ -44,7 +44,7 @@ void Base64Test::everyByteComesBack()
     QByteArray bytes;
     for (int i = 0; i < 3 * 256; ++i) {
         bytes.append(static_cast<char>(i * 7));
-        QCOMPARE(tool::decodedBase64(QString::fromLatin1(bytes.toBase64())), bytes);
+        QCOMPARE(base::decodedBase64(QString::fromLatin1(bytes.toBase64())), bytes);
     }
 }
 
@@ -64,7 +64,7 @@ void Base64Test::whatIsNotOfTheAlphabetIsSkipped_data()
 void Base64Test::whatIsNotOfTheAlphabetIsSkipped()
 {
     QFETCH(QString, text);
-    QCOMPARE(tool::decodedBase64(text), QByteArray("foobar"));
+    QCOMPARE(base::decodedBase64(text), QByteArray("foobar"));
 }
 
 void Base64Test::bitsThatMakeNoByteAreDropped_data()
@@ -81,7 +81,7 @@ void Base64Test::bitsThatMakeNoByteAreDropped_data()
 void Base64Test::bitsThatMakeNoByteAreDropped()
 {
     QFETCH(QString, text);
-    QTEST(tool::decodedBase64(text), "bytes");
+    QTEST(base::decodedBase64(text), "bytes");
 }
 
 void Base64Test::anyTextIsDecodedAsQtDoes()
@@ -95,7 +95,7 @@ void Base64Test::anyTextIsDecodedAsQtDoes()
             text += random.bounded(8) == 0 ? QChar(random.bounded(512))
                                            : QChar(random.bounded('A', 'z'));
         }
-        QCOMPARE(tool::decodedBase64(text), QByteArray::fromBase64(text.toUtf8()));
+        QCOMPARE(base::decodedBase64(text), QByteArray::fromBase64(text.toUtf8()));
     }
 }
 

@@ -1,9 +1,9 @@
+#include "commands/convertwithlocaldata.h"
+#include "commands/vondcommand.h"
 #include "tests/support/messagecatcher.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/standin.h"
-#include "tool/convertwithlocaldata.h"
-#include "tool/vondcommand.h"
 
 #include <QtTest>
 
@@ -49,7 +49,7 @@ void BigBodyTest::aBigFileForTheToolIsWrittenAndItsMemoryGivenBack()
     {
         const QByteArray base64(base64Bytes, 'A');
         QCOMPARE(
-            tool::vond(standin::path(), "[{\"filename\": \"a\", \"data\": \"" + base64 + "\"}]")
+            commands::vond(standin::path(), "[{\"filename\": \"a\", \"data\": \"" + base64 + "\"}]")
                 .size(),
             2);
     }
@@ -64,7 +64,7 @@ void BigBodyTest::aBigImageIsWrittenAndItsMemoryGivenBack()
     const qint64 before = residentBytes();
     {
         const QByteArray base64(base64Bytes, 'A');
-        QCOMPARE(tool::convertWithLocalData(
+        QCOMPARE(commands::convertWithLocalData(
                      standin::path(), "{\"fileName\": \"a\", \"imgData\": \"" + base64 + "\"}"),
                  QStringLiteral("a_."));
     }
@@ -77,7 +77,7 @@ void BigBodyTest::aBigBodyThatIsNoJsonIsToldWholeAndItsMemoryGivenBack()
     const qint64 before = residentBytes();
     {
         OutputCatcher errors(OutputCatcher::Channel::Error);
-        QCOMPARE(tool::vond(standin::path(), QByteArray(base64Bytes, 'A')), QJsonObject());
+        QCOMPARE(commands::vond(standin::path(), QByteArray(base64Bytes, 'A')), QJsonObject());
         QCOMPARE(errors.take().size(),
                  int(qstrlen("error: no json array with arguments\n")) + base64Bytes);
     }

@@ -1,9 +1,9 @@
 #include "tool/childprocess.h"
 
+#include "base/filedescriptor.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/standin.h"
-#include "tool/filedescriptor.h"
 
 #include <QProcess>
 #include <QtTest>
@@ -194,7 +194,7 @@ class DescriptorLimit
 public:
     explicit DescriptorLimit(int freeNumbers)
     {
-        std::vector<tool::FileDescriptor> open;
+        std::vector<base::FileDescriptor> open;
         for (int i = 0; i <= freeNumbers; ++i) {
             open.emplace_back(::dup(STDERR_FILENO));
         }
@@ -519,7 +519,7 @@ void ChildProcessTest::theProgramHasItsStandardStreamsAndNoOtherDescriptor()
 {
     constexpr std::size_t clients = 50;
     standin::behave("its descriptors");
-    const tool::FileDescriptor inheritable(::dup(STDERR_FILENO)); // as a careless library opens it
+    const base::FileDescriptor inheritable(::dup(STDERR_FILENO)); // as a careless library opens it
     std::array<QByteArray, clients> lists;
     inThreads(clients, [&lists](std::size_t client) {
         lists.at(client) = runWith<ChildProcess>(standin::path(), {}).output;

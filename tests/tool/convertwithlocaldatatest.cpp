@@ -1,4 +1,4 @@
-#include "tool/convertwithlocaldata.h"
+#include "commands/convertwithlocaldata.h"
 
 #include "tests/support/messagecatcher.h"
 #include "tests/support/outputcatcher.h"
@@ -57,7 +57,8 @@ void ConvertWithLocalDataTest::theImageIsWrittenAndTheToolGetsItsPath()
 {
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
-    QCOMPARE(tool::convertWithLocalData(standin::path(), plainBody), QStringLiteral("name_X.ext"));
+    QCOMPARE(commands::convertWithLocalData(standin::path(), plainBody),
+             QStringLiteral("name_X.ext"));
     const QStringList arguments{
         QStringLiteral("--translateerror"),
         QStringLiteral("--overwriteoutput=increment"),
@@ -76,7 +77,7 @@ void ConvertWithLocalDataTest::argumentsAndOutputAreLogged()
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
     standin::behave("text and status three");
-    QCOMPARE(tool::convertWithLocalData(standin::path(), plainBody),
+    QCOMPARE(commands::convertWithLocalData(standin::path(), plainBody),
              folder.filePath(QStringLiteral("name_X.ext")));
     const QStringList lines{
         QStringLiteral("arguments:"),
@@ -93,8 +94,9 @@ void ConvertWithLocalDataTest::sameNamesAreNumberedInInputAndOutput()
 {
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
-    QCOMPARE(tool::convertWithLocalData(standin::path(), plainBody), QStringLiteral("name_X.ext"));
-    QCOMPARE(tool::convertWithLocalData(standin::path(), plainBody),
+    QCOMPARE(commands::convertWithLocalData(standin::path(), plainBody),
+             QStringLiteral("name_X.ext"));
+    QCOMPARE(commands::convertWithLocalData(standin::path(), plainBody),
              QStringLiteral("name_1_X.ext"));
     const QStringList names{QStringLiteral("name.ext"), QStringLiteral("name_1.ext")};
     QCOMPARE(folder.names(), names);
@@ -104,8 +106,9 @@ void ConvertWithLocalDataTest::optionsStandBehindTheConfiguration()
 {
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
-    QCOMPARE(tool::convertWithLocalData(standin::path(), bodyWithOptions(R"([{"--dpi": "300"}])")),
-             QStringLiteral("a_X.tif"));
+    QCOMPARE(
+        commands::convertWithLocalData(standin::path(), bodyWithOptions(R"([{"--dpi": "300"}])")),
+        QStringLiteral("a_X.tif"));
     const QStringList middle{QStringLiteral("X"),
                              QStringLiteral("setoption"),
                              QStringLiteral("--dpi"),
@@ -118,7 +121,7 @@ void ConvertWithLocalDataTest::aFileOptionIsWrittenAndItsPathPassed()
 {
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
-    QCOMPARE(tool::convertWithLocalData(
+    QCOMPARE(commands::convertWithLocalData(
                  standin::path(),
                  bodyWithOptions(R"([{"local:": {"filename": "p.icc", "data": "QUJD", )"
                                  R"("option": "--profile"}}])")),
@@ -135,7 +138,7 @@ void ConvertWithLocalDataTest::aTakenFileOptionIsNumbered()
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
     makeFile(folder.filePath(QStringLiteral("p.icc")));
-    QCOMPARE(tool::convertWithLocalData(
+    QCOMPARE(commands::convertWithLocalData(
                  standin::path(),
                  bodyWithOptions(R"([{"local:": {"filename": "p.icc", "option": "--profile"}}])")),
              QStringLiteral("a_X.tif"));
@@ -148,7 +151,7 @@ void ConvertWithLocalDataTest::theReportedOutputIsTheAnswer()
     const MessageCatcher catcher;
     makeFile(folder.filePath(QStringLiteral("name_X.ext")), "old");
     standin::behave("an output file");
-    QCOMPARE(tool::convertWithLocalData(standin::path(), plainBody),
+    QCOMPARE(commands::convertWithLocalData(standin::path(), plainBody),
              folder.filePath(QStringLiteral("name_X_1.ext")));
     QCOMPARE(contentOf(folder.filePath(QStringLiteral("name_X_1.ext"))), QByteArray("converted"));
     QCOMPARE(contentOf(folder.filePath(QStringLiteral("name_X.ext"))), QByteArray("old"));
@@ -159,7 +162,8 @@ void ConvertWithLocalDataTest::aSilentToolGivesTheBareName()
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
     standin::behave("a file and no words");
-    QCOMPARE(tool::convertWithLocalData(standin::path(), plainBody), QStringLiteral("name_X.ext"));
+    QCOMPARE(commands::convertWithLocalData(standin::path(), plainBody),
+             QStringLiteral("name_X.ext"));
     QCOMPARE(contentOf(folder.filePath(QStringLiteral("name_X.ext"))), QByteArray("converted"));
 }
 
@@ -168,7 +172,7 @@ void ConvertWithLocalDataTest::anErrorGivesTheToolsWords()
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
     standin::behave("error on standard error");
-    QCOMPARE(tool::convertWithLocalData(standin::path(), plainBody),
+    QCOMPARE(commands::convertWithLocalData(standin::path(), plainBody),
              QStringLiteral("Progress: 10%\n"
                             "Die Datei kann nicht gelesen werden: \u00e4\u00f6\u00fc\n"));
 }
@@ -177,7 +181,7 @@ void ConvertWithLocalDataTest::aBodyThatIsNoJsonRunsTheToolWithEmptyValues()
 {
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
-    QCOMPARE(tool::convertWithLocalData(standin::path(), "no JSON"), QStringLiteral("_1_."));
+    QCOMPARE(commands::convertWithLocalData(standin::path(), "no JSON"), QStringLiteral("_1_."));
     const QStringList end{QString(),
                           folder.filePath(QStringLiteral("_1.")),
                           QStringLiteral("-o"),
@@ -189,7 +193,7 @@ void ConvertWithLocalDataTest::withoutAToolTheAnswerIsTheRefusal()
 {
     const OwnWorkFolder folder;
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    QCOMPARE(tool::convertWithLocalData(QStringLiteral("/no/vond"), plainBody),
+    QCOMPARE(commands::convertWithLocalData(QStringLiteral("/no/vond"), plainBody),
              QStringLiteral("error: no vond-exe not found:/no/vond"));
     QCOMPARE(errors.take(), QByteArray("error: no vond-exe not found/no/vond\n"));
     QCOMPARE(folder.names(), QStringList());
@@ -199,7 +203,7 @@ void ConvertWithLocalDataTest::aFileOptionThatCannotBeWrittenStopsBeforeAllElse(
 {
     const OwnWorkFolder folder;
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    QCOMPARE(tool::convertWithLocalData(
+    QCOMPARE(commands::convertWithLocalData(
                  standin::path(), bodyWithOptions(R"([{"local:": {"filename": "none/p.icc"}}])")),
              QStringLiteral("Error: saving data to file"));
     QCOMPARE(errors.take(),
@@ -213,7 +217,7 @@ void ConvertWithLocalDataTest::anImageThatCannotBeWrittenIsAnsweredEmpty()
 {
     const OwnWorkFolder folder;
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    QCOMPARE(tool::convertWithLocalData(standin::path(), R"({"fileName": "none/a.tif"})"),
+    QCOMPARE(commands::convertWithLocalData(standin::path(), R"({"fileName": "none/a.tif"})"),
              QString());
     QCOMPARE(errors.take(),
              "Could not open " + folder.path().toLocal8Bit()
@@ -226,7 +230,7 @@ void ConvertWithLocalDataTest::aToolThatCannotBeStartedIsToldWithTheInput()
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    QCOMPARE(tool::convertWithLocalData(folder.path(), plainBody), QString());
+    QCOMPARE(commands::convertWithLocalData(folder.path(), plainBody), QString());
     QCOMPARE(errors.take(),
              "vond process timeout converting: " + folder.path().toLocal8Bit() + "/name.ext\n");
 }

@@ -1,4 +1,4 @@
-#include "tool/debugline.h"
+#include "base/debugline.h"
 
 #include "tests/support/messagecatcher.h"
 
@@ -33,19 +33,19 @@ private Q_SLOTS:
         const QJsonObject object{{QStringLiteral("k %d"), text}};
 
         qDebug() << "label:" << bytes;
-        tool::debugLine("label:", bytes);
+        base::debugLine("label:", bytes);
         qDebug() << "label: " << text;
-        tool::debugLine("label: ", text);
+        base::debugLine("label: ", text);
         qDebug() << "Requests: ";
-        tool::debugLine("Requests: ");
+        base::debugLine("Requests: ");
         qDebug() << list;
-        tool::debugLine(list);
+        base::debugLine(list);
         qDebug() << QStringList();
-        tool::debugLine(QStringList());
+        base::debugLine(QStringList());
         qDebug() << object;
-        tool::debugLine(object);
+        base::debugLine(object);
         qDebug() << "Request:" << text << " : " << text;
-        tool::debugLine("Request:", text, " : ", text);
+        base::debugLine("Request:", text, " : ", text);
 
         QCOMPARE(messages.messages().size(), 14);
         for (int i = 0; i < messages.messages().size(); i += 2) {
@@ -58,7 +58,7 @@ private Q_SLOTS:
     {
         const QtMessageHandler before = qInstallMessageHandler(keepCategory);
         qDebug() << "a line";
-        tool::debugLine("a line");
+        base::debugLine("a line");
         qInstallMessageHandler(before);
 
         QCOMPARE(categories, QStringList({QStringLiteral("default"), QStringLiteral("default")}));

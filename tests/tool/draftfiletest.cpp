@@ -1,12 +1,12 @@
-#include "tool/draftfile.h"
+#include "base/draftfile.h"
 
 #include "tests/support/ownfolders.h"
 
 #include <QtTest>
 
-using tool::DraftFile;
+using base::DraftFile;
 
-Q_DECLARE_METATYPE(tool::DraftFile::Ability)
+Q_DECLARE_METATYPE(base::DraftFile::Ability)
 
 // What holds whatever the file system can do.
 class DraftFileTest : public QObject

@@ -1,7 +1,7 @@
-#include "tool/errorline.h"
+#include "base/errorline.h"
 
+#include "base/utf8text.h"
 #include "tests/support/outputcatcher.h"
-#include "tool/utf8text.h"
 
 #include <QtTest>
 
@@ -24,7 +24,7 @@ void ErrorLineTest::aLineGoesToStandardErrorWithItsLineEnd()
 {
     OutputCatcher errors(OutputCatcher::Channel::Error);
     OutputCatcher output(OutputCatcher::Channel::Output);
-    tool::writeErrorLine("error: \xc3\xa4");
+    base::writeErrorLine("error: \xc3\xa4");
     QCOMPARE(errors.take(), QByteArray("error: \xc3\xa4\n"));
     QCOMPARE(output.take(), QByteArray());
 }
@@ -36,29 +36,29 @@ void ErrorLineTest::aLineThatCannotBeWrittenDoesNotSilenceTheNext()
     const int full = ::open("/dev/full", O_WRONLY);
     QVERIFY(full >= 0);
     ::dup2(full, STDERR_FILENO);
-    tool::writeErrorLine("lost");
+    base::writeErrorLine("lost");
     ::dup2(kept, STDERR_FILENO);
     ::close(full);
     ::close(kept);
-    tool::writeErrorLine("heard");
+    base::writeErrorLine("heard");
     QCOMPARE(errors.take(), QByteArray("heard\n"));
 }
 
 void ErrorLineTest::aZeroByteDoesNotEndTheLine()
 {
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    tool::writeErrorLine(QByteArray("a\0b", 3));
+    base::writeErrorLine(QByteArray("a\0b", 3));
     QCOMPARE(errors.take(), QByteArray("a\0b\n", 4));
 }
 
 void ErrorLineTest::aZeroByteDoesNotEndAText()
 {
-    QCOMPARE(tool::utf8Text(QByteArray("a\0b", 3)), QStringLiteral("a") + QChar(0) + QChar(u'b'));
+    QCOMPARE(base::utf8Text(QByteArray("a\0b", 3)), QStringLiteral("a") + QChar(0) + QChar(u'b'));
 }
 
 void ErrorLineTest::bytesThatAreNoUtf8BecomeReplacementCharacters()
 {
-    QCOMPARE(tool::utf8Text("caf\xe9"), QStringLiteral("caf\uFFFD"));
+    QCOMPARE(base::utf8Text("caf\xe9"), QStringLiteral("caf\uFFFD"));
 }
 
 QTEST_GUILESS_MAIN(ErrorLineTest)

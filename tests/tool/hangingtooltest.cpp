@@ -1,6 +1,6 @@
+#include "commands/queries.h"
 #include "tests/support/messagecatcher.h"
 #include "tests/support/standin.h"
-#include "tool/queries.h"
 
 #include <QElapsedTimer>
 #include <QtTest>
@@ -19,7 +19,7 @@ void HangingToolTest::theAnswerComesAfterThirtySecondsAndTheToolIsGone()
     const MessageCatcher catcher; // Qt tells that it ends a running process
     QElapsedTimer timer;
     timer.start();
-    QCOMPARE(tool::version(standin::path()), QStringLiteral("partial\n"));
+    QCOMPARE(commands::version(standin::path()), QStringLiteral("partial\n"));
     QVERIFY(timer.elapsed() >= 30000);
     QVERIFY(timer.elapsed() < 35000);
     QVERIFY(standin::processId() > 0);

@@ -1,4 +1,4 @@
-#include "tool/jsontext.h"
+#include "base/jsontext.h"
 
 #include "tests/support/jsonpeer.h"
 
@@ -9,9 +9,9 @@
 
 namespace {
 
-using tool::JsonMember;
-using tool::JsonText;
-using tool::JsonWalk;
+using base::JsonMember;
+using base::JsonText;
+using base::JsonWalk;
 
 // Makes documents, right ones and nearly right ones.
 class Author
@@ -342,7 +342,7 @@ void JsonTextTest::whatIsNotThereReadsAsNothing()
     QVERIFY(!nothing.values(std::array{QLatin1String("")})[0].isString());
     QVERIFY(!JsonWalk(nothing).next());
     QVERIFY(!JsonMember::firstByKey(nothing).key.isString());
-    QCOMPARE(tool::boundedCount(nothing), 0);
+    QCOMPARE(base::boundedCount(nothing), 0);
 }
 
 void JsonTextTest::theFirstKeyIsTheFirstOfTheAlphabet()
@@ -367,12 +367,12 @@ void JsonTextTest::theFirstKeyIsTheFirstOfTheAlphabet()
 
 void JsonTextTest::moreElementsThanTheBoundAreRefusedMemory()
 {
-    const QByteArray most = '[' + QByteArray("0,").repeated(tool::mostElements - 1) + "0]";
-    QCOMPARE(tool::boundedCount(JsonText::document(most)), tool::mostElements);
-    const QByteArray more = '[' + QByteArray("0,").repeated(tool::mostElements) + "0]";
-    QVERIFY_EXCEPTION_THROWN((void)tool::boundedCount(JsonText::document(more)), std::bad_alloc);
+    const QByteArray most = '[' + QByteArray("0,").repeated(base::mostElements - 1) + "0]";
+    QCOMPARE(base::boundedCount(JsonText::document(most)), base::mostElements);
+    const QByteArray more = '[' + QByteArray("0,").repeated(base::mostElements) + "0]";
+    QVERIFY_EXCEPTION_THROWN((void)base::boundedCount(JsonText::document(more)), std::bad_alloc);
     const QByteArray inner = '[' + more + ']'; // counted where they are asked for
-    QCOMPARE(tool::boundedCount(JsonText::document(inner)), 1);
+    QCOMPARE(base::boundedCount(JsonText::document(inner)), 1);
 }
 
 QTEST_GUILESS_MAIN(JsonTextTest)

@@ -1,4 +1,4 @@
-#include "tool/localdataplan.h"
+#include "commands/localdataplan.h"
 
 #include "tests/support/messagecatcher.h"
 
@@ -12,10 +12,10 @@ QStringList words(const char *text)
 }
 
 // "option=value" for a text, "option<name:base64" for a file.
-QStringList shown(const QVector<tool::LocalOption> &options)
+QStringList shown(const QVector<commands::LocalOption> &options)
 {
     QStringList list;
-    for (const tool::LocalOption &option : options) {
+    for (const commands::LocalOption &option : options) {
         list.append(option.hasFile ? option.option + QLatin1Char('<') + option.fileName
                             + QLatin1Char(':') + option.base64
                                    : option.option + QLatin1Char('=') + option.value);
@@ -46,7 +46,7 @@ private Q_SLOTS:
 
 void LocalDataPlanTest::aRequestIsReadByItsKeys()
 {
-    const tool::LocalDataRequest request = tool::readLocalDataRequest(
+    const commands::LocalDataRequest request = commands::readLocalDataRequest(
         R"({"fileName": "a.tif", "imgData": "QUJD", "configuration": "Web"})");
     QCOMPARE(request.fileName, QStringLiteral("a.tif"));
     QCOMPARE(request.imgData, QStringLiteral("QUJD"));
@@ -70,7 +70,7 @@ void LocalDataPlanTest::missingKeysAndForeignTypesReadAsEmpty_data()
 void LocalDataPlanTest::missingKeysAndForeignTypesReadAsEmpty()
 {
     QFETCH(const QByteArray, body);
-    const tool::LocalDataRequest request = tool::readLocalDataRequest(body);
+    const commands::LocalDataRequest request = commands::readLocalDataRequest(body);
     QCOMPARE(request.fileName, QString());
     QCOMPARE(request.imgData, QString());
     QCOMPARE(request.configuration, QString());
@@ -107,7 +107,7 @@ void LocalDataPlanTest::optionsAreReadFromTheInnerList()
 {
     QFETCH(const QByteArray, setOptions);
     const MessageCatcher catcher;
-    QTEST(shown(tool::readLocalDataRequest("{\"setOptions\": " + setOptions + '}').options),
+    QTEST(shown(commands::readLocalDataRequest("{\"setOptions\": " + setOptions + '}').options),
           "options");
     QCOMPARE(catcher.messages(), QStringList());
 }
@@ -115,7 +115,7 @@ void LocalDataPlanTest::optionsAreReadFromTheInnerList()
 void LocalDataPlanTest::elementsWithoutAKeyAreSkippedAndLogged()
 {
     const MessageCatcher catcher;
-    const tool::LocalDataRequest request = tool::readLocalDataRequest(
+    const commands::LocalDataRequest request = commands::readLocalDataRequest(
         R"({"setOptions": {"setOptions": [1, {"--a": "2"}, {}, "x", null, [1]]}})");
     QCOMPARE(shown(request.options), words("--a=2"));
     const QString label = QStringLiteral("setOptions: skipped an element without a key: ");
@@ -159,22 +159,22 @@ void LocalDataPlanTest::theOutputIsNamedAfterInputAndConfiguration()
 {
     QFETCH(const QString, input);
     QFETCH(const QString, configuration);
-    QTEST(tool::localOutputPath(QStringLiteral("/t"), input, configuration), "output");
+    QTEST(commands::localOutputPath(QStringLiteral("/t"), input, configuration), "output");
 }
 
 void LocalDataPlanTest::argumentsWithoutOptions()
 {
-    QCOMPARE(tool::localArguments(
+    QCOMPARE(commands::localArguments(
                  QStringLiteral("Web"), {}, QStringLiteral("/t/a.tif"), QStringLiteral("/t/b.tif")),
              words("--translateerror --overwriteoutput=increment -c Web /t/a.tif -o /t/b.tif"));
 }
 
 void LocalDataPlanTest::argumentsWithOptions()
 {
-    QCOMPARE(tool::localArguments(QStringLiteral("Web"),
-                                  words("--dpi 300"),
-                                  QStringLiteral("/t/a.tif"),
-                                  QStringLiteral("/t/b.tif")),
+    QCOMPARE(commands::localArguments(QStringLiteral("Web"),
+                                      words("--dpi 300"),
+                                      QStringLiteral("/t/a.tif"),
+                                      QStringLiteral("/t/b.tif")),
              words("--translateerror --overwriteoutput=increment -c Web setoption --dpi 300 "
                    "/t/a.tif -o /t/b.tif"));
 }
@@ -207,7 +207,7 @@ void LocalDataPlanTest::theAnswerFollowsWhatTheToolSaid()
 {
     QFETCH(const QByteArray, stdOut);
     QFETCH(const QByteArray, stdErr);
-    QTEST(tool::localAnswer({stdOut, stdErr}, QStringLiteral("/t/a_Web.tif")), "answer");
+    QTEST(commands::localAnswer({stdOut, stdErr}, QStringLiteral("/t/a_Web.tif")), "answer");
 }
 
 QTEST_GUILESS_MAIN(LocalDataPlanTest)

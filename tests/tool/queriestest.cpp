@@ -1,4 +1,4 @@
-#include "tool/queries.h"
+#include "commands/queries.h"
 
 #include "tests/support/messagecatcher.h"
 #include "tests/support/outputcatcher.h"
@@ -29,7 +29,7 @@ void QueriesTest::versionAsksWithOneWordAndLogsNothing()
 {
     standin::behave("print its arguments");
     const MessageCatcher catcher;
-    QCOMPARE(tool::version(standin::path()), QStringLiteral("version\n"));
+    QCOMPARE(commands::version(standin::path()), QStringLiteral("version\n"));
     QCOMPARE(standin::arguments(), QStringList{QStringLiteral("version")});
     QCOMPARE(catcher.messages(), QStringList());
 }
@@ -38,7 +38,8 @@ void QueriesTest::listconfigurationsAsksWithOneWordAndLogsTheBytes()
 {
     standin::behave("text and status three");
     const MessageCatcher catcher;
-    QCOMPARE(tool::listconfigurations(standin::path()), QStringLiteral("stand-in 1.0 \u20ac\n"));
+    QCOMPARE(commands::listconfigurations(standin::path()),
+             QStringLiteral("stand-in 1.0 \u20ac\n"));
     QCOMPARE(standin::arguments(), QStringList{QStringLiteral("listconfigurations")});
     QCOMPARE(catcher.messages(), QStringList{QStringLiteral(R"("stand-in 1.0 \xE2\x82\xAC\n")")});
 }
@@ -47,7 +48,7 @@ void QueriesTest::configDetailsAsksForThreeFieldsAsJsonAndLogsTheBytes()
 {
     standin::behave("text and status three");
     const MessageCatcher catcher;
-    QCOMPARE(tool::configDetails(standin::path(), QStringLiteral("Web")),
+    QCOMPARE(commands::configDetails(standin::path(), QStringLiteral("Web")),
              QStringLiteral("stand-in 1.0 \u20ac\n"));
     const QStringList arguments{
         QStringLiteral("listconfigurations"),
@@ -63,7 +64,7 @@ void QueriesTest::aNameWithBlanksAndCommasStaysOneArgument()
 {
     standin::behave("print nothing");
     const MessageCatcher catcher;
-    QCOMPARE(tool::configDetails(standin::path(), QStringLiteral("Coated, 80 g %1 \"x\"")),
+    QCOMPARE(commands::configDetails(standin::path(), QStringLiteral("Coated, 80 g %1 \"x\"")),
              QString());
     QCOMPARE(standin::arguments().size(), 4);
     QCOMPARE(standin::arguments().at(2), QStringLiteral("--name=Coated, 80 g %1 \"x\""));
@@ -72,26 +73,26 @@ void QueriesTest::aNameWithBlanksAndCommasStaysOneArgument()
 void QueriesTest::anAnswerIsNotTrimmed()
 {
     standin::behave("text and status three");
-    QVERIFY(tool::version(standin::path()).endsWith(QLatin1Char('\n')));
+    QVERIFY(commands::version(standin::path()).endsWith(QLatin1Char('\n')));
 }
 
 void QueriesTest::bytesThatAreNoUtf8AreReplaced()
 {
     standin::behave("bytes that are no UTF-8");
-    QCOMPARE(tool::version(standin::path()), QStringLiteral("caf\uFFFD \uFFFD\n"));
+    QCOMPARE(commands::version(standin::path()), QStringLiteral("caf\uFFFD \uFFFD\n"));
 }
 
 void QueriesTest::aZeroByteDoesNotEndTheAnswer()
 {
     standin::behave("bytes with a zero");
-    QCOMPARE(tool::version(standin::path()),
+    QCOMPARE(commands::version(standin::path()),
              QStringLiteral("before") + QChar(0) + QStringLiteral("after\n"));
 }
 
 void QueriesTest::errorsAloneAreAnEmptyAnswer()
 {
     standin::behave("no such behaviour"); // tells so on standard error
-    QCOMPARE(tool::version(standin::path()), QString());
+    QCOMPARE(commands::version(standin::path()), QString());
     QVERIFY(standin::ran());
 }
 
@@ -99,7 +100,7 @@ void QueriesTest::aFolderAsToolIsAnEmptyAnswer()
 {
     const OwnWorkFolder folder;
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    QCOMPARE(tool::version(folder.path()), QString());
+    QCOMPARE(commands::version(folder.path()), QString());
     QCOMPARE(errors.take(), QByteArray());
 }
 
@@ -107,9 +108,9 @@ void QueriesTest::withoutAToolTheAnswerIsTheRefusal()
 {
     const QString refusal = QStringLiteral("error: no vondPath set");
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    QCOMPARE(tool::version(QString()), refusal);
-    QCOMPARE(tool::listconfigurations(QString()), refusal);
-    QCOMPARE(tool::configDetails(QString(), QStringLiteral("Web")), refusal);
+    QCOMPARE(commands::version(QString()), refusal);
+    QCOMPARE(commands::listconfigurations(QString()), refusal);
+    QCOMPARE(commands::configDetails(QString(), QStringLiteral("Web")), refusal);
     QCOMPARE(errors.take(), QByteArray("error: no vondPath set\n").repeated(3));
 }
 
@@ -118,7 +119,7 @@ void QueriesTest::aZeroCharacterInTheNameIsAnEmptyAnswer()
     standin::behave("print its arguments");
     const MessageCatcher catcher;
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    QCOMPARE(tool::configDetails(standin::path(), QStringLiteral("Web") + QChar(0)), QString());
+    QCOMPARE(commands::configDetails(standin::path(), QStringLiteral("Web") + QChar(0)), QString());
     QCOMPARE(errors.take(),
              QByteArray("error: zero character in an argument, the tool is not started\n"));
     QVERIFY(!standin::ran());

@@ -1,7 +1,7 @@
 #include "tool/uniquefilepath.h"
 
+#include "commands/writebase64file.h"
 #include "tests/support/ownfolders.h"
-#include "tool/writebase64file.h"
 
 #include <QDir>
 #include <QtTest>
@@ -149,7 +149,7 @@ void UniqueFilePathTest::whateverBearsANameHasTakenIt()
     tool::ClaimedPaths claims;
     QCOMPARE(tool::uniqueFilePath(folder.filePath(QStringLiteral("a.tif")), &claims),
              folder.filePath(QStringLiteral("a_1.tif")));
-    QCOMPARE(tool::writeBase64File(
+    QCOMPARE(commands::writeBase64File(
                  folder.filePath(QStringLiteral("a.tif")), QStringLiteral("bmV3"), &claims),
              folder.filePath(QStringLiteral("a_1.tif")));
     QVERIFY(!folder.names().contains(QStringLiteral("nowhere")));
@@ -163,8 +163,9 @@ void UniqueFilePathTest::aNameThatAnotherRequestHoldsIsTaken()
     tool::ClaimedPaths others;
     QCOMPARE(tool::uniqueFilePath(path, &others), path);
     QCOMPARE(tool::uniqueFilePath(path, &claims), folder.filePath(QStringLiteral("a_1.tif")));
-    QCOMPARE(tool::writeBase64File(path, {}, &claims), folder.filePath(QStringLiteral("a_1.tif")));
-    QCOMPARE(tool::writeBase64File(path, {}, &others), path);
+    QCOMPARE(commands::writeBase64File(path, {}, &claims),
+             folder.filePath(QStringLiteral("a_1.tif")));
+    QCOMPARE(commands::writeBase64File(path, {}, &others), path);
 }
 
 void UniqueFilePathTest::oneRequestIsGivenItsOwnNameAgain()

@@ -1,4 +1,4 @@
-#include "tool/upload.h"
+#include "jobs/upload.h"
 
 #include "tests/support/messagecatcher.h"
 #include "tests/support/outputcatcher.h"
@@ -41,14 +41,14 @@ void UploadTest::initTestCase()
 void UploadTest::theBodyIsStoredUnderTheName()
 {
     const OwnWorkFolder folder;
-    QCOMPARE(tool::upload(QStringLiteral("a b.tif"), QByteArray("\0\xff\r\n", 4)), ok);
+    QCOMPARE(jobs::upload(QStringLiteral("a b.tif"), QByteArray("\0\xff\r\n", 4)), ok);
     QCOMPARE(contentOf(folder.filePath(QStringLiteral("a b.tif"))), QByteArray("\0\xff\r\n", 4));
 }
 
 void UploadTest::anEmptyBodyMakesAnEmptyFile()
 {
     const OwnWorkFolder folder;
-    QCOMPARE(tool::upload(QStringLiteral("a"), QByteArray()), ok);
+    QCOMPARE(jobs::upload(QStringLiteral("a"), QByteArray()), ok);
     QCOMPARE(folder.names(), QStringList{QStringLiteral("a")});
     QCOMPARE(contentOf(folder.filePath(QStringLiteral("a"))), QByteArray());
 }
@@ -57,15 +57,15 @@ void UploadTest::anEmptyBodyEmptiesAFileThatIsThere()
 {
     const OwnWorkFolder folder;
     makeFile(folder.filePath(QStringLiteral("a")), "old");
-    QCOMPARE(tool::upload(QStringLiteral("a"), QByteArray()), ok);
+    QCOMPARE(jobs::upload(QStringLiteral("a"), QByteArray()), ok);
     QCOMPARE(contentOf(folder.filePath(QStringLiteral("a"))), QByteArray());
 }
 
 void UploadTest::theSecondUploadOfANameReplacesTheFirst()
 {
     const OwnWorkFolder folder;
-    QCOMPARE(tool::upload(QStringLiteral("a"), "the first, longer"), ok);
-    QCOMPARE(tool::upload(QStringLiteral("a"), "the second"), ok);
+    QCOMPARE(jobs::upload(QStringLiteral("a"), "the first, longer"), ok);
+    QCOMPARE(jobs::upload(QStringLiteral("a"), "the second"), ok);
     QCOMPARE(contentOf(folder.filePath(QStringLiteral("a"))), QByteArray("the second"));
     QCOMPARE(folder.names(), QStringList{QStringLiteral("a")});
 }
@@ -75,7 +75,7 @@ void UploadTest::withoutAWorkFolderTheFileGoesToTheTempFolder()
     QSettings().clear();
     const QString path = QDir::tempPath() + QStringLiteral("/uploadtest.tif");
     QFile::remove(path);
-    QCOMPARE(tool::upload(QStringLiteral("uploadtest.tif"), "x"), ok);
+    QCOMPARE(jobs::upload(QStringLiteral("uploadtest.tif"), "x"), ok);
     QCOMPARE(contentOf(path), QByteArray("x"));
     QVERIFY(QFile::remove(path));
 }
@@ -99,7 +99,7 @@ void UploadTest::aNameThatCannotBeWrittenIsAnsweredAndNothingIsTold()
     QVERIFY(QDir(folder.path()).mkdir(QStringLiteral("inside")));
     const MessageCatcher catcher;
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    QCOMPARE(tool::upload(name, "x"), ok);
+    QCOMPARE(jobs::upload(name, "x"), ok);
     QCOMPARE(errors.take(), QByteArray());
     QCOMPARE(catcher.messages(), QStringList());
     QCOMPARE(folder.names(), QStringList{QStringLiteral("inside")});
@@ -121,7 +121,7 @@ void UploadTest::aNameWithAFolderPartWritesNothingAndIsLogged()
     const OwnWorkFolder folder;
     QVERIFY(QDir(folder.path()).mkdir(QStringLiteral("inside")));
     const MessageCatcher catcher;
-    QCOMPARE(tool::upload(name, "x"), ok);
+    QCOMPARE(jobs::upload(name, "x"), ok);
     QCOMPARE(
         catcher.messages(),
         QStringList{QStringLiteral("upload refused, name with a folder part: \"%1\"").arg(name)});
@@ -159,7 +159,7 @@ void UploadTest::folderPartsAreKnownByThePlatformsMarks()
     QFETCH(const QString, name);
     QFETCH(const QString, marks);
     const QByteArray latin = marks.toLatin1();
-    QTEST(tool::hasFolderPart(name, QLatin1String(latin)), "leadsOut");
+    QTEST(jobs::hasFolderPart(name, QLatin1String(latin)), "leadsOut");
 }
 
 QTEST_GUILESS_MAIN(UploadTest)

@@ -1,4 +1,4 @@
-#include "tool/vondanswer.h"
+#include "commands/vondanswer.h"
 
 #include "tests/support/messagecatcher.h"
 
@@ -79,7 +79,7 @@ void VondAnswerTest::keysThatErrorLinesMentionAreRemoved()
     QFETCH(const QByteArray, stdErr);
     QFETCH(const QStringList, logged);
     const MessageCatcher catcher;
-    QTEST(tool::survivingReturnKeys(keys, stdErr), "surviving");
+    QTEST(commands::survivingReturnKeys(keys, stdErr), "surviving");
     QCOMPARE(catcher.messages(), removalLines(logged));
 }
 
@@ -101,13 +101,13 @@ void VondAnswerTest::aFileIsListedByItsBaseName_data()
 void VondAnswerTest::aFileIsListedByItsBaseName()
 {
     QFETCH(const QStringList, keys);
-    QTEST(QJsonDocument(tool::returnFilesDict(keys)).toJson(QJsonDocument::Compact), "json");
+    QTEST(QJsonDocument(commands::returnFilesDict(keys)).toJson(QJsonDocument::Compact), "json");
 }
 
 void VondAnswerTest::anAnswerWithoutFilesHasNoDictionary()
 {
     const MessageCatcher catcher;
-    const QJsonObject answer = tool::vondAnswer({"out", "err"}, {});
+    const QJsonObject answer = commands::vondAnswer({"out", "err"}, {});
     QCOMPARE(QJsonDocument(answer).toJson(QJsonDocument::Compact),
              QByteArray(R"({"stdErr":"err","stdOut":"out"})"));
     QCOMPARE(catcher.messages(),
@@ -117,7 +117,7 @@ void VondAnswerTest::anAnswerWithoutFilesHasNoDictionary()
 void VondAnswerTest::anAnswerWithFilesHasADictionaryAndLogsKeysAndAnswer()
 {
     const MessageCatcher catcher;
-    const QJsonObject answer = tool::vondAnswer({}, words("b.tif a.tif"));
+    const QJsonObject answer = commands::vondAnswer({}, words("b.tif a.tif"));
     QCOMPARE(QJsonDocument(answer).toJson(QJsonDocument::Compact),
              QByteArray(R"({"returnFilesDict":{"a":"a.tif","b":"b.tif"},)"
                         R"("stdErr":"","stdOut":""})"));
@@ -132,7 +132,7 @@ void VondAnswerTest::anAnswerWithFilesHasADictionaryAndLogsKeysAndAnswer()
 void VondAnswerTest::anAnswerWhoseFilesAllFailedHasNoDictionary()
 {
     const MessageCatcher catcher;
-    const QJsonObject answer = tool::vondAnswer({{}, "Error: a.tif"}, words("a.tif"));
+    const QJsonObject answer = commands::vondAnswer({{}, "Error: a.tif"}, words("a.tif"));
     QVERIFY(!answer.contains(QLatin1String("returnFilesDict")));
     QCOMPARE(answer.value(QLatin1String("stdErr")).toString(), QStringLiteral("Error: a.tif"));
 }
@@ -140,7 +140,7 @@ void VondAnswerTest::anAnswerWhoseFilesAllFailedHasNoDictionary()
 void VondAnswerTest::bothChannelsAreDecodedWhole()
 {
     const MessageCatcher catcher;
-    const QJsonObject answer = tool::vondAnswer({QByteArray("a\0b", 3), "caf\xe9"}, {});
+    const QJsonObject answer = commands::vondAnswer({QByteArray("a\0b", 3), "caf\xe9"}, {});
     QCOMPARE(answer.value(QLatin1String("stdOut")).toString(),
              QStringLiteral("a") + QChar(0) + QStringLiteral("b"));
     QCOMPARE(answer.value(QLatin1String("stdErr")).toString(), QStringLiteral("caf\uFFFD"));

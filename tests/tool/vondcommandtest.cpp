@@ -1,4 +1,4 @@
-#include "tool/vondcommand.h"
+#include "commands/vondcommand.h"
 
 #include "tests/support/messagecatcher.h"
 #include "tests/support/outputcatcher.h"
@@ -58,7 +58,7 @@ void VondCommandTest::init()
 void VondCommandTest::aSingleWordRunsTheToolWithIt()
 {
     const MessageCatcher catcher;
-    const QJsonObject answer = tool::vond(standin::path(), R"(["--help"])");
+    const QJsonObject answer = commands::vond(standin::path(), R"(["--help"])");
     QCOMPARE(standin::arguments(), QStringList{QStringLiteral("--help")});
     QCOMPARE(member(answer, "stdOut"), QStringLiteral("--help\n"));
     QCOMPARE(member(answer, "stdErr"), QString());
@@ -68,7 +68,7 @@ void VondCommandTest::aSingleWordRunsTheToolWithIt()
 void VondCommandTest::theRunIsLoggedFromArgumentsToAnswer()
 {
     const MessageCatcher catcher;
-    const QJsonObject answer = tool::vond(standin::path(), R"(["a", "b c"])");
+    const QJsonObject answer = commands::vond(standin::path(), R"(["a", "b c"])");
     QCOMPARE(answer.size(), 2);
     const QStringList lines{
         QStringLiteral(R"(vond arguments: ("a", "b c"))"),
@@ -84,7 +84,7 @@ void VondCommandTest::aTakenReturnNameIsNumberedForTheToolAndInTheAnswer()
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
     makeFile(folder.filePath(QStringLiteral("out.tif")));
-    const QJsonObject answer = tool::vond(standin::path(), R"(["-o", "return:out.tif"])");
+    const QJsonObject answer = commands::vond(standin::path(), R"(["-o", "return:out.tif"])");
     const QStringList arguments{QStringLiteral("-o"), folder.filePath(QStringLiteral("out_1.tif"))};
     QCOMPARE(standin::arguments(), arguments);
     const QJsonObject files{{QStringLiteral("out_1"), QStringLiteral("out_1.tif")}};
@@ -95,7 +95,7 @@ void VondCommandTest::aReturnNameBehindAnOptionGetsItsFolder()
 {
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
-    const QJsonObject answer = tool::vond(standin::path(), R"(["--output=return:x.tif"])");
+    const QJsonObject answer = commands::vond(standin::path(), R"(["--output=return:x.tif"])");
     QCOMPARE(standin::arguments(),
              QStringList{QStringLiteral("--output=") + folder.filePath(QStringLiteral("x.tif"))});
     QVERIFY(answer.contains(QLatin1String("returnFilesDict")));
@@ -107,7 +107,7 @@ void VondCommandTest::aFileThatComesAlongIsWrittenAndItsPathPassed()
     const MessageCatcher catcher;
     makeFile(folder.filePath(QStringLiteral("in.tif")), "old");
     const QJsonObject answer =
-        tool::vond(standin::path(), R"([{"filename": "in.tif", "data": "bmV3"}])");
+        commands::vond(standin::path(), R"([{"filename": "in.tif", "data": "bmV3"}])");
     const QString path = folder.filePath(QStringLiteral("in_1.tif"));
     QCOMPARE(standin::arguments(), QStringList{path});
     QCOMPARE(contentOf(path), QByteArray("new"));
@@ -118,9 +118,9 @@ void VondCommandTest::aFileThatComesAlongTakesTheNameFromALaterElement()
 {
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
-    const QJsonObject answer =
-        tool::vond(standin::path(),
-                   R"([{"filename": "a.tif", "data": ""}, "return:a.tif", {"filename": "a.tif"}])");
+    const QJsonObject answer = commands::vond(
+        standin::path(),
+        R"([{"filename": "a.tif", "data": ""}, "return:a.tif", {"filename": "a.tif"}])");
     const QStringList arguments{folder.filePath(QStringLiteral("a.tif")),
                                 folder.filePath(QStringLiteral("a_1.tif")),
                                 folder.filePath(QStringLiteral("a_1.tif"))};
@@ -132,7 +132,7 @@ void VondCommandTest::aFileWithoutANameIsWrittenUnderANumber()
 {
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
-    const QJsonObject answer = tool::vond(standin::path(), R"([{"data": "bmV3"}])");
+    const QJsonObject answer = commands::vond(standin::path(), R"([{"data": "bmV3"}])");
     QCOMPARE(answer.size(), 2);
     QCOMPARE(standin::arguments(), QStringList{folder.filePath(QStringLiteral("_1."))});
     QCOMPARE(contentOf(folder.filePath(QStringLiteral("_1."))), QByteArray("new"));
@@ -144,7 +144,7 @@ void VondCommandTest::anErrorLineRemovesTheKeyThatItMentions()
     const MessageCatcher catcher;
     standin::behave("error about the last argument");
     const QJsonObject answer =
-        tool::vond(standin::path(), R"(["return:kept.jpg", "return:x.tif"])");
+        commands::vond(standin::path(), R"(["return:kept.jpg", "return:x.tif"])");
     QCOMPARE(member(answer, "stdOut"), QStringLiteral("done with some\n"));
     QVERIFY(member(answer, "stdErr").contains(QLatin1String("\nError: cannot write ")));
     const QJsonObject files{{QStringLiteral("kept"), QStringLiteral("kept.jpg")}};
@@ -157,7 +157,7 @@ void VondCommandTest::theExitStatusIsNotLookedAt()
 {
     const MessageCatcher catcher;
     standin::behave("text and status three");
-    const QJsonObject answer = tool::vond(standin::path(), R"(["a"])");
+    const QJsonObject answer = commands::vond(standin::path(), R"(["a"])");
     QCOMPARE(member(answer, "stdOut"), QStringLiteral("stand-in 1.0 \u20ac\n"));
     QCOMPARE(member(answer, "stdErr"), QStringLiteral("a warning\n"));
 }
@@ -175,7 +175,7 @@ void VondCommandTest::withoutAToolTheAnswerIsEmptyAndTheConsoleTells()
 {
     QFETCH(const QString, path);
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    QCOMPARE(tool::vond(path, "not read"), QJsonObject());
+    QCOMPARE(commands::vond(path, "not read"), QJsonObject());
     QTEST(errors.take(), "line");
 }
 
@@ -209,7 +209,7 @@ void VondCommandTest::aBadBodyIsAnsweredEmptyAndTold()
     QFETCH(const QByteArray, body);
     QFETCH(const QByteArray, line);
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    QCOMPARE(tool::vond(standin::path(), body), QJsonObject());
+    QCOMPARE(commands::vond(standin::path(), body), QJsonObject());
     QCOMPARE(errors.take(), line + '\n');
     QVERIFY(!standin::ran());
 }
@@ -218,7 +218,7 @@ void VondCommandTest::filesBeforeARefusedElementStay()
 {
     const OwnWorkFolder folder;
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    QCOMPARE(tool::vond(standin::path(), R"([{"filename": "a", "data": "bmV3"}, 1])"),
+    QCOMPARE(commands::vond(standin::path(), R"([{"filename": "a", "data": "bmV3"}, 1])"),
              QJsonObject());
     QVERIFY(!errors.take().isEmpty());
     QCOMPARE(folder.names(), QStringList{QStringLiteral("a")});
@@ -228,7 +228,7 @@ void VondCommandTest::aFileThatCannotBeWrittenIsToldTwiceAndTheToolIsNotRun()
 {
     const OwnWorkFolder folder;
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    QCOMPARE(tool::vond(standin::path(), R"([{"filename": "none/a.tif", "data": "bmV3"}])"),
+    QCOMPARE(commands::vond(standin::path(), R"([{"filename": "none/a.tif", "data": "bmV3"}])"),
              QJsonObject());
     QCOMPARE(errors.take(),
              "Could not open " + folder.path().toLocal8Bit()
@@ -242,7 +242,7 @@ void VondCommandTest::aToolThatCannotBeStartedIsAnsweredEmptyAndTold()
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    QCOMPARE(tool::vond(folder.path(), R"(["a"])"), QJsonObject());
+    QCOMPARE(commands::vond(folder.path(), R"(["a"])"), QJsonObject());
     QCOMPARE(errors.take(), QByteArray("vond process timeout\n"));
     QCOMPARE(catcher.messages(), QStringList{QStringLiteral(R"(vond arguments: ("a"))")});
 }
@@ -267,7 +267,7 @@ void VondCommandTest::aZeroCharacterNeverReachesTheToolCutShort()
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    QCOMPARE(tool::vond(standin::path(), body), QJsonObject());
+    QCOMPARE(commands::vond(standin::path(), body), QJsonObject());
     QVERIFY(errors.take().startsWith(firstWords));
     QVERIFY(!standin::ran());
     QCOMPARE(folder.names(), QStringList());
@@ -293,8 +293,8 @@ void VondCommandTest::aReturnNameIsFreeAgainAfterEveryEnd()
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    static_cast<void>(tool::vond(vondPath, body));
-    static_cast<void>(tool::vond(standin::path(), R"(["return:x.tif"])"));
+    static_cast<void>(commands::vond(vondPath, body));
+    static_cast<void>(commands::vond(standin::path(), R"(["return:x.tif"])"));
     static_cast<void>(errors.take());
     QCOMPARE(standin::arguments(), QStringList{folder.filePath(QStringLiteral("x.tif"))});
 }

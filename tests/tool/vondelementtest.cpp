@@ -1,11 +1,11 @@
-#include "tool/vondelement.h"
+#include "commands/vondelement.h"
 
+#include "base/jsontext.h"
 #include "tests/support/ownfolders.h"
-#include "tool/jsontext.h"
 
 #include <QtTest>
 
-using Kind = tool::VondElement::Kind;
+using Kind = commands::VondElement::Kind;
 Q_DECLARE_METATYPE(Kind)
 
 class VondElementTest : public QObject
@@ -89,9 +89,9 @@ void VondElementTest::anElementIsReadByItsKind_data()
 void VondElementTest::anElementIsReadByItsKind()
 {
     QFETCH(const QByteArray, json);
-    tool::JsonWalk walk(tool::JsonText::document(json));
+    base::JsonWalk walk(base::JsonText::document(json));
     QVERIFY(walk.next());
-    const tool::VondElement element = tool::readVondElement(walk.value());
+    const commands::VondElement element = commands::readVondElement(walk.value());
     QVERIFY(!walk.next());
     QTEST(element.kind, "kind");
     QTEST(element.text, "text");
@@ -127,8 +127,8 @@ void VondElementTest::aReturnedFileIsNamedInTheFolder()
     const OwnWorkFolder folder;
     tool::ClaimedPaths claims;
     makeFile(folder.filePath(QStringLiteral("out.tif")));
-    const tool::ReturnFile file =
-        tool::reserveReturnFile({Kind::ReturnFile, text, name, {}}, folder.path(), &claims);
+    const commands::ReturnFile file =
+        commands::reserveReturnFile({Kind::ReturnFile, text, name, {}}, folder.path(), &claims);
     QCOMPARE(file.key, key);
     QCOMPARE(file.argument, text + folder.filePath(key));
 }
@@ -138,8 +138,9 @@ void VondElementTest::aReturnedFileIsNotMade()
     const OwnWorkFolder folder;
     tool::ClaimedPaths claims;
     const QString name = QStringLiteral("x.tif");
-    QCOMPARE(tool::reserveReturnFile({Kind::ReturnFile, {}, name, {}}, folder.path(), &claims).key,
-             name);
+    QCOMPARE(
+        commands::reserveReturnFile({Kind::ReturnFile, {}, name, {}}, folder.path(), &claims).key,
+        name);
     QCOMPARE(folder.names(), QStringList());
 }
 
@@ -147,7 +148,7 @@ void VondElementTest::everyOccurrenceOfTheFolderGoesFromTheKey()
 {
     const OwnWorkFolder folder;
     tool::ClaimedPaths claims;
-    const tool::ReturnFile file = tool::reserveReturnFile(
+    const commands::ReturnFile file = commands::reserveReturnFile(
         {Kind::ReturnFile, {}, QLatin1Char('a') + folder.filePath(QStringLiteral("b")), {}},
         folder.path(),
         &claims);
@@ -159,8 +160,8 @@ void VondElementTest::withoutANameTheFolderItselfIsTheTarget()
 {
     const OwnWorkFolder folder;
     tool::ClaimedPaths claims;
-    const tool::ReturnFile file =
-        tool::reserveReturnFile({Kind::ReturnFile, {}, {}, {}}, folder.path(), &claims);
+    const commands::ReturnFile file =
+        commands::reserveReturnFile({Kind::ReturnFile, {}, {}, {}}, folder.path(), &claims);
     QCOMPARE(file.key, QStringLiteral("_1."));
 }
 
@@ -172,14 +173,17 @@ void VondElementTest::aNameIsNobodyElsesWhileTheClaimsLive()
     {
         tool::ClaimedPaths others;
         QCOMPARE(
-            tool::reserveReturnFile({Kind::ReturnFile, {}, name, {}}, folder.path(), &others).key,
+            commands::reserveReturnFile({Kind::ReturnFile, {}, name, {}}, folder.path(), &others)
+                .key,
             name);
         QCOMPARE(
-            tool::reserveReturnFile({Kind::ReturnFile, {}, name, {}}, folder.path(), &claims).key,
+            commands::reserveReturnFile({Kind::ReturnFile, {}, name, {}}, folder.path(), &claims)
+                .key,
             QStringLiteral("x_1.tif"));
     }
-    QCOMPARE(tool::reserveReturnFile({Kind::ReturnFile, {}, name, {}}, folder.path(), &claims).key,
-             name);
+    QCOMPARE(
+        commands::reserveReturnFile({Kind::ReturnFile, {}, name, {}}, folder.path(), &claims).key,
+        name);
 }
 
 void VondElementTest::aNameInsideTheFolderIsNobodyElsesEither()
@@ -190,16 +194,16 @@ void VondElementTest::aNameInsideTheFolderIsNobodyElsesEither()
     for (const bool longerFirst : {false, true}) {
         tool::ClaimedPaths claims;
         tool::ClaimedPaths others;
-        QCOMPARE(tool::reserveReturnFile({Kind::ReturnFile, {}, longerFirst ? longer : name, {}},
-                                         folder.path(),
-                                         &others)
-                     .key,
-                 name);
-        QCOMPARE(tool::reserveReturnFile({Kind::ReturnFile, {}, longerFirst ? name : longer, {}},
-                                         folder.path(),
-                                         &claims)
-                     .key,
-                 QStringLiteral("x_1.tif"));
+        QCOMPARE(
+            commands::reserveReturnFile(
+                {Kind::ReturnFile, {}, longerFirst ? longer : name, {}}, folder.path(), &others)
+                .key,
+            name);
+        QCOMPARE(
+            commands::reserveReturnFile(
+                {Kind::ReturnFile, {}, longerFirst ? name : longer, {}}, folder.path(), &claims)
+                .key,
+            QStringLiteral("x_1.tif"));
     }
 }
 

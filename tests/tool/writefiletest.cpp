@@ -1,8 +1,8 @@
-#include "tool/writefile.h"
+#include "base/writefile.h"
 
+#include "commands/writebase64file.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
-#include "tool/writebase64file.h"
 
 #include <QtTest>
 
@@ -112,12 +112,12 @@ void inThreads(int count, const std::function<void(int)> &work)
 QString writeBase64File(const QString &path, const QString &text)
 {
     tool::ClaimedPaths claims;
-    return tool::writeBase64File(path, text, &claims);
+    return commands::writeBase64File(path, text, &claims);
 }
 
 } // namespace
 
-Q_DECLARE_METATYPE(tool::OnFullDisk)
+Q_DECLARE_METATYPE(base::OnFullDisk)
 
 class WriteFileTest : public QObject
 {
@@ -161,7 +161,7 @@ void WriteFileTest::aFileIsMadeWithItsBytes()
 {
     const OwnWorkFolder folder;
     const QString path = folder.filePath(QStringLiteral("a.bin"));
-    QVERIFY(!tool::writeFile(path, QByteArray("\0\xff\r\n", 4)));
+    QVERIFY(!base::writeFile(path, QByteArray("\0\xff\r\n", 4)));
     QCOMPARE(contentOf(path), QByteArray("\0\xff\r\n", 4));
 }
 
@@ -170,14 +170,14 @@ void WriteFileTest::aFileThatIsThereIsReplaced()
     const OwnWorkFolder folder;
     const QString path = folder.filePath(QStringLiteral("a.bin"));
     makeFile(path, "something long");
-    QVERIFY(!tool::writeFile(path, "short"));
+    QVERIFY(!base::writeFile(path, "short"));
     QCOMPARE(contentOf(path), QByteArray("short"));
 }
 
 void WriteFileTest::aFolderIsNotWrittenAndTheReasonComesBack()
 {
     const OwnWorkFolder folder;
-    QCOMPARE(tool::writeFile(folder.path(), "x").value_or(QString()),
+    QCOMPARE(base::writeFile(folder.path(), "x").value_or(QString()),
              QStringLiteral("Is a directory"));
 }
 
@@ -185,7 +185,7 @@ void WriteFileTest::aZeroCharacterInTheNameWritesNoFileAtAll()
 {
     const OwnWorkFolder folder;
     const QString name = QStringLiteral("a") + QChar(0) + QStringLiteral("b");
-    QCOMPARE(tool::writeFile(folder.filePath(name), "x").value_or(QString()),
+    QCOMPARE(base::writeFile(folder.filePath(name), "x").value_or(QString()),
              QStringLiteral("zero character in the name"));
     QCOMPARE(folder.names(), QStringList());
 }
@@ -194,7 +194,7 @@ void WriteFileTest::aVeryLongNameIsRefusedByTheSystem()
 {
     const OwnWorkFolder folder;
     QCOMPARE(
-        tool::writeFile(folder.filePath(QString(300, QLatin1Char('n'))), "x").value_or(QString()),
+        base::writeFile(folder.filePath(QString(300, QLatin1Char('n'))), "x").value_or(QString()),
         QStringLiteral("File name too long"));
 }
 
@@ -297,7 +297,7 @@ void WriteFileTest::rightsAreThoseOfAnyNewFile()
     const OwnWorkFolder folder;
     const QString path = folder.filePath(QStringLiteral("a"));
     const mode_t before = ::umask(027);
-    const auto reason = tool::writeFile(path, "x");
+    const auto reason = base::writeFile(path, "x");
     const QString other = writeBase64File(path, QStringLiteral("bmV3"));
     (void)::umask(before);
     QVERIFY(!reason);
@@ -312,7 +312,7 @@ void WriteFileTest::rightsAndOwnerOfAFileThatIsReplacedStay()
     makeFile(path, "old");
     setRights(path, 0604);
     const struct stat before = statOf(path);
-    QVERIFY(!tool::writeFile(path, "new"));
+    QVERIFY(!base::writeFile(path, "new"));
     QCOMPARE(contentOf(path), QByteArray("new"));
     const struct stat after = statOf(path);
     QCOMPARE(after.st_mode, before.st_mode);
@@ -328,7 +328,7 @@ void WriteFileTest::aReadOnlyFileIsNotWrittenAndTheReasonComesBack()
     const QString path = folder.filePath(QStringLiteral("a"));
     makeFile(path, "old");
     setRights(path, 0444);
-    QCOMPARE(tool::writeFile(path, "new").value_or(QString()), QStringLiteral("Permission denied"));
+    QCOMPARE(base::writeFile(path, "new").value_or(QString()), QStringLiteral("Permission denied"));
     QCOMPARE(contentOf(path), QByteArray("old"));
 }
 
@@ -339,8 +339,8 @@ void WriteFileTest::inAFolderWithoutRightsAFileIsWrittenAndNoneMade()
     const QString path = folder.filePath(QStringLiteral("a"));
     makeFile(path, "the old one");
     setRights(folder.path(), 0555);
-    const auto onNew = tool::writeFile(folder.filePath(QStringLiteral("b")), "new");
-    const auto onOld = tool::writeFile(path, "new");
+    const auto onNew = base::writeFile(folder.filePath(QStringLiteral("b")), "new");
+    const auto onOld = base::writeFile(path, "new");
     setRights(folder.path(), 0755);
     QCOMPARE(onNew.value_or(QString()), QStringLiteral("Permission denied"));
     QVERIFY(!onOld);
@@ -357,7 +357,7 @@ void WriteFileTest::aLinkStaysAndTheFileBehindItIsReplaced()
     makeFile(target, "old");
     QVERIFY(QFile::link(target, path));
     const struct stat before = statOf(target);
-    QVERIFY(!tool::writeFile(path, "new"));
+    QVERIFY(!base::writeFile(path, "new"));
     QVERIFY(QFileInfo(path).isSymLink());
     QCOMPARE(contentOf(target), QByteArray("new"));
     QVERIFY(statOf(target).st_ino != before.st_ino);
@@ -370,7 +370,7 @@ void WriteFileTest::aLinkThatLeadsNowhereMakesTheFile()
     const OwnWorkFolder folder;
     const QString path = folder.filePath(QStringLiteral("a"));
     QVERIFY(QFile::link(folder.filePath(QStringLiteral("target")), path));
-    QVERIFY(!tool::writeFile(path, "new"));
+    QVERIFY(!base::writeFile(path, "new"));
     QVERIFY(QFileInfo(path).isSymLink());
     QCOMPARE(contentOf(folder.filePath(QStringLiteral("target"))), QByteArray("new"));
 }
@@ -382,7 +382,7 @@ void WriteFileTest::bothNamesOfAFileSeeTheNewBytes()
     const QString other = folder.filePath(QStringLiteral("b"));
     makeFile(path, "the old one");
     QCOMPARE(::link(QFile::encodeName(path).constData(), QFile::encodeName(other).constData()), 0);
-    QVERIFY(!tool::writeFile(path, "new"));
+    QVERIFY(!base::writeFile(path, "new"));
     QCOMPARE(contentOf(path), QByteArray("new"));
     QCOMPARE(contentOf(other), QByteArray("new"));
 }
@@ -396,7 +396,7 @@ void WriteFileTest::attributesOfAFileThatIsReplacedStay()
     if (::setxattr(native.constData(), "user.origin", "camera", 6, 0) != 0) {
         QSKIP("this file system keeps no attributes");
     }
-    QVERIFY(!tool::writeFile(path, "new"));
+    QVERIFY(!base::writeFile(path, "new"));
     QCOMPARE(contentOf(path), QByteArray("new"));
     QByteArray value(6, ' ');
     QCOMPARE(::getxattr(native.constData(), "user.origin", value.data(), 6), 6L);
@@ -413,13 +413,13 @@ void WriteFileTest::aFileOfAnotherUserKeepsItsOwner()
     makeFile(path, "old");
     QCOMPARE(::chown(QFile::encodeName(path).constData(), 64323, 64324), 0);
     setRights(path, 0666);
-    QVERIFY(!tool::writeFile(path, "new"));
+    QVERIFY(!base::writeFile(path, "new"));
     QCOMPARE(contentOf(path), QByteArray("new"));
     QCOMPARE(statOf(path).st_uid, 64323U);
     QCOMPARE(statOf(path).st_gid, 64324U);
     {
         const Somebody somebody(folder); // who cannot make a file of that owner
-        QVERIFY(!tool::writeFile(path, "newer"));
+        QVERIFY(!base::writeFile(path, "newer"));
     }
     QCOMPARE(contentOf(path), QByteArray("newer"));
     QCOMPARE(statOf(path).st_uid, 64323U);
@@ -433,7 +433,7 @@ void WriteFileTest::aPipeIsWrittenToAndStays()
     QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
     QByteArray read;
     std::thread reader([&] { read = contentOf(path); });
-    const auto reason = tool::writeFile(path, "new");
+    const auto reason = base::writeFile(path, "new");
     reader.join();
     QVERIFY(!reason);
     QCOMPARE(read, QByteArray("new"));
@@ -444,8 +444,8 @@ void WriteFileTest::theLongestNameIsWrittenAndReplaced()
 {
     const OwnWorkFolder folder;
     const QString name(255, QLatin1Char('n'));
-    QVERIFY(!tool::writeFile(folder.filePath(name), "old"));
-    QVERIFY(!tool::writeFile(folder.filePath(name), "new"));
+    QVERIFY(!base::writeFile(folder.filePath(name), "old"));
+    QVERIFY(!base::writeFile(folder.filePath(name), "new"));
     QCOMPARE(contentOf(folder.filePath(name)), QByteArray("new"));
     QCOMPARE(folder.names(), QStringList{name});
 }
@@ -454,10 +454,10 @@ void WriteFileTest::ofAFullDiskNothingIsLeftUnderTheName_data()
 {
     QTest::addColumn<bool>("isThere");
     QTest::addColumn<bool>("hasTwoNames");
-    QTest::addColumn<tool::OnFullDisk>("onFullDisk");
+    QTest::addColumn<base::OnFullDisk>("onFullDisk");
     QTest::addColumn<QStringList>("left");
 
-    using tool::OnFullDisk;
+    using base::OnFullDisk;
     const QStringList nothing;
     const QStringList one{QStringLiteral("a")};
     QTest::newRow("a new one") << false << false << OnFullDisk::LeaveNothing << nothing;
@@ -473,7 +473,7 @@ void WriteFileTest::ofAFullDiskNothingIsLeftUnderTheName()
 {
     QFETCH(const bool, isThere);
     QFETCH(const bool, hasTwoNames);
-    QFETCH(const tool::OnFullDisk, onFullDisk);
+    QFETCH(const base::OnFullDisk, onFullDisk);
     QFETCH(const QStringList, left);
     const OwnWorkFolder folder;
     const QString path = folder.filePath(QStringLiteral("a"));
@@ -487,7 +487,7 @@ void WriteFileTest::ofAFullDiskNothingIsLeftUnderTheName()
     }
     {
         const ShortDisk disk(1000);
-        QVERIFY(!tool::writeFile(path, QByteArray(1001, 'x'), onFullDisk));
+        QVERIFY(!base::writeFile(path, QByteArray(1001, 'x'), onFullDisk));
     }
     QCOMPARE(folder.names(), left);
     for (const QString &name : left) {
@@ -503,11 +503,11 @@ void WriteFileTest::onAFullDiskThePathComesBackAndStaysWithTheRequest()
     tool::ClaimedPaths claims;
     {
         const ShortDisk disk(1000);
-        QCOMPARE(tool::writeBase64File(path, text, &claims), path);
+        QCOMPARE(commands::writeBase64File(path, text, &claims), path);
     }
     QCOMPARE(folder.names(), QStringList());
     QCOMPARE(writeBase64File(path, text), folder.filePath(QStringLiteral("a_1.tif")));
-    QCOMPARE(tool::writeBase64File(path, text, &claims),
+    QCOMPARE(commands::writeBase64File(path, text, &claims),
              folder.filePath(QStringLiteral("a_2.tif")));
 }
 
@@ -519,7 +519,7 @@ void WriteFileTest::writersOfOneNameLeaveOneOfTheirFiles()
         std::atomic<int> refused{0};
         inThreads(4, [&](int number) {
             const QByteArray bytes((number + 1) * 500000, static_cast<char>('a' + number));
-            refused += tool::writeFile(path, bytes) ? 1 : 0;
+            refused += base::writeFile(path, bytes) ? 1 : 0;
         });
         QCOMPARE(refused.load(), 0);
         const QByteArray left = contentOf(path);
@@ -539,7 +539,7 @@ void WriteFileTest::aReaderSeesWholeFilesOnly()
     std::atomic<bool> over{false};
     std::thread writer([&] {
         for (int round = 0; round < 300; ++round) {
-            (void)tool::writeFile(path, QByteArray(size, static_cast<char>('a' + round % 26)));
+            (void)base::writeFile(path, QByteArray(size, static_cast<char>('a' + round % 26)));
         }
         over = true;
     });

@@ -1,0 +1,84 @@
+#include "base/descriptorclaim.h"
+
+#include <atomic>
+#include <limits>
+
+#ifdef Q_OS_UNIX
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+#endif
+
+namespace base {
+
+namespace {
+
+std::atomic<int> claimed{0};
+
+} // namespace
+
+bool fits(qint64 limit, qint64 taken, int wanted)
+{
+    return taken + wanted + descriptorsOfTheService <= limit;
+}
+
+// Asked for each time: an administrator may change the limit of a process that runs.
+qint64 descriptorLimit()
+{
+#ifdef Q_OS_UNIX
+    rlimit limit = {};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) == 0
+        && limit.rlim_cur <= static_cast<rlim_t>(std::numeric_limits<qint64>::max())) {
+        return static_cast<qint64>(limit.rlim_cur);
+    }
+#endif
+    return std::numeric_limits<qint64>::max();
+}
+
+std::optional<int> lowestFreeDescriptor()
+{
+    int descriptor = 0;
+#ifdef Q_OS_UNIX
+    descriptor = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    if (descriptor >= 0) {
+        (void)::close(descriptor);
+    } else if (errno == EMFILE || errno == ENFILE) { // of the process, of the system
+        return std::nullopt;
+    }
+#endif
+    return descriptor; // a system without that file tells nothing, and is trusted
+}
+
+DescriptorClaim::DescriptorClaim(int count, std::optional<int> lowest)
+    : m_count(count)
+{
+    // Entered first and looked at then: of two that come at once and do not both fit, none is let
+    // in by mistake.
+    const int before = claimed.fetch_add(count);
+    const qint64 limit = descriptorLimit();
+    if (!lowest || !fits(limit, before, count) || !fits(limit, *lowest, count)) {
+        claimed.fetch_sub(count);
+        m_count = 0;
+    }
+}
+
+DescriptorClaim::~DescriptorClaim()
+{
+    claimed.fetch_sub(m_count);
+}
+
+void DescriptorClaim::reduceTo(int count)
+{
+    if (m_count > count) {
+        claimed.fetch_sub(m_count - count);
+        m_count = count;
+    }
+}
+
+bool DescriptorClaim::isGranted() const
+{
+    return m_count > 0;
+}
+
+} // namespace base

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "tool/run.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+#include <QVector>
+
+// Converting an image that comes with the request: what is decided, without files and processes.
+namespace commands {
+
+// One option for the tool. Its value is a text, or a file that comes along.
+struct LocalOption
+{
+    QString option;
+    QString value; // unused when a file comes along
+    bool hasFile = false;
+    QString fileName;
+    QString base64;
+};
+
+struct LocalDataRequest
+{
+    QString fileName;
+    QString imgData; // base64
+    QString configuration;
+    QVector<LocalOption> options; // in the request's order
+};
+
+// Missing keys and a body that is no JSON read as empty. Elements of the option list that are no
+// object or have no key are skipped, which is logged.
+[[nodiscard]] LocalDataRequest readLocalDataRequest(const QByteArray &body);
+
+[[nodiscard]] QString
+localOutputPath(const QString &folder, const QString &inputPath, const QString &configuration);
+
+[[nodiscard]] QStringList localArguments(const QString &configuration,
+                                         const QStringList &options,
+                                         const QString &inputPath,
+                                         const QString &outputPath);
+
+[[nodiscard]] QString localAnswer(const tool::Output &output, const QString &outputPath);
+
+} // namespace commands

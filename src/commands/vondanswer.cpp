@@ -1,0 +1,66 @@
+#include "commands/vondanswer.h"
+
+#include "base/debugline.h"
+#include "base/utf8text.h"
+#include "tool/markers.h"
+
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QVector>
+
+namespace commands {
+
+QStringList survivingReturnKeys(const QStringList &keys, const QByteArray &stdErr)
+{
+    QVector<bool> mentioned(keys.size());
+    const QStringList lines = base::utf8Text(stdErr).split(QLatin1Char('\n'));
+    for (const QString &line : lines) {
+        if (!line.startsWith(tool::errorMarker)) {
+            continue;
+        }
+        // Deliberate: a key counts wherever it occurs in the line, inside a longer name as well,
+        // and it is logged again for each line, also when an earlier one has removed it.
+        for (int i = 0; i < keys.size(); ++i) {
+            if (line.contains(keys.at(i))) {
+                mentioned[i] = true;
+                base::debugLine("removed return filekey on error:", keys.at(i));
+            }
+        }
+    }
+    QStringList surviving;
+    for (int i = 0; i < keys.size(); ++i) {
+        if (!mentioned.at(i)) {
+            surviving.append(keys.at(i));
+        }
+    }
+    return surviving;
+}
+
+QJsonObject returnFilesDict(const QStringList &keys)
+{
+    QJsonObject dict;
+    for (const QString &key : keys) {
+        dict.insert(QFileInfo(key).baseName(), key);
+    }
+    return dict;
+}
+
+QJsonObject vondAnswer(const tool::Output &output, const QStringList &returnKeys)
+{
+    QJsonObject answer{
+        {QStringLiteral("stdOut"), base::utf8Text(output.stdOut)},
+        {QStringLiteral("stdErr"), base::utf8Text(output.stdErr)},
+    };
+    const QStringList surviving = survivingReturnKeys(returnKeys, output.stdErr);
+    if (!surviving.isEmpty()) {
+        base::debugLine(surviving);
+        answer.insert(QLatin1String("returnFilesDict"), returnFilesDict(surviving));
+    }
+    // The stream's own words for an object. Its operator allocates in a destructor, where refused
+    // memory ends the process.
+    const QByteArray json = QJsonDocument(answer).toJson(QJsonDocument::Compact);
+    base::debugLine(("QJsonObject(" + json + ')').constData());
+    return answer;
+}
+
+} // namespace commands

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <QByteArray>
+#include <QJsonObject>
+#include <QString>
+
+namespace commands {
+
+// Runs the tool with the arguments that the body, a JSON array, names. What it printed and the
+// files that can be fetched; an empty object on every failure, whose reason only the operator gets.
+[[nodiscard]] QJsonObject vond(const QString &vondPath, const QByteArray &body);
+
+} // namespace commands

@@ -1,0 +1,29 @@
+#include "commands/writebase64file.h"
+
+#include "base/base64.h"
+#include "base/reportcannotopen.h"
+#include "base/writefile.h"
+#include "tool/uniquefilepath.h"
+
+namespace commands {
+
+QString writeBase64File(const QString &path, const QString &base64Text, tool::ClaimedPaths *claims)
+{
+    const QByteArray bytes = base::decodedBase64(base64Text);
+    base::NewFile result = base::NewFile::Taken;
+    QString reason;
+    const QString target = tool::uniqueFilePath(path, claims, [&](const QString &candidate) {
+        result = base::writeNewFile(candidate, bytes, &reason);
+        return result != base::NewFile::Taken;
+    });
+    if (result == base::NewFile::CannotBeMade) {
+        claims->giveBack(target);
+        // Deliberate: the path that was asked for, not the target.
+        base::reportCannotOpenForWriting(path, reason);
+        return {};
+    }
+    claims->close(target);
+    return target;
+}
+
+} // namespace commands

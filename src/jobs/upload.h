@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QByteArray>
+#include <QLatin1String>
+#include <QString>
+
+namespace jobs {
+
+#ifdef Q_OS_WIN
+inline constexpr QLatin1String folderMarks("/\\:", 3); // the colon after a drive, too
+#else
+inline constexpr QLatin1String folderMarks("/", 1);
+#endif
+
+// Whether a name leads out of the folder it is meant for.
+[[nodiscard]] bool hasFolderPart(const QString &name, QLatin1String marks = folderMarks);
+
+// Stores the bytes under this name in the work folder, in place of what is there. The answer is
+// always the same, whatever became of the file. A name with a folder part writes nothing.
+[[nodiscard]] QByteArray upload(const QString &name, const QByteArray &body);
+
+} // namespace jobs
