@@ -5,7 +5,7 @@
 #include "sampletool/failure.h"
 #include "sampletool/outputfile.h"
 #include "sampletool/plan.h"
-#include "sampletool/stopwatch.h"
+#include "sampletool/stopfilewatcher.h"
 
 #include <atomic>
 #include <optional>
@@ -47,7 +47,7 @@ private:
     std::vector<Finished> m_finished;
     std::vector<std::string> m_published;
     std::atomic<bool> m_ends{false};
-    StopWatch m_stop; // last, because its thread uses the others
+    StopFileWatcher m_stop; // last, because its thread uses the others
 };
 
 } // namespace sample

@@ -56,7 +56,7 @@ int execute(const Words &words, const QSettings &store)
     case Command::Unknown:
         break;
     }
-    return refuseCommand(words.at(0));
+    return rejectCommand(words.at(0));
 }
 
 } // namespace

@@ -72,7 +72,7 @@ int setLogging(const char *value)
     return 0;
 }
 
-int refuseCommand(const char *word)
+int rejectCommand(const char *word)
 {
     std::cerr << "Unknown command:" << word << std::endl;
     return -1;

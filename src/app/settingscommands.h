@@ -14,6 +14,6 @@ namespace app {
 // Takes "0" and "1"; stores nothing for any other value.
 [[nodiscard]] int setLogging(const char *value);
 
-[[nodiscard]] int refuseCommand(const char *word);
+[[nodiscard]] int rejectCommand(const char *word);
 
 } // namespace app

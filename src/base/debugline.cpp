@@ -6,7 +6,7 @@ namespace base {
 
 void writeDebugLine(QString line)
 {
-    if (line.endsWith(QLatin1Char(' '))) { // the stream's, behind the last item
+    if (line.endsWith(QLatin1Char(' '))) { // QDebug appends it
         line.chop(1);
     }
     // With three arguments, the line is of the category "default", as the stream's own are.

@@ -202,8 +202,8 @@ bool replaceBy(DraftFile *draft,
 std::optional<QString>
 writeFile(const QString &path, const QByteArray &bytes, OnFullDisk onFullDisk)
 {
-    if (const auto refusal = refuseZero(path)) {
-        return refusal;
+    if (const auto rejection = refuseZero(path)) {
+        return rejection;
     }
     Present present(path);
     if (!present.isThere() && present.error() != ENOENT && present.error() != ENXIO) {
@@ -231,8 +231,8 @@ writeFile(const QString &path, const QByteArray &bytes, OnFullDisk onFullDisk)
 
 NewFile writeNewFile(const QString &path, const QByteArray &bytes, QString *reason)
 {
-    if (const auto refusal = refuseZero(path)) {
-        *reason = *refusal;
+    if (const auto rejection = refuseZero(path)) {
+        *reason = *rejection;
         return NewFile::CannotBeMade;
     }
     DraftFile draft(folderOf(path));
@@ -255,8 +255,8 @@ NewFile writeNewFile(const QString &path, const QByteArray &bytes, QString *reas
 
 std::optional<QString> writeFile(const QString &path, const QByteArray &bytes, OnFullDisk)
 {
-    if (const auto refusal = refuseZero(path)) {
-        return refusal;
+    if (const auto rejection = refuseZero(path)) {
+        return rejection;
     }
     QSaveFile file(path);
     file.setDirectWriteFallback(true);
@@ -272,8 +272,8 @@ std::optional<QString> writeFile(const QString &path, const QByteArray &bytes, O
 
 NewFile writeNewFile(const QString &path, const QByteArray &bytes, QString *reason)
 {
-    if (const auto refusal = refuseZero(path)) {
-        *reason = *refusal;
+    if (const auto rejection = refuseZero(path)) {
+        *reason = *rejection;
         return NewFile::CannotBeMade;
     }
     QFile file(path);

@@ -37,8 +37,8 @@ writeOptions(const QVector<LocalOption> &options, const QString &folder, tool::C
 
 QString convertWithLocalData(const QString &vondPath, const QByteArray &body)
 {
-    if (const auto refusal = tool::refuseBadPath(vondPath)) {
-        return *refusal;
+    if (const auto rejection = tool::rejectBadPath(vondPath)) {
+        return *rejection;
     }
     const LocalDataRequest request = readLocalDataRequest(body);
     const QString folder = settings::workFolder();

@@ -9,16 +9,16 @@ namespace commands {
 
 QString version(const QString &vondPath)
 {
-    if (const auto refusal = tool::refuseBadPath(vondPath)) {
-        return *refusal;
+    if (const auto rejection = tool::rejectBadPath(vondPath)) {
+        return *rejection;
     }
     return base::utf8Text(tool::shortQuery(vondPath, {QStringLiteral("version")}));
 }
 
 QString listconfigurations(const QString &vondPath)
 {
-    if (const auto refusal = tool::refuseBadPath(vondPath)) {
-        return *refusal;
+    if (const auto rejection = tool::rejectBadPath(vondPath)) {
+        return *rejection;
     }
     const QByteArray listing = tool::shortQuery(vondPath, {QStringLiteral("listconfigurations")});
     base::debugLine(listing);
@@ -27,8 +27,8 @@ QString listconfigurations(const QString &vondPath)
 
 QString configDetails(const QString &vondPath, const QString &name)
 {
-    if (const auto refusal = tool::refuseBadPath(vondPath)) {
-        return *refusal;
+    if (const auto rejection = tool::rejectBadPath(vondPath)) {
+        return *rejection;
     }
     const QByteArray details = tool::shortQuery(
         vondPath,

@@ -80,7 +80,7 @@ planRun(const base::JsonText &elements, const QString &folder, tool::ClaimedPath
 
 QJsonObject vond(const QString &vondPath, const QByteArray &body)
 {
-    if (tool::refuseBadPath(vondPath)) {
+    if (tool::rejectBadPath(vondPath)) {
         return {}; // Deliberate: the words go to the operator alone
     }
     const auto elements = readArguments(body);

@@ -2,7 +2,7 @@
 
 #include "http/qabstracthttpserver.h"
 #include "http/qhttpserverresponse.h"
-#include "http/wire.h"
+#include "http/socketio.h"
 
 #include <QTcpSocket>
 #include <QTimerEvent>
@@ -21,7 +21,7 @@ constexpr int promptMs = 10;
 using StatusCode = QHttpServerResponse::StatusCode;
 
 // The layer's own answers to bytes that make no request for a route.
-QHttpServerResponse refusal(RequestParser::Result result)
+QHttpServerResponse rejection(RequestParser::Result result)
 {
     switch (result) {
     case RequestParser::Result::HeadTooLarge:
@@ -36,9 +36,12 @@ QHttpServerResponse refusal(RequestParser::Result result)
         return {StatusCode::HttpVersionNotSupported, "HTTP version not supported"};
     case RequestParser::Result::ExpectationUnknown:
         return {StatusCode::ExpectationFailed, "Expectation not supported"};
-    default:
-        return {StatusCode::BadRequest, "Malformed request"};
+    case RequestParser::Result::Malformed:
+    case RequestParser::Result::NeedsMore: // no rejections, and not asked for
+    case RequestParser::Result::Complete:
+        break;
     }
+    return {StatusCode::BadRequest, "Malformed request"};
 }
 
 } // namespace
@@ -51,7 +54,8 @@ Connection::Connection(QAbstractHttpServer *server, QTcpSocket *socket)
 {
     // Answers go out whole; waiting for more to send with them would only delay them.
     m_socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
-    connect(m_socket, SIGNAL(readyRead()), this, SLOT(handleReadyRead()), Qt::DirectConnection);
+    connect(
+        m_socket, SIGNAL(readyRead()), this, SLOT(handleSocketReadable()), Qt::DirectConnection);
     connect(
         m_socket, SIGNAL(disconnected()), this, SLOT(handleDisconnected()), Qt::DirectConnection);
 }
@@ -64,13 +68,13 @@ void Connection::closingOnFailure(Work work)
     try {
         work();
     } catch (...) {
-        letGo();
+        releaseResources();
         m_socket->abort();
         throw;
     }
 }
 
-void Connection::handleReadyRead()
+void Connection::handleSocketReadable()
 {
     closingOnFailure([this] {
         readInput();
@@ -137,7 +141,7 @@ void Connection::act(RequestParser::Result result)
     if (result == RequestParser::Result::Complete) {
         answer();
     } else if (result != RequestParser::Result::NeedsMore) {
-        refuse(result);
+        reject(result);
     }
 }
 
@@ -154,12 +158,12 @@ void Connection::answer()
     }
 }
 
-void Connection::refuse(RequestParser::Result result)
+void Connection::reject(RequestParser::Result result)
 {
-    refuseWith(refusal(result));
+    rejectWith(rejection(result));
 }
 
-void Connection::refuseWith(const QHttpServerResponse &response)
+void Connection::rejectWith(const QHttpServerResponse &response)
 {
     m_framingTimer.stop();
     const bool withBody = m_parser->method() != QHttpServerRequest::Method::Head;
@@ -209,7 +213,7 @@ void Connection::timerEvent(QTimerEvent *event)
 {
     closingOnFailure([this, event] {
         if (event->timerId() == m_framingTimer.timerId()) {
-            refuseWith({StatusCode::RequestTimeout,
+            rejectWith({StatusCode::RequestTimeout,
                         m_parser->headBegun() ? "Request head not finished in time"
                                               : "Chunk framing not finished in time"});
         } else if (event->timerId() == m_lingerTimer.timerId()) {
@@ -221,12 +225,12 @@ void Connection::timerEvent(QTimerEvent *event)
 
 void Connection::handleDisconnected()
 {
-    letGo();
+    releaseResources();
     m_socket->close(); // and with it the socket's own buffers
     deleteLater();
 }
 
-void Connection::letGo()
+void Connection::releaseResources()
 {
     m_state = State::Gone;
     m_framingTimer.stop();

@@ -30,7 +30,7 @@ public:
 public Q_SLOTS:
     // Reads what has come and answers every request that is whole, in order. Closes the socket
     // before an exception, of a view or for want of memory, leaves it.
-    void handleReadyRead();
+    void handleSocketReadable();
     void handleDisconnected();
 
 protected:
@@ -51,12 +51,12 @@ private:
     void takeBytes(const char *data, qint64 size);
     void act(RequestParser::Result result);
     void answer();
-    void refuse(RequestParser::Result result);
-    void refuseWith(const QHttpServerResponse &response);
+    void reject(RequestParser::Result result);
+    void rejectWith(const QHttpServerResponse &response);
     void linger();
     void sendContinueIfDue();
     void watchFraming();
-    void letGo();
+    void releaseResources();
 
     QAbstractHttpServer *m_server; // the parent
     QTcpSocket *m_socket; // the caller's

@@ -13,5 +13,5 @@ void QAbstractHttpServer::newHttpConnection(QTcpSocket *socket)
         socket->abort();
         throw;
     }
-    connection->handleReadyRead();
+    connection->handleSocketReadable();
 }

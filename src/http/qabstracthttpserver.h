@@ -9,8 +9,8 @@ namespace http {
 class Connection;
 }
 
-// Speaks HTTP/1.1 and 1.0 on sockets that it is handed, and leaves the answers to its heirs. All
-// of it runs in the thread of the socket.
+// Speaks HTTP/1.1 and 1.0 on sockets that it is handed, and subclasses produce the responses.
+// All of it runs in the thread of the socket.
 class QAbstractHttpServer : public QObject
 {
     Q_OBJECT
@@ -24,8 +24,8 @@ public:
     void newHttpConnection(QTcpSocket *socket);
 
 Q_SIGNALS:
-    // No heir took the request. Unless the heir says that it answers itself, whoever is connected
-    // answers it on the socket, at once.
+    // No subclass handled the request. Unless the subclass says that it responds itself, a
+    // connected slot must respond on the socket before it returns.
     void missingHandler(const QHttpServerRequest &request, QTcpSocket *socket);
 
 protected:

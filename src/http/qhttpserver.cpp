@@ -1,6 +1,6 @@
 #include "http/qhttpserver.h"
 
-#include "http/wire.h"
+#include "http/socketio.h"
 
 void QHttpServer::sendResponse(const QHttpServerResponse &response,
                                const QHttpServerRequest &request,
@@ -15,7 +15,7 @@ void QHttpServer::sendResponse(const QHttpServerResponse &response,
 bool QHttpServer::handleRequest(const QHttpServerRequest &request, QTcpSocket *socket)
 {
     if (!m_router.handleRequest(request, socket)) {
-        // Not by a connection to the own signal, which each of the servers would keep for good.
+        // Sent directly: a self-connection would stay allocated per server.
         Q_EMIT missingHandler(request, socket);
         sendResponse(QHttpServerResponse::StatusCode::NotFound, request, socket);
     }

@@ -100,7 +100,7 @@ public:
         m_trailerBegin = 0;
         const std::size_t used = put(boost::asio::const_buffer(data, size), error);
         if (error && error != beast::http::error::need_more) {
-            *result = m_refusal;
+            *result = m_rejection;
         } else if (m_sawLastChunk && used > m_trailerBegin) {
             m_trailer.append(data + m_trailerBegin, static_cast<int>(used - m_trailerBegin));
         }
@@ -128,9 +128,9 @@ private:
     using Text = beast::string_view;
     using Error = beast::error_code;
 
-    void refuse(Result refusal, Error &error)
+    void reject(Result reason, Error &error)
     {
-        m_refusal = refusal;
+        m_rejection = reason;
         error = beast::http::error::bad_value; // any error: the result is what counts
     }
 
@@ -143,7 +143,7 @@ private:
         const bool known = m_request->m_method != QHttpServerRequest::Method::Unknown;
         const bool options = m_request->m_method == QHttpServerRequest::Method::Options;
         if (known && !isTarget(m_request->m_target, options)) {
-            refuse(Result::Malformed, error);
+            reject(Result::Malformed, error);
         }
     }
 
@@ -159,7 +159,7 @@ private:
         switch (field) {
         case beast::http::field::host:
             if (m_hasHost || !isHostValue(text)) {
-                refuse(Result::Malformed, error);
+                reject(Result::Malformed, error);
             }
             m_hasHost = true;
             break;
@@ -184,16 +184,16 @@ private:
         const Expectation expected = current ? expectation(m_expectations) : Expectation::None;
         if ((current && !m_hasHost) || coding == Coding::Malformed
             || (coding != Coding::None && !current)) {
-            return refuse(Result::Malformed, error);
+            return reject(Result::Malformed, error);
         }
         if (coding == Coding::Unknown) {
-            return refuse(Result::CodingUnknown, error);
+            return reject(Result::CodingUnknown, error);
         }
         if (m_request->m_method == QHttpServerRequest::Method::Unknown) {
-            return refuse(Result::MethodUnknown, error);
+            return reject(Result::MethodUnknown, error);
         }
         if (expected == Expectation::Unknown) {
-            return refuse(Result::ExpectationUnknown, error);
+            return reject(Result::ExpectationUnknown, error);
         }
         m_expectsContinue = expected == Expectation::Continue;
         m_request->m_keepsAlive = !m_connectionOptions.contains("close")
@@ -212,10 +212,10 @@ private:
     {
         m_sawChunk = true;
         if (holdsControl(extensions)) { // a bare line feed would be a line's end to some
-            return refuse(Result::Malformed, error);
+            return reject(Result::Malformed, error);
         }
         if (size > static_cast<std::uint64_t>(largestBody - m_request->m_body.size())) {
-            return refuse(Result::BodyTooLarge, error);
+            return reject(Result::BodyTooLarge, error);
         }
         if (size == 0) {
             m_sawLastChunk = true;
@@ -233,7 +233,7 @@ private:
     void on_finish_impl(Error &) override { }
 
     QHttpServerRequest *m_request;
-    Result m_refusal = Result::Malformed;
+    Result m_rejection = Result::Malformed;
     bool m_hasHost = false;
     bool m_expectsContinue = false;
     bool m_sawChunk = false;
@@ -270,12 +270,12 @@ RequestParser::Result RequestParser::takeHead(const char *data, qint64 size, qin
 {
     qint64 kept = 0; // bytes before this one stand in m_bytes
     for (qint64 i = 0; i < size; ++i) {
-        const HeadGuard::Step step = m_guard.take(data[i]);
-        if (step == HeadGuard::Step::Inside) {
+        const HeaderScanner::Step step = m_guard.take(data[i]);
+        if (step == HeaderScanner::Step::Inside) {
             continue;
         }
         m_bytes.append(data + kept, static_cast<int>(i + 1 - kept));
-        if (step == HeadGuard::Step::Malformed) {
+        if (step == HeaderScanner::Step::Malformed) {
             return Result::Malformed;
         }
         kept = i + 1;
@@ -283,11 +283,11 @@ RequestParser::Result RequestParser::takeHead(const char *data, qint64 size, qin
         Result result = Result::NeedsMore;
         if (m_bytes.size() > largestHead) {
             result = Result::HeadTooLarge;
-        } else if (step == HeadGuard::Step::EmptyLine) {
+        } else if (step == HeaderScanner::Step::EmptyLine) {
             m_bytes.clear();
-        } else if (step == HeadGuard::Step::RequestLineEnd) {
+        } else if (step == HeaderScanner::Step::RequestLineEnd) {
             result = requestLineDone();
-        } else if (step == HeadGuard::Step::HeadEnd) {
+        } else if (step == HeaderScanner::Step::HeadEnd) {
             return headDone();
         }
         if (result != Result::NeedsMore) {
@@ -519,7 +519,7 @@ QHttpServerRequest RequestParser::takeRequest()
     QHttpServerRequest request = std::move(m_request);
     m_request = QHttpServerRequest();
     m_head.reset();
-    m_guard = HeadGuard();
+    m_guard = HeaderScanner();
     m_headFed = 0;
     m_searched = 0;
     m_awaitsTrailers = false;

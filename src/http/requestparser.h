@@ -1,6 +1,6 @@
 #pragma once
 
-#include "http/headguard.h"
+#include "http/headerscanner.h"
 #include "http/qhttpserverrequest.h"
 
 #include <memory>
@@ -41,11 +41,11 @@ public:
     RequestParser &operator=(const RequestParser &) = delete;
 
     // Takes the next bytes; `*consumed` says how many. Fewer than `size` only with Complete (the
-    // rest belongs to the next request) and with refusals, after which nothing more is taken.
+    // rest belongs to the next request) and with rejections, after which nothing more is taken.
     // Throws std::bad_alloc when there is no memory for the body.
     Result parse(const char *data, qint64 size, qint64 *consumed);
 
-    // Room for the next bytes of a body whose length was told, to be read into without a copy in
+    // Room for the next bytes of a Content-Length body, to be read into without a copy in
     // between; null while the parser awaits anything else. `*size` is at least 1.
     char *bodySpace(qint64 *size);
 
@@ -64,8 +64,8 @@ public:
     // nothing yet (RFC 9110 section 10.1.1).
     [[nodiscard]] bool takeContinue();
 
-    // Of the request that was read or refused last; Unknown before. Of a refused request line only
-    // Head is known, whose answer must have no body (RFC 9110 section 9.3.2).
+    // Of the request that was read or rejected last; Unknown before. From a rejected request line
+    // only HEAD is recognised: its response has no body (RFC 9110 section 9.3.2).
     [[nodiscard]] QHttpServerRequest::Method method() const;
 
     // After Complete. The parser is then ready for the next request.
@@ -94,7 +94,7 @@ private:
     void growBody();
 
     State m_state = State::Head;
-    HeadGuard m_guard;
+    HeaderScanner m_guard;
     QByteArray m_bytes; // of the head, or of chunk framing that is not whole yet
     int m_searched = 0; // of chunk framing: before this byte ends nothing that is awaited
     bool m_awaitsTrailers = false; // the line of the last chunk is whole

@@ -12,8 +12,8 @@ QString cancelConversion(const QString &vondPath, const QString &cancelId)
 {
     // Deliberate: checked although the tool is not run, so that a server without a usable tool
     // refuses to cancel in the same words as to convert.
-    if (const auto refusal = tool::refuseBadPath(vondPath)) {
-        return *refusal;
+    if (const auto rejection = tool::rejectBadPath(vondPath)) {
+        return *rejection;
     }
     const QString path = settings::filePathIn(settings::workFolder(), stopFileName(cancelId));
     // Deliberate: empty on a full disk, for that it is there is all that the tool looks at.

@@ -69,8 +69,8 @@ QString convert(const QString &vondPath,
                 const ConnectionJob &job,
                 const QByteArray &body)
 {
-    if (const auto refusal = tool::refuseBadPath(vondPath)) {
-        return *refusal;
+    if (const auto rejection = tool::rejectBadPath(vondPath)) {
+        return *rejection;
     }
     const ConversionRequest request = readConversionRequest(body);
     // Deliberate: the last message of an earlier job on this connection is not cleared. A tool that

@@ -67,7 +67,7 @@ void RequestHdlr::handleVondProgress()
         m_registry, m_requestId, m_process->readAllStandardOutput(), m_lastStdOutMsg);
 }
 
-void RequestHdlr::letGo()
+void RequestHdlr::releaseResources()
 {
     // Where a failure, and not the connection's end, brought this about, the descriptor is still
     // there: no memory for the HTTP server, or for what the socket itself wanted to read.

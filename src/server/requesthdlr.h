@@ -18,11 +18,10 @@ class RequestHdlr : public QObject
 public:
     RequestHdlr(QTcpSocket *tcpSocket, jobs::Registry *registry, QString vondPath);
 
-    // Lets go of what can be of any length, the texts of the last conversion, and of the larger
-    // part of what every connection would leave behind, the socket's buffers and the route table.
-    // For a connection whose thread ends: no request comes any more. A socket that is still open is
-    // closed. The socket object, the handler and its HTTP server stay.
-    void letGo();
+    // Frees the conversion texts, socket buffers and routes of a finished connection, and closes a
+    // socket that is still open. No request may come after it. The socket object, the handler and
+    // its HTTP server stay.
+    void releaseResources();
 
 public Q_SLOTS: // found by index and by name: keep the order
     // The first bytes have come.

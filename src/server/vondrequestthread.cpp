@@ -37,14 +37,14 @@ void VondRequestThread::run()
         std::cerr << "Allocation failed, creating rqh: " << e.what() << '\n';
         quit();
     }
-    letGo();
+    releaseResources();
 }
 
-void VondRequestThread::letGo()
+void VondRequestThread::releaseResources()
 {
     try {
         if (m_requestHandler != nullptr) {
-            m_requestHandler->letGo();
+            m_requestHandler->releaseResources();
         }
     } catch (const std::exception &) { // NOLINT(bugprone-empty-catch): what is left stays
     }

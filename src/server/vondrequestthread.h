@@ -31,7 +31,7 @@ protected:
 private:
     friend struct ConnectionProbe; // lets the tests look
 
-    void letGo();
+    void releaseResources();
 
     // Deliberate: narrower than the handle it is given; widened with its sign when it is used.
     int m_socketDescriptor;

@@ -1,7 +1,7 @@
 #include "server/vondserver.h"
 
-#include "server/acceptpause.h"
-#include "server/clientclaim.h"
+#include "server/acceptbackoff.h"
+#include "server/clientreservation.h"
 #include "server/vondrequestthread.h"
 
 namespace {
@@ -20,14 +20,14 @@ VondServer::VondServer(QString vondPath, QObject *parent)
     // Deliberate: newConnection() is never emitted, for there is never a pending connection to
     // take; Qt by itself emits it after every incomingConnection().
     blockSignals(true);
-    new AcceptPause(this);
+    new AcceptBackoff(this);
 }
 
 void VondServer::incomingConnection(qintptr handle)
 {
-    auto claim = ClientClaim::make(handle);
+    auto claim = ClientReservation::make(handle);
     if (!claim) {
-        server::refuseClient(handle, "too few descriptors are left");
+        server::rejectClient(handle, "too few descriptors are left");
         return;
     }
     auto *thread = new VondRequestThread(m_vondPath, &m_registry, static_cast<int>(handle), this);
@@ -36,7 +36,7 @@ void VondServer::incomingConnection(qintptr handle)
     thread->setStackSize(threadStackBytes);
     thread->start(QThread::InheritPriority);
     if (!thread->isRunning() && !thread->isFinished()) { // it never began, so nobody has the socket
-        server::refuseClient(handle, "no thread can be started");
+        server::rejectClient(handle, "no thread can be started");
         delete thread;
     }
 }

@@ -6,12 +6,12 @@
 
 namespace tool {
 
-std::optional<QString> refuseBadPath(const QString &vondPath)
+std::optional<QString> rejectBadPath(const QString &vondPath)
 {
     if (vondPath.isEmpty()) {
-        const QString refusal = QStringLiteral("error: no vondPath set");
-        base::writeErrorLine(refusal.toUtf8());
-        return refusal;
+        const QString rejection = QStringLiteral("error: no vondPath set");
+        base::writeErrorLine(rejection.toUtf8());
+        return rejection;
     }
     // A folder passes, too: starting it then fails.
     if (!QFile::exists(vondPath)) {

@@ -1,7 +1,7 @@
 #include "tool/run.h"
 
 #include "base/debugline.h"
-#include "base/descriptorclaim.h"
+#include "base/descriptorreservation.h"
 #include "base/errorline.h"
 #include "tool/childprocess.h"
 #include "tool/markers.h"
@@ -42,7 +42,7 @@ bool startAndWait(ChildProcess *process,
         base::writeErrorLine("error: zero character in an argument, the tool is not started");
         return false;
     }
-    base::DescriptorClaim claim(descriptorsOfAStart);
+    base::DescriptorReservation claim(descriptorsOfAStart, base::lowestFreeDescriptor());
     if (!claim.isGranted()) {
         base::writeErrorLine("error: too few descriptors are left, the tool is not started");
         return false;

@@ -10,12 +10,12 @@ FOLDERS = [folder.name for folder in sorted((ROOT / "src").iterdir())]
 # What writes to a channel, and what takes a text along to where it is written.
 PRINTS = (r"\b(?:qDebug\(\)|q(?:Info|Warning|Critical|Fatal)\(|(?:std::)?(?:cerr|cout)\s*<<"
           r"|(?:debug|writeError)Line\(|fprintf\(|fputs\(|perror\()\s*(?:<<\s*)?")
-CARRIES = (r"\b(?:const char \*const text =|refusal = QStringLiteral\(|refuseClient\([^;\"]*,"
+CARRIES = (r"\b(?:const char \*const text =|rejection = QStringLiteral\(|rejectClient\([^;\"]*,"
            r"|announceSleeper\(registry,|translate\(\"QHttpServer\",)\s*")
 # Statements that print without a text of their own: values, and texts that came from elsewhere.
 ONLY_VALUES = {
     "announcement(address, typedPort)", "answer", "arguments", "details", "label << id", "line",
-    "listing", "plan.arguments", "refusal.toUtf8()", "registry->keys()", "surviving", "text",
+    "listing", "plan.arguments", "rejection.toUtf8()", "registry->keys()", "surviving", "text",
     "text << *reason", "text << reason->toStdString() << std::endl", "text << std::endl",
     "text << toolPath", "text << toolPath.toStdString()", "text << toolPath.toStdString() << std::endl",
 }

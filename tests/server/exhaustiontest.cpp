@@ -1,7 +1,7 @@
-#include "base/descriptorclaim.h"
+#include "base/descriptorreservation.h"
 #include "base/filedescriptor.h"
-#include "server/acceptpause.h"
-#include "server/clientclaim.h"
+#include "server/acceptbackoff.h"
+#include "server/clientreservation.h"
 #include "server/vondrequestthread.h"
 #include "server/vondserver.h"
 #include "tests/support/outputcatcher.h"
@@ -21,7 +21,7 @@
 
 namespace {
 
-using base::DescriptorClaim;
+using base::DescriptorReservation;
 
 // This process's limit on descriptors, for one block.
 class Limit
@@ -127,26 +127,28 @@ private Q_SLOTS:
     void claimsAreGrantedUntilTheyNoLongerFit()
     {
         const Limit lowered(roomFor(30));
-        std::vector<std::unique_ptr<DescriptorClaim>> claims;
+        std::vector<std::unique_ptr<DescriptorReservation>> claims;
         const auto room = static_cast<qint64>(roomFor(30)) - base::descriptorsOfTheService;
         for (qint64 i = 0; i < room / 10; ++i) {
-            claims.push_back(std::make_unique<DescriptorClaim>(10));
+            claims.push_back(
+                std::make_unique<DescriptorReservation>(10, base::lowestFreeDescriptor()));
             QVERIFY(claims.back()->isGranted());
         }
-        QVERIFY(!DescriptorClaim(10).isGranted());
-        QVERIFY(!DescriptorClaim(10).isGranted()); // a refusal takes nothing, and frees nothing
+        QVERIFY(!DescriptorReservation(10, base::lowestFreeDescriptor()).isGranted());
+        QVERIFY(!DescriptorReservation(10, base::lowestFreeDescriptor())
+                     .isGranted()); // a refusal takes nothing, and frees nothing
         claims.pop_back();
-        QVERIFY(DescriptorClaim(10).isGranted());
+        QVERIFY(DescriptorReservation(10, base::lowestFreeDescriptor()).isGranted());
     }
 
     void descriptorsThatNobodyClaimedCountByTheirNumber()
     {
         const Limit lowered(roomFor(10));
-        QVERIFY(DescriptorClaim(10).isGranted());
+        QVERIFY(DescriptorReservation(10, base::lowestFreeDescriptor()).isGranted());
         const int stray = ::dup(STDERR_FILENO);
-        QVERIFY(!DescriptorClaim(10).isGranted());
+        QVERIFY(!DescriptorReservation(10, base::lowestFreeDescriptor()).isGranted());
         ::close(stray);
-        QVERIFY(DescriptorClaim(10).isGranted());
+        QVERIFY(DescriptorReservation(10, base::lowestFreeDescriptor()).isGranted());
     }
 
     void aToolIsNotStartedWithTheLastDescriptors()
@@ -256,7 +258,7 @@ private Q_SLOTS:
             QVERIFY(next.takeResponse());
         }
         // And rests no more, ever again: a server that rests lets its clients wait.
-        const auto rests = [pause = server.findChild<AcceptPause *>()] {
+        const auto rests = [pause = server.findChild<AcceptBackoff *>()] {
             return !QAbstractEventDispatcher::instance()->registeredTimers(pause).isEmpty();
         };
         QTRY_VERIFY(!rests());

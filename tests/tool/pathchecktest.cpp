@@ -20,25 +20,25 @@ private Q_SLOTS:
 void PathCheckTest::noPathIsRefusedInTheSameWordsOnConsoleAndInTheAnswer()
 {
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    const auto refusal = tool::refuseBadPath(QString());
+    const auto rejection = tool::rejectBadPath(QString());
     QCOMPARE(errors.take(), QByteArray("error: no vondPath set\n"));
     QVERIFY(refusal);
-    QCOMPARE(*refusal, QStringLiteral("error: no vondPath set"));
+    QCOMPARE(*rejection, QStringLiteral("error: no vondPath set"));
 }
 
 void PathCheckTest::aMissingToolIsRefusedWithAColonInTheAnswerOnly()
 {
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    const auto refusal = tool::refuseBadPath(QStringLiteral("/no/v\u00f6nd"));
+    const auto rejection = tool::rejectBadPath(QStringLiteral("/no/v\u00f6nd"));
     QCOMPARE(errors.take(), QByteArray("error: no vond-exe not found/no/v\xc3\xb6nd\n"));
     QVERIFY(refusal);
-    QCOMPARE(*refusal, QStringLiteral("error: no vond-exe not found:/no/v\u00f6nd"));
+    QCOMPARE(*rejection, QStringLiteral("error: no vond-exe not found:/no/v\u00f6nd"));
 }
 
 void PathCheckTest::aMarkerInThePathIsNotFilled()
 {
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    const auto refusal = tool::refuseBadPath(QStringLiteral("/no/%1"));
+    const auto rejection = tool::rejectBadPath(QStringLiteral("/no/%1"));
     QCOMPARE(errors.take(), QByteArray("error: no vond-exe not found/no/%1\n"));
     QCOMPARE(refusal.value_or(QString()), QStringLiteral("error: no vond-exe not found:/no/%1"));
 }
@@ -48,14 +48,14 @@ void PathCheckTest::anExistingFilePassesInSilence()
     const OwnWorkFolder folder;
     makeFile(folder.filePath(QStringLiteral("vond")));
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    QVERIFY(!tool::refuseBadPath(folder.filePath(QStringLiteral("vond"))));
+    QVERIFY(!tool::rejectBadPath(folder.filePath(QStringLiteral("vond"))));
     QCOMPARE(errors.take(), QByteArray());
 }
 
 void PathCheckTest::anExistingFolderPassesToo()
 {
     const OwnWorkFolder folder;
-    QVERIFY(!tool::refuseBadPath(folder.path()));
+    QVERIFY(!tool::rejectBadPath(folder.path()));
 }
 
 QTEST_GUILESS_MAIN(PathCheckTest)

@@ -106,7 +106,7 @@ void QueriesTest::aFolderAsToolIsAnEmptyAnswer()
 
 void QueriesTest::withoutAToolTheAnswerIsTheRefusal()
 {
-    const QString refusal = QStringLiteral("error: no vondPath set");
+    const QString rejection = QStringLiteral("error: no vondPath set");
     OutputCatcher errors(OutputCatcher::Channel::Error);
     QCOMPARE(commands::version(QString()), refusal);
     QCOMPARE(commands::listconfigurations(QString()), refusal);

@@ -1,4 +1,4 @@
-#include "base/descriptorclaim.h"
+#include "base/descriptorreservation.h"
 
 #include <atomic>
 #include <limits>
@@ -14,7 +14,7 @@ namespace base {
 
 namespace {
 
-std::atomic<int> claimed{0};
+std::atomic<int> reserved{0};
 
 } // namespace
 
@@ -50,33 +50,33 @@ std::optional<int> lowestFreeDescriptor()
     return descriptor; // a system without that file tells nothing, and is trusted
 }
 
-DescriptorClaim::DescriptorClaim(int count, std::optional<int> lowest)
+DescriptorReservation::DescriptorReservation(int count, std::optional<int> lowestFree)
     : m_count(count)
 {
     // Entered first and looked at then: of two that come at once and do not both fit, none is let
     // in by mistake.
-    const int before = claimed.fetch_add(count);
+    const int before = reserved.fetch_add(count);
     const qint64 limit = descriptorLimit();
-    if (!lowest || !fits(limit, before, count) || !fits(limit, *lowest, count)) {
-        claimed.fetch_sub(count);
+    if (!lowestFree || !fits(limit, before, count) || !fits(limit, *lowestFree, count)) {
+        reserved.fetch_sub(count);
         m_count = 0;
     }
 }
 
-DescriptorClaim::~DescriptorClaim()
+DescriptorReservation::~DescriptorReservation()
 {
-    claimed.fetch_sub(m_count);
+    reserved.fetch_sub(m_count);
 }
 
-void DescriptorClaim::reduceTo(int count)
+void DescriptorReservation::reduceTo(int count)
 {
     if (m_count > count) {
-        claimed.fetch_sub(m_count - count);
+        reserved.fetch_sub(m_count - count);
         m_count = count;
     }
 }
 
-bool DescriptorClaim::isGranted() const
+bool DescriptorReservation::isGranted() const
 {
     return m_count > 0;
 }

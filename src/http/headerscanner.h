@@ -6,7 +6,7 @@ namespace http {
 // every line ends in CR LF, neither stands alone, no other control byte but a tab is let through,
 // no line begins with a blank (RFC 9112 sections 2.2, 5.2). So nothing that another program could
 // read as a second line, or as the end of the head, comes further than here.
-class HeadGuard
+class HeaderScanner
 {
 public:
     enum class Step

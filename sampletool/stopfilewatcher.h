@@ -9,14 +9,14 @@ namespace sample {
 
 // Watches for the stop file and for the signals that end a process, from a thread of its own. Must
 // be made before any other thread: the signals stay blocked in it and in all that follow.
-class StopWatch
+class StopFileWatcher
 {
 public:
     // The last resort runs in the watching thread when a stop is not obeyed in half a second.
-    StopWatch(std::string stopFile, std::function<void()> lastResort);
-    ~StopWatch();
-    StopWatch(const StopWatch &) = delete;
-    StopWatch &operator=(const StopWatch &) = delete;
+    StopFileWatcher(std::string stopFile, std::function<void()> lastResort);
+    ~StopFileWatcher();
+    StopFileWatcher(const StopFileWatcher &) = delete;
+    StopFileWatcher &operator=(const StopFileWatcher &) = delete;
 
     // Any thread may ask these.
     [[nodiscard]] bool stopped() const;
@@ -29,7 +29,7 @@ private:
 
     std::string m_stopFile; // empty: none
     std::function<void()> m_lastResort;
-    std::atomic<int> m_cause; // see stopwatch.cpp
+    std::atomic<int> m_cause; // see stopfilewatcher.cpp
     int m_signals = -1; // descriptor that receives the signals
     int m_end = -1; // descriptor that the destructor writes to
     std::thread m_thread;

@@ -1,4 +1,4 @@
-#include "sampletool/stopwatch.h"
+#include "sampletool/stopfilewatcher.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -7,7 +7,7 @@
 
 #include <atomic>
 
-class SampleStopWatchTest : public QObject
+class StopFileWatcherTest : public QObject
 {
     Q_OBJECT
 
@@ -33,36 +33,36 @@ constexpr int withinMs = 1000;
 
 } // namespace
 
-std::string SampleStopWatchTest::stopFile() const
+std::string StopFileWatcherTest::stopFile() const
 {
     return m_folder.filePath(QStringLiteral("stop.txt")).toStdString();
 }
 
-void SampleStopWatchTest::writeStopFile() const
+void StopFileWatcherTest::writeStopFile() const
 {
     QFile file(QString::fromStdString(stopFile()));
     QVERIFY(file.open(QIODevice::WriteOnly));
 }
 
-void SampleStopWatchTest::removeStopFile() const
+void StopFileWatcherTest::removeStopFile() const
 {
     QVERIFY(QFile::remove(QString::fromStdString(stopFile())));
 }
 
-void SampleStopWatchTest::withoutAStopFileNothingIsStopped()
+void StopFileWatcherTest::withoutAStopFileNothingIsStopped()
 {
     std::atomic<bool> called{false};
     {
-        const sample::StopWatch watch({}, [&called] { called = true; });
+        const sample::StopFileWatcher watch({}, [&called] { called = true; });
         QVERIFY(!watch.stopped());
         QCOMPARE(watch.reason(), std::string());
     }
     QVERIFY(!called);
 }
 
-void SampleStopWatchTest::theStopFileIsSeenSoon()
+void StopFileWatcherTest::theStopFileIsSeenSoon()
 {
-    const sample::StopWatch watch(stopFile(), [] {});
+    const sample::StopFileWatcher watch(stopFile(), [] {});
     QVERIFY(!watch.stopped());
     writeStopFile();
     QTRY_VERIFY_WITH_TIMEOUT(watch.stopped(), soonMs);
@@ -71,32 +71,32 @@ void SampleStopWatchTest::theStopFileIsSeenSoon()
     QVERIFY(watch.stopped());
 }
 
-void SampleStopWatchTest::aStopFileThatIsThereAlreadyIsSeenAtOnce()
+void StopFileWatcherTest::aStopFileThatIsThereAlreadyIsSeenAtOnce()
 {
     writeStopFile();
     {
-        const sample::StopWatch watch(stopFile(), [] {});
+        const sample::StopFileWatcher watch(stopFile(), [] {});
         QVERIFY(watch.stopped());
     }
     removeStopFile();
 }
 
-void SampleStopWatchTest::whoObeysInTimeIsSpared()
+void StopFileWatcherTest::whoObeysInTimeIsSpared()
 {
     std::atomic<bool> called{false};
     writeStopFile();
     {
-        const sample::StopWatch watch(stopFile(), [&called] { called = true; });
+        const sample::StopFileWatcher watch(stopFile(), [&called] { called = true; });
     }
     removeStopFile();
     QVERIFY(!called);
 }
 
-void SampleStopWatchTest::whoDoesNotObeyMeetsTheLastResort()
+void StopFileWatcherTest::whoDoesNotObeyMeetsTheLastResort()
 {
     std::atomic<bool> called{false};
     QElapsedTimer timer;
-    const sample::StopWatch watch(stopFile(), [&called] { called = true; });
+    const sample::StopFileWatcher watch(stopFile(), [&called] { called = true; });
     timer.start();
     writeStopFile();
     QTRY_VERIFY_WITH_TIMEOUT(called, withinMs);
@@ -104,5 +104,5 @@ void SampleStopWatchTest::whoDoesNotObeyMeetsTheLastResort()
     removeStopFile();
 }
 
-QTEST_GUILESS_MAIN(SampleStopWatchTest)
-#include "samplestopwatchtest.moc"
+QTEST_GUILESS_MAIN(StopFileWatcherTest)
+#include "stopfilewatchertest.moc"

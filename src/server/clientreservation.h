@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/descriptorclaim.h"
+#include "base/descriptorreservation.h"
 
 #include <QObject>
 
@@ -9,18 +9,18 @@
 // The descriptors that one connection may come to hold at once: its socket, its thread's wake-up,
 // and a file. Becomes a child of the connection's thread object, so that they are free again when
 // that has gone.
-class ClientClaim : public QObject
+class ClientReservation : public QObject
 {
 public:
     // Null when what is left would not do for the connection and a run of the tool: the client is
     // then to be refused, before a thread is made for it. `accepted` is its descriptor, which was
     // the lowest free one a moment ago.
-    [[nodiscard]] static std::unique_ptr<ClientClaim> make(qintptr accepted);
+    [[nodiscard]] static std::unique_ptr<ClientReservation> make(qintptr accepted);
 
 private:
-    explicit ClientClaim(int lowest);
+    explicit ClientReservation(int lowest);
 
-    base::DescriptorClaim m_claim;
+    base::DescriptorReservation m_claim;
 };
 
 namespace server {
@@ -29,6 +29,6 @@ constexpr int descriptorsOfAClient = 3;
 
 // Closes an accepted descriptor that no connection will own, and tells the operator, once a second
 // at the most. Main thread only.
-void refuseClient(qintptr descriptor, const char *reason);
+void rejectClient(qintptr descriptor, const char *reason);
 
 } // namespace server

@@ -1,4 +1,4 @@
-#include "server/clientclaim.h"
+#include "server/clientreservation.h"
 
 #include "base/errorline.h"
 #include "tool/childprocess.h"
@@ -11,23 +11,24 @@
 #include <unistd.h>
 #endif
 
-ClientClaim::ClientClaim(int lowest)
+ClientReservation::ClientReservation(int lowest)
     : m_claim(server::descriptorsOfAClient, lowest)
 {
 }
 
-std::unique_ptr<ClientClaim> ClientClaim::make(qintptr accepted)
+std::unique_ptr<ClientReservation> ClientReservation::make(qintptr accepted)
 {
     const int lowest = static_cast<int>(accepted);
-    std::unique_ptr<ClientClaim> client(
-        new ClientClaim(lowest)); // the constructor is nobody else's
-    const base::DescriptorClaim run(tool::descriptorsOfAStart, lowest + 1); // to see there is room
+    std::unique_ptr<ClientReservation> client(
+        new ClientReservation(lowest)); // make_unique cannot reach the private constructor
+    const base::DescriptorReservation run(tool::descriptorsOfAStart,
+                                          lowest + 1); // to see there is room
     return client->m_claim.isGranted() && run.isGranted() ? std::move(client) : nullptr;
 }
 
 namespace server {
 
-void refuseClient(qintptr descriptor, const char *reason)
+void rejectClient(qintptr descriptor, const char *reason)
 {
     constexpr int quietMs = 1000;
     static QDeadlineTimer quiet(0); // many are refused in a row, and a log is not to be flooded

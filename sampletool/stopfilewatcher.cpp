@@ -1,4 +1,4 @@
-#include "sampletool/stopwatch.h"
+#include "sampletool/stopfilewatcher.h"
 
 #include <array>
 #include <csignal>
@@ -31,7 +31,7 @@ sigset_t endingSignals()
 
 } // namespace
 
-StopWatch::StopWatch(std::string stopFile, std::function<void()> lastResort)
+StopFileWatcher::StopFileWatcher(std::string stopFile, std::function<void()> lastResort)
     : m_stopFile(std::move(stopFile))
     , m_lastResort(std::move(lastResort))
     , m_cause(notStopped)
@@ -41,10 +41,10 @@ StopWatch::StopWatch(std::string stopFile, std::function<void()> lastResort)
     m_signals = ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
     m_end = ::eventfd(0, EFD_CLOEXEC);
     lookForStopFile(); // a file that is there already stops at once
-    m_thread = std::thread(&StopWatch::watch, this);
+    m_thread = std::thread(&StopFileWatcher::watch, this);
 }
 
-StopWatch::~StopWatch()
+StopFileWatcher::~StopFileWatcher()
 {
     const std::uint64_t one = 1;
     (void)!::write(m_end, &one, sizeof one); // a fresh counter takes it always
@@ -53,12 +53,12 @@ StopWatch::~StopWatch()
     (void)::close(m_signals);
 }
 
-bool StopWatch::stopped() const
+bool StopFileWatcher::stopped() const
 {
     return m_cause != notStopped;
 }
 
-std::string StopWatch::reason() const
+std::string StopFileWatcher::reason() const
 {
     const int cause = m_cause;
     if (cause == notStopped) {
@@ -70,20 +70,20 @@ std::string StopWatch::reason() const
     return "The conversion was ended by signal " + std::to_string(cause) + '.';
 }
 
-void StopWatch::lookForStopFile()
+void StopFileWatcher::lookForStopFile()
 {
     if (!m_stopFile.empty() && ::access(m_stopFile.c_str(), F_OK) == 0) {
         m_cause = stopFileSeen;
     }
 }
 
-bool StopWatch::endsWithin(int milliseconds) const
+bool StopFileWatcher::endsWithin(int milliseconds) const
 {
     pollfd end = {m_end, POLLIN, 0};
     return ::poll(&end, 1, milliseconds) == 1;
 }
 
-void StopWatch::watch()
+void StopFileWatcher::watch()
 {
     const int timeout = m_stopFile.empty() ? -1 : lookEveryMs;
     while (!stopped()) {

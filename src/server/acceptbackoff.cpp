@@ -1,6 +1,6 @@
-#include "server/acceptpause.h"
+#include "server/acceptbackoff.h"
 
-#include "base/descriptorclaim.h"
+#include "base/descriptorreservation.h"
 
 #include <QAbstractEventDispatcher>
 #include <QTcpServer>
@@ -19,7 +19,7 @@ constexpr QAbstractSocket::SocketError nobodyWaits = QAbstractSocket::SocketTime
 
 } // namespace
 
-AcceptPause::AcceptPause(QTcpServer *server)
+AcceptBackoff::AcceptBackoff(QTcpServer *server)
     : QObject(server)
     , m_server(server)
 {
@@ -30,14 +30,14 @@ AcceptPause::AcceptPause(QTcpServer *server)
             Qt::DirectConnection);
 }
 
-void AcceptPause::handleAwake()
+void AcceptBackoff::handleAwake()
 {
     if (m_pause.isActive() || !m_server->isListening()) {
         return;
     }
-    // The first failure of a listening socket is the one that Qt remembers. Mostly that was finding
-    // nobody else waiting, which is no error: then the event loop turns and turns. When it was this
-    // one, Qt has stopped accepting for good, and stops again after each client that comes.
+    // Qt keeps the first error of a listening socket only. Mostly that is EAGAIN, after which an
+    // EMFILE goes unnoticed and the event loop spins. If EMFILE came first, Qt has paused for good,
+    // and pauses again after each client.
     if (!hasFailed()) {
         if (++m_turns < turnsBetweenLooks) {
             return;
@@ -51,7 +51,7 @@ void AcceptPause::handleAwake()
     m_pause.start(pauseMs, this);
 }
 
-void AcceptPause::timerEvent(QTimerEvent *)
+void AcceptBackoff::timerEvent(QTimerEvent *)
 {
     m_pause.stop();
     if (!hasFailed() || !listenAnew()) {
@@ -59,7 +59,7 @@ void AcceptPause::timerEvent(QTimerEvent *)
     }
 }
 
-bool AcceptPause::hasFailed() const
+bool AcceptBackoff::hasFailed() const
 {
     const QAbstractSocket::SocketError error = m_server->serverError();
     return error != QAbstractSocket::UnknownSocketError && error != nobodyWaits;
@@ -67,7 +67,7 @@ bool AcceptPause::hasFailed() const
 
 // Gives the server a fresh view of the socket that it listens on, without the failure that it would
 // remember for ever. The socket itself, with the clients that wait there, stays open meanwhile.
-bool AcceptPause::listenAnew()
+bool AcceptBackoff::listenAnew()
 {
 #ifdef Q_OS_UNIX
     const int copy = ::fcntl(static_cast<int>(m_server->socketDescriptor()), F_DUPFD_CLOEXEC, 0);

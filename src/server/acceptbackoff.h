@@ -8,12 +8,12 @@ class QTcpServer;
 // Lets a server rest while the process, or the system, has no descriptor left, and go on then.
 // Accepting fails while the client still waits, and Qt either tries again at once, for as long as
 // that lasts, on a whole processor core, or never. A child of the server, in its thread.
-class AcceptPause : public QObject
+class AcceptBackoff : public QObject
 {
     Q_OBJECT
 
 public:
-    explicit AcceptPause(QTcpServer *server);
+    explicit AcceptBackoff(QTcpServer *server);
 
 private Q_SLOTS:
     // Another turn of the event loop.

@@ -1,4 +1,4 @@
-#include "http/wire.h"
+#include "http/socketio.h"
 
 #include <QDeadlineTimer>
 #include <QTcpSocket>

@@ -11,12 +11,11 @@ namespace http {
 // gone. The calling thread blocks meanwhile; the socket is not read. A large body is not copied.
 void writeWhole(QTcpSocket *socket, const QByteArray &head, const QByteArray &body);
 
-// Takes up to `size` bytes that have come in, past the socket's buffer, which must be empty: it
-// would copy them. Returns how many; 0 when there are none now, or no more will come, or an error
-// tells so.
+// Reads up to `size` bytes past the socket's buffer, which must be empty; reading through it would
+// copy them. Returns how many; 0 if nothing is available, at end of input, or on error.
 [[nodiscard]] qint64 receive(QTcpSocket *socket, char *data, qint64 size);
 
-// Tells the client that no more will come; its bytes can still be read.
+// Sends the end of the output; input can still be read.
 void shutdownWriting(QTcpSocket *socket);
 
 // Whether the client ends the connection within the time. What it sends until then is thrown away.
