@@ -1,4 +1,4 @@
-"""What scripts/record-demo makes of a terminal's bytes, and the picture that is in the repository."""
+"""What docs/recording/record-demo makes of a terminal's bytes, and the picture that is in the repository."""
 
 import importlib.machinery
 import importlib.util
@@ -12,7 +12,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 PICTURE = ROOT / "docs/demo.svg"
 sys.dont_write_bytecode = True
 
-loader = importlib.machinery.SourceFileLoader("recorddemo", str(ROOT / "scripts/record-demo"))
+loader = importlib.machinery.SourceFileLoader("recorddemo", str(ROOT / "docs/recording/record-demo"))
 spec = importlib.util.spec_from_loader("recorddemo", loader)
 recorddemo = importlib.util.module_from_spec(spec)
 sys.modules["recorddemo"] = recorddemo

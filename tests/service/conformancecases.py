@@ -1,4 +1,4 @@
-"""The table of cases that scripts/conformance and the test of the same name send.
+"""The table of cases that scripts/try conformance and the test of the same name send.
 
 A case is what is sent, the section that rules it, and what must come of it in words: the statuses
 in order, then what has become of the connection ("open" when a further request on it is answered,

@@ -146,7 +146,7 @@ def write_document(path: str, outcomes: dict, others: dict, other_name: str) -> 
     lines = [
         "# How the HTTP layer behaves, beside nginx",
         "",
-        "Written by `scripts/conformance`, which sends each case over a raw socket to the built",
+        "Written by `scripts/try conformance`, which sends each case over a raw socket to the built",
         f"service and to {other_name}, and fails when a difference has no reason. The table of",
         "cases is `tests/service/conformancecases.py`; the quick tests hold the service's column.",
         "",

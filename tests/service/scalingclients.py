@@ -8,7 +8,7 @@ Each uploads a picture that nobody else has, has it converted, and follows that 
 connection until it reads the progress of its own picture. Every fifth then cancels and must be told
 so; the others fetch the result, which must be what TOOL makes of that picture. TOOL, run without the
 services, is the measure. The services' tool is the same, but works for a while first, says
-"Progress: 1% of FILE", and heeds the stop file (scripts/try-scaling has it).
+"Progress: 1% of FILE", and heeds the stop file (scripts/try scaling has it).
 """
 
 import argparse

@@ -1,5 +1,5 @@
 /**
- * The page in a real browser, behind the proxies as they are shipped. Run by scripts/try-console.
+ * The page in a real browser, behind the proxies as they are shipped. Run by scripts/try console.
  */
 
 import assert from 'node:assert/strict';

@@ -1,6 +1,6 @@
 /**
  * The picture at the top of README.md: a real conversion, compared in the page. Run by
- * scripts/record-console, which names the file to write.
+ * docs/recording/record-console, which names the file to write.
  */
 
 import { execFileSync } from 'node:child_process';

@@ -1,0 +1,78 @@
+# shellcheck shell=bash
+# What scripts/ and the programs beside this file share; sourced, not run. Enters the project's root
+# folder.
+
+cd -- "$(dirname -- "${BASH_SOURCE[0]}")/../.." || exit
+
+mkdir -p build # all that the commands make, logs too, lies there
+
+# Same sorting, file names and messages on every machine.
+export LC_ALL=C.UTF-8
+
+# build_preset PRESET [OPTION...]: configures and builds one preset; options go to "cmake --build".
+# With ccache at hand a second clone builds faster.
+build_preset() {
+    local preset=$1
+    shift
+    if command -v ccache >/dev/null; then
+        # Only looked at when a build folder is made: an existing one is not built anew for it.
+        export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER-ccache}
+    fi
+    local log=build/configure-$preset.log
+    cmake --preset "$preset" >"$log" 2>&1 || { cat "$log" >&2; return 1; }
+    cmake --build --preset "$preset" "$@"
+}
+
+# What was built through sudo goes to the owner of the sources, who could not build there otherwise.
+# Not what the throw-away machines are made of: the files in there have owners of their own.
+give_build_folder_back() {
+    if [[ $EUID -eq 0 && -n ${SUDO_UID-} && -d build ]]; then
+        find build -path 'build/try-*/*' -prune -o -exec chown --no-dereference --reference=. {} +
+    fi
+}
+
+# --- Processes on loopback ---------------------------------------------------------------------
+
+# A port that nobody listens on now. Whoever binds it has to be ready to find it taken after all.
+free_port() {
+    python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])'
+}
+
+# wait_for_port PORT PID: until something listens there; fails when the process ends before, or takes a minute.
+wait_for_port() {
+    local end=$((SECONDS + 60))
+    until (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null; do
+        kill -0 "$2" 2>/dev/null && ((SECONDS < end)) || return 1
+        sleep 0.05
+    done
+}
+
+# end_process PID: ends a child of this shell and waits for it. No PID: nothing to end.
+end_process() {
+    [[ -n ${1-} ]] || return 0
+    kill "$1" 2>/dev/null || true
+    wait "$1" 2>/dev/null || true
+}
+
+# --- A small Debian, from where this machine's apt gets its packages ----------------------------
+
+# Where apt of this machine gets Debian itself from: SITE CODENAME COMPONENT per line.
+# shellcheck disable=SC2016 # apt fills these in
+debian_sources() {
+    apt-get indextargets --format '$(SITE) $(CODENAME) $(COMPONENT)' \
+        'Identifier: Packages' 'Origin: Debian' | sort -u
+}
+
+# make_debian_root FOLDER LOG [PACKAGE,...]: makes it with these packages and the same sources.
+make_debian_root() {
+    local root=$1 log=$2 packages=${3-} site codename component
+    codename=$(. /etc/os-release && echo "$VERSION_CODENAME")
+    site=$(debian_sources | awk -v name="$codename" '$2 == name { print $1; exit }')
+    [[ -n $site ]] || { echo "apt of this machine knows no source of Debian $codename" >&2; return 1; }
+    echo "Making a Debian root (some minutes, once)"
+    debootstrap --variant=minbase ${packages:+"--include=$packages"} "$codename" "$root" "$site" \
+        >"$log" 2>&1 || { tail -n 20 "$log" >&2; echo "debootstrap failed" >&2; return 1; }
+    while read -r site codename component; do
+        echo "deb $site $codename $component"
+    done < <(debian_sources) >"$root/etc/apt/sources.list"
+}
