@@ -6,6 +6,7 @@
 
 #include <QFileInfo>
 #include <QJsonDocument>
+#include <QMap>
 #include <QVector>
 
 namespace commands {
@@ -38,9 +39,14 @@ QStringList survivingReturnKeys(const QStringList &keys, const QByteArray &stdEr
 
 QJsonObject returnFilesDict(const QStringList &keys)
 {
-    QJsonObject dict;
+    // Sorted first: the object moves all that comes behind a new member, so each goes to its end.
+    QMap<QString, QString> members;
     for (const QString &key : keys) {
-        dict.insert(QFileInfo(key).baseName(), key);
+        members.insert(QFileInfo(key).baseName(), key);
+    }
+    QJsonObject dict;
+    for (auto member = members.cbegin(); member != members.cend(); ++member) {
+        dict.insert(member.key(), member.value());
     }
     return dict;
 }

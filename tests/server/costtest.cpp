@@ -284,6 +284,13 @@ private:
             }
             return [names] { (void)commands::survivingReturnKeys(names, "Error: a\nError: a\n"); };
         }) << 1000;
+        QTest::newRow("names of files to return") << Maker([](int size) -> Work {
+            QStringList names;
+            for (int i = size; i > 0; --i) { // from behind, as above
+                names.append(QStringLiteral("name%1.tif").arg(1000000 + i));
+            }
+            return [names] { (void)commands::returnFilesDict(names); };
+        }) << 2000;
     }
 };
 
