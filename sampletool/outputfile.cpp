@@ -62,6 +62,16 @@ int renameToFreeName(const std::string &from, const std::string &to)
 
 } // namespace
 
+std::string nameThatHolds(const std::string &path, ColourSpace space)
+{
+    fs::path name(path);
+    if (space != ColourSpace::Cmyk
+        || formatOfSuffix(lowerCase(name.extension().string())) != Format::Png) {
+        return path;
+    }
+    return name.replace_extension(".tif").string(); // without loss, as PNG would be
+}
+
 std::variant<Format, Failure> formatFor(const std::string &path, ColourSpace space)
 {
     const std::string suffix = lowerCase(fs::path(path).extension().string());

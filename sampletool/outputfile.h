@@ -20,6 +20,10 @@ enum class Format
 // The format that an output's suffix asks for; a name without suffix asks for TIFF.
 [[nodiscard]] std::variant<Format, Failure> formatFor(const std::string &path, ColourSpace space);
 
+// The name to write under where the caller has left the name to the tool: another suffix where the
+// one asked for cannot hold the colours, photo.tif for photo.png in CMYK; else the same.
+[[nodiscard]] std::string nameThatHolds(const std::string &path, ColourSpace space);
+
 // photo.tif, photo_1.tif, photo_2.tif: the number goes before the last dot of the file name.
 [[nodiscard]] std::string numberedPath(const std::string &path, int number);
 

@@ -41,7 +41,11 @@ std::variant<Plan, Failure> planFor(const Convert &convert)
     }
     Plan plan{std::get<Recipe>(recipe), {}};
     for (const Task &task : convert.tasks) {
-        for (const std::string &path : task.outputs) {
+        for (const std::string &asked : task.outputs) {
+            // Whoever has names numbered reads the name from what the tool prints. Otherwise the
+            // file is expected under the name asked for, and must be what that says.
+            const std::string path =
+                convert.increment ? nameThatHolds(asked, plan.recipe.colourSpace) : asked;
             const auto format = formatFor(path, plan.recipe.colourSpace);
             if (const auto *const failure = std::get_if<Failure>(&format)) {
                 return *failure;

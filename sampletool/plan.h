@@ -14,7 +14,7 @@ namespace sample {
 struct PlannedOutput
 {
     std::string input;
-    std::string path; // as asked for; a number may be added to it
+    std::string path; // as asked for, but see nameThatHolds(); a number may be added to it
     Format format;
 };
 

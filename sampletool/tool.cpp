@@ -41,7 +41,8 @@ Details: DocumentColorSpace, DstProfile, PSLayersOption.
 
 Reads TIFF, JPEG and PNG: RGB, CMYK or gray, 8 or 16 bits per channel, the first page. A picture
 without a profile is taken as sRGB, or as the built-in CMYK. The output's suffix says what is
-written: .tif, .tiff, .jpg, .jpeg or .png. Without a suffix it is TIFF.)";
+written: .tif, .tiff, .jpg, .jpeg or .png. Without a suffix it is TIFF. PNG cannot hold CMYK: with
+--overwriteoutput=increment it becomes .tif, otherwise it is refused.)";
 
 // One case per outcome of the parser.
 class Runner

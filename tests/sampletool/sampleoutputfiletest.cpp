@@ -23,6 +23,8 @@ private Q_SLOTS:
     void theSuffixSaysTheFormat();
     void otherSuffixesAreRefused();
     void pngIsRefusedForCmyk();
+    void aNameThatCannotHoldTheColoursGetsAnotherSuffix_data();
+    void aNameThatCannotHoldTheColoursGetsAnotherSuffix();
     void aFreeNameIsTakenAsItIs();
     void takenNamesAreNumbered();
     void aFolderAndADanglingLinkCountAsTaken();
@@ -139,6 +141,35 @@ void SampleOutputFileTest::pngIsRefusedForCmyk()
              std::string("'/t/a.png' cannot be written: PNG cannot hold CMYK colours."));
     QVERIFY(
         std::holds_alternative<sample::Format>(sample::formatFor("/t/a.png", ColourSpace::Gray)));
+}
+
+void SampleOutputFileTest::aNameThatCannotHoldTheColoursGetsAnotherSuffix_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("cmyk");
+
+    QTest::newRow("png") << "/t/a.png"
+                         << "/t/a.tif";
+    QTest::newRow("capitals") << "/t/a.PNG"
+                              << "/t/a.tif";
+    QTest::newRow("dots before it") << "/t.png/a.b.png"
+                                    << "/t.png/a.b.tif";
+    QTest::newRow("jpg") << "/t/a.jpg"
+                         << "/t/a.jpg";
+    QTest::newRow("no suffix") << "/t.png/raw"
+                               << "/t.png/raw";
+    QTest::newRow("a suffix that is not written") << "/t/a.gif"
+                                                  << "/t/a.gif";
+}
+
+void SampleOutputFileTest::aNameThatCannotHoldTheColoursGetsAnotherSuffix()
+{
+    QFETCH(const QString, path);
+    QFETCH(const QString, cmyk);
+
+    QCOMPARE(sample::nameThatHolds(path.toStdString(), ColourSpace::Cmyk), cmyk.toStdString());
+    QCOMPARE(sample::nameThatHolds(path.toStdString(), ColourSpace::Rgb), path.toStdString());
+    QCOMPARE(sample::nameThatHolds(path.toStdString(), ColourSpace::Gray), path.toStdString());
 }
 
 void SampleOutputFileTest::aFreeNameIsTakenAsItIs()

@@ -17,6 +17,7 @@ private Q_SLOTS:
     void outputsKeepTheirInputs();
     void anUnknownConfigurationIsRefused();
     void oneBadOutputRefusesAll();
+    void cmykForPngBecomesTiffWhereNamesAreNumbered();
     void aProfileIsReadFromItsHeader_data();
     void aProfileIsReadFromItsHeader();
     void aProfileThatIsNotThereIsRefused();
@@ -113,6 +114,20 @@ void SamplePlanTest::oneBadOutputRefusesAll()
     convert.tasks[0].outputs.emplace_back("2.png");
     QCOMPARE(textOf(sample::planFor(convert)),
              std::string("'2.png' cannot be written: PNG cannot hold CMYK colours."));
+}
+
+void SamplePlanTest::cmykForPngBecomesTiffWhereNamesAreNumbered()
+{
+    sample::Convert convert = request("PressCMYK", "a.png");
+    convert.increment = true;
+    const auto plan = std::get<sample::Plan>(sample::planFor(convert));
+    QCOMPARE(plan.outputs[0].path, std::string("a.tif"));
+    QVERIFY(plan.outputs[0].format == sample::Format::Tiff);
+    QVERIFY(sample::errorText({"No.", {}}, convert).find("'a.png'") != std::string::npos);
+
+    convert.configuration = "sRGB";
+    QCOMPARE(std::get<sample::Plan>(sample::planFor(convert)).outputs[0].path,
+             std::string("a.png"));
 }
 
 void SamplePlanTest::aProfileIsReadFromItsHeader_data()

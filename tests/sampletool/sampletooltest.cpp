@@ -41,6 +41,8 @@ private Q_SLOTS:
     void severalInputsAreAllConverted();
     void theSuffixSaysTheFormat_data();
     void theSuffixSaysTheFormat();
+    void cmykForPngIsWrittenAsTiffWhereNamesAreNumbered();
+    void cmykForPngIsRefusedWhereTheNameIsFixed();
     void bracketsInANameAreNoOptions();
     void aProfileCanBeSentAlong();
     void qualityChangesTheSizeOfAJpeg();
@@ -162,10 +164,6 @@ void addBadOutputs()
         "sRGB",
         {goodInput, o, QStringLiteral("%T/o.gif")},
         "'%T/o.gif' cannot be written: '.gif' is none of .tif, .tiff, .jpg, .jpeg and .png.");
-    failureRow("CMYK as PNG",
-               "PressCMYK",
-               {goodInput, o, QStringLiteral("%T/o.png")},
-               "'%T/o.png' cannot be written: PNG cannot hold CMYK colours.");
 }
 
 void addBadOptions()
@@ -451,6 +449,30 @@ void SampleToolTest::theSuffixSaysTheFormat()
     const ToolRun run = runTool(convert("sRGB", {path("in.tif"), o, output}));
     QCOMPARE(run.exitCode, 0);
     QVERIFY(contentOf(output).startsWith(firstBytes));
+}
+
+void SampleToolTest::cmykForPngIsWrittenAsTiffWhereNamesAreNumbered()
+{
+    for (const char *const name : {"o.tif", "o_1.tif"}) {
+        const ToolRun run = runTool(convert("PressCMYK", {path("in.tif"), o, path("o.png")}));
+        QCOMPARE(run.err, QByteArray());
+        QCOMPARE(run.out, outputLine(path(name)));
+        QVERIFY(contentOf(path(name)).startsWith(QByteArray("II*\0", 4)));
+        QCOMPARE(pictures::read(path(name)).bands, 4);
+    }
+    QVERIFY(!QFile::exists(path("o.png")));
+}
+
+void SampleToolTest::cmykForPngIsRefusedWhereTheNameIsFixed()
+{
+    const ToolRun run = runTool(
+        {QStringLiteral("-c"), QStringLiteral("PressCMYK"), path("in.tif"), o, path("o.png")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.err,
+             "Error: '" + QFile::encodeName(path("o.png"))
+                 + "' cannot be written: PNG cannot hold CMYK colours. Not written: '"
+                 + QFile::encodeName(path("o.png")) + "'\n");
+    QCOMPARE(files(), QStringList{QStringLiteral("in.tif")});
 }
 
 void SampleToolTest::bracketsInANameAreNoOptions()

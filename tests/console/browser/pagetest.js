@@ -147,6 +147,19 @@ describe('converting', () => {
     await close(page);
   });
 
+  test('a result of another kind than the picture is saved under its own suffix', async () => {
+    const page = await open(nginx, { acceptDownloads: true });
+    await choose(page, 'PressCMYK');
+    await add(page, 'small.png');
+    await allIn(page, ['done']);
+    const [download] = await Promise.all([
+      page.waitForEvent('download'),
+      row(page, 0).getByRole('link', { name: 'Save' }).click(),
+    ]);
+    assert.equal(download.suggestedFilename(), 'small_PressCMYK.tif');
+    await close(page);
+  });
+
   test('ten at once: four run, the others wait, all end well', async () => {
     slow(1);
     const page = await open();
@@ -201,9 +214,10 @@ describe('converting', () => {
   test('a failing tool is heard in its own words', async () => {
     const page = await open();
     await choose(page, 'PressCMYK');
-    await add(page, 'small.png');
+    fs.writeFileSync(site.path('text.png'), 'no picture');
+    await add(page, 'text.png');
     await allIn(page, ['failed']);
-    assert.match(await message(page, 0), /PNG cannot hold CMYK colours/);
+    assert.match(await message(page, 0), /cannot be read as a TIFF, JPEG or PNG picture/);
     site.order('fail', '<b>No ink</b> left & no paper');
     await button(page, 0, 'Retry').click();
     await until(
