@@ -4,13 +4,14 @@
 The standard library only. Usable as a module, too:
 
     client = Client("http://127.0.0.1:8080")
-    content = client.convert(pathlib.Path("photo.jpg"), "PressCMYK", print)
+    name, content = client.convert(pathlib.Path("picture.jpg"), "PressCMYK", print)
 """
 
 import argparse
 import base64
 import concurrent.futures
 import json
+import os
 import pathlib
 import re
 import sys
@@ -22,6 +23,11 @@ import uuid
 
 class ConversionFailed(Exception):
     """The tool's own words, where it had any."""
+
+
+def may_be_name(answer: str) -> bool:
+    """Whether it is worth asking for a file of this name. A proxy would refuse what is none."""
+    return 0 < len(answer) <= 255 and not re.search(r"[/\\\x00-\x1f\x7f]", answer)
 
 
 class Client:
@@ -48,8 +54,9 @@ class Client:
     def cancel(self, job: str) -> None:
         self.ask("/cancelConversion/" + job)
 
-    def convert(self, image: pathlib.Path, configuration: str, on_progress=lambda percent: None) -> bytes:
-        """The result's content. Raises ConversionFailed; KeyboardInterrupt cancels."""
+    def convert(self, image: pathlib.Path, configuration: str,
+                on_progress=lambda percent: None) -> tuple[str, bytes]:
+        """The result's name and content. Raises ConversionFailed; KeyboardInterrupt cancels."""
         # Also the cancel ID and the name of the upload. A new name each time: an upload replaces a
         # file of the same name, and what an earlier conversion left could be taken for our result.
         job = str(uuid.uuid4())
@@ -72,13 +79,21 @@ class Client:
                 raise
             name = conversion.result().decode()
 
-        # The answer is the result's name or what went wrong. Only fetching tells which.
-        try:
-            content = self.ask("/getConversionResult/" + urllib.parse.quote(name, safe=""))
-        except urllib.error.HTTPError:
-            content = b""
+        return name, self.fetch(name)
+
+    def fetch(self, answer: str) -> bytes:
+        """The content of the result that "/convert" answered with. Its answer is a name or what went
+        wrong, and only fetching tells which. A refusal that has nothing to do with the name is an
+        HTTPError."""
+        content = b""
+        if may_be_name(answer):
+            try:
+                content = self.ask("/getConversionResult/" + urllib.parse.quote(answer, safe=""))
+            except urllib.error.HTTPError as refusal:
+                if refusal.code not in (400, 404, 414):
+                    raise
         if not content:
-            raise ConversionFailed(name or "the tool failed without a word")
+            raise ConversionFailed(answer.strip() or "the tool failed without a word")
         return content
 
 
@@ -88,7 +103,10 @@ def show_bar(percent: int) -> None:
 
 
 def main() -> int:
-    parser = argparse.ArgumentParser(description="Converts one image through vondServer. Ctrl-C cancels.")
+    parser = argparse.ArgumentParser(
+        description="Converts one image through vondServer. Ctrl-C cancels.",
+        epilog="Exit status: 0 done; 1 failed, or nobody answers; 2 wrong usage, or the image cannot be "
+               "read; 130 cancelled.")
     parser.add_argument("-s", dest="url", default="http://127.0.0.1:8080", help="where the service is")
     parser.add_argument("-c", dest="configuration", default="PressCMYK", help="what to convert with")
     parser.add_argument("-u", dest="user", default="", help="NAME:PASSWORD, for a proxy that asks for it")
@@ -96,10 +114,14 @@ def main() -> int:
     parser.add_argument("result", type=pathlib.Path, nargs="?", help="where the result goes; beside the image if not given")
     options = parser.parse_args()
     image = options.image
-    result = options.result or image.with_name(
-        f"{image.stem}_{options.configuration.replace('/', '-')}{image.suffix}")
+    if not image.is_file() or not os.access(image, os.R_OK):
+        parser.error(f"cannot read {image}")
     try:
-        result.write_bytes(Client(options.url, options.user).convert(image, options.configuration, show_bar))
+        name, content = Client(options.url, options.user).convert(image, options.configuration, show_bar)
+        # With the suffix of what came: the tool may have chosen another format than the image's.
+        result = options.result or image.with_name(
+            f"{image.stem}_{options.configuration.replace('/', '-')}{pathlib.PurePath(name).suffix}")
+        result.write_bytes(content)
     except KeyboardInterrupt:
         print("\nconvert.py: cancelled", file=sys.stderr)
         return 130

@@ -11,7 +11,8 @@ Usage: convert.sh [OPTION...] IMAGE [RESULT]
   -u NAME:PASSWORD   for a proxy that asks for it
 
 Without RESULT the result goes beside IMAGE, with the configuration in its name.
-Exit status: 0 done, 1 failed, 2 wrong usage, 130 cancelled.
+Exit status: 0 done; 1 failed, or nobody answers; 2 wrong usage, or IMAGE cannot be read;
+130 cancelled with Ctrl-C.
 END_OF_TEXT
 }
 
@@ -35,7 +36,7 @@ image=$1
 file=${image##*/}
 suffix=''
 [[ ! $file =~ \.[A-Za-z0-9]+$ ]] || suffix=${BASH_REMATCH[0]}
-result=${2:-${image%"$suffix"}_${configuration//\//-}$suffix}
+stem=${image%"$suffix"}
 
 # The job's ID is also its cancel ID and the name of the upload. That name must be new: an upload
 # replaces a file of the same name, and a result that is left over from before could be taken for
@@ -50,6 +51,11 @@ cancelled=no
 
 ask() {
     "${curl[@]}" "$@"
+}
+
+fail() {
+    printf 'convert.sh: %s\n' "$1" >&2
+    exit 1
 }
 
 clean_up() {
@@ -77,7 +83,8 @@ json_text() {
     printf '"%s"' "${text//\"/\\\"}"
 }
 
-ask --output "$folder/ignored" --request POST --upload-file "$image" "$url/upload/$job$suffix"
+ask --output "$folder/ignored" --request POST --upload-file "$image" "$url/upload/$job$suffix" \
+    || fail "the upload was not taken"
 
 printf '{"fileName": "%s", "reqestID": "%s", "cancelID": "%s", "configuration": %s}' \
     "$job$suffix" "$job" "$job" "$(json_text "$configuration")" >"$folder/request" # spelt so
@@ -100,19 +107,26 @@ if [[ $cancelled == yes ]]; then
     echo "convert.sh: cancelled" >&2
     exit 130
 fi
-((status == 0)) || { echo "convert.sh: the conversion was not answered" >&2; exit 1; }
+((status == 0)) || fail "the conversion was not answered"
 
-# The answer is the result's name or what went wrong. Only fetching tells which.
+# The answer is the result's name or what went wrong. What cannot be a name is not asked for: a
+# proxy would refuse it. For the rest only fetching tells.
 answer=$(<"$folder/answer")
+words=${answer:-the tool failed without a word}
+[[ -n $answer && ${#answer} -le 255 && ! $answer =~ [/\\[:cntrl:]] ]] || fail "$words"
 if [[ $answer =~ ^[A-Za-z0-9._-]+$ ]]; then
     name=$answer
 else
     name=$(printf '%s' "$answer" | od -An -v -tx1 | tr -d '\n' | tr ' ' %)
 fi
-ask --output "$folder/result" "$url/getConversionResult/$name" 2>/dev/null || true
-if [[ ! -s $folder/result ]]; then
-    echo "convert.sh: ${answer:-the tool failed without a word}" >&2
-    exit 1
-fi
-mv -- "$folder/result" "$result"
+code=$(ask --output "$folder/result" --write-out '%{http_code}' "$url/getConversionResult/$name" 2>/dev/null) || true
+case $code in
+    200) [[ -s $folder/result ]] || fail "$words" ;;
+    400 | 404 | 414) fail "$words" ;; # no name after all
+    *) fail "$answer could not be fetched: status $code" ;;
+esac
+# With the suffix of what came: the tool may have chosen another format than the image's.
+[[ $answer =~ \.[A-Za-z0-9]+$ ]] && suffix=${BASH_REMATCH[0]} || suffix=''
+result=${2:-${stem}_${configuration//\//-}$suffix}
+mv -- "$folder/result" "$result" || exit 1
 echo "$result"

@@ -21,6 +21,33 @@ int percentIn(const QString &progress)
     return percent;
 }
 
+// Whether it is worth asking for a file of this name. A proxy would refuse what is none.
+bool mayBeName(const QString &answer)
+{
+    static const QRegularExpression impossible(QStringLiteral("[/\\\\\\x00-\\x1f\\x7f]"));
+    return !answer.isEmpty() && answer.size() <= 255 && !answer.contains(impossible);
+}
+
+// Zero when there was no answer.
+int statusOf(const QNetworkReply *reply)
+{
+    return reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+}
+
+// Whether it was refused because of the name: there is no such result.
+bool isNoName(const QNetworkReply *reply)
+{
+    const int status = statusOf(reply);
+    return status == 400 || status == 404 || status == 414;
+}
+
+QString reasonOf(const QNetworkReply *reply)
+{
+    const int status = statusOf(reply);
+    return status == 0 ? reply->errorString()
+                       : QStringLiteral("refused with status %1").arg(status);
+}
+
 QString onlyPlain(const QString &suffix)
 {
     static const QRegularExpression plain(QStringLiteral("^\\.[A-Za-z0-9]+$"));
@@ -51,7 +78,7 @@ void Conversion::start(const QByteArray &image, const QString &suffix, const QSt
         if (reply->error() == QNetworkReply::NoError) {
             convert();
         } else {
-            Q_EMIT failed(reply->errorString());
+            Q_EMIT failed(reasonOf(reply));
         }
     });
 }
@@ -94,22 +121,30 @@ void Conversion::takeAnswer(QNetworkReply *reply)
     if (m_cancelling) {
         Q_EMIT cancelled();
     } else if (reply->error() != QNetworkReply::NoError) {
-        Q_EMIT failed(reply->errorString());
+        Q_EMIT failed(reasonOf(reply));
     } else {
         fetch(QString::fromUtf8(reply->readAll()));
     }
 }
 
 // The answer is the result's name or what went wrong. Only fetching tells which.
-void Conversion::fetch(const QString &name)
+void Conversion::fetch(const QString &answer)
 {
-    QNetworkReply *const reply = get(QStringLiteral("/getConversionResult/") + name);
-    connect(reply, &QNetworkReply::finished, this, [this, reply, name] {
-        const QByteArray result = reply->readAll();
-        if (reply->error() == QNetworkReply::NoError && !result.isEmpty()) {
-            Q_EMIT done(result);
+    const QString words =
+        answer.isEmpty() ? QStringLiteral("the tool failed without a word") : answer;
+    if (!mayBeName(answer)) {
+        Q_EMIT failed(words);
+        return;
+    }
+    QNetworkReply *const reply = get(QStringLiteral("/getConversionResult/") + answer);
+    connect(reply, &QNetworkReply::finished, this, [this, reply, words] {
+        const QByteArray content = reply->readAll();
+        if (reply->error() == QNetworkReply::NoError && !content.isEmpty()) {
+            Q_EMIT done(content);
+        } else if (reply->error() == QNetworkReply::NoError || isNoName(reply)) {
+            Q_EMIT failed(words);
         } else {
-            Q_EMIT failed(name.isEmpty() ? QStringLiteral("the tool failed without a word") : name);
+            Q_EMIT failed(reasonOf(reply));
         }
     });
 }

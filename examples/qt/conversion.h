@@ -36,7 +36,7 @@ private:
     void convert();
     void poll();
     void takeAnswer(QNetworkReply *reply);
-    void fetch(const QString &name);
+    void fetch(const QString &answer);
 
     QUrl m_service;
     QNetworkAccessManager m_network;

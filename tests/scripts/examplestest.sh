@@ -5,13 +5,13 @@ here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 # shellcheck source=tests/scripts/expect.sh
 source "$here/expect.sh"
 readonly service=$1 sample_tool=$2 qt_example=$3 examples=$here/../../examples
-for program in curl python3; do
+for program in curl python3 node esbuild vips vipsheader; do
     command -v "$program" >/dev/null || skip "$program is not installed (scripts/install-dependencies)"
 done
 
 place=$(mktemp -d /tmp/vond-examples-test.XXXXXX)
-service_pid=''
-trap '[[ -z $service_pid ]] || kill -- "-$service_pid"; wait; rm -rf "$place"' EXIT
+service_pid='' proxy_pid=''
+trap '[[ -z $service_pid ]] || kill -- "-$service_pid"; [[ -z $proxy_pid ]] || kill "$proxy_pid"; wait; rm -rf "$place"' EXIT
 mkdir "$place/work"
 readonly picture="$place/a picture.v1.jpg"
 cp "$examples/images/demo.jpg" "$picture"
@@ -49,18 +49,68 @@ start_service() {
     exit 1
 }
 
-# client NAME CONFIGURATION IMAGE RESULT: becomes the example, in a process group as at a terminal
+# As a Node.js reads it that knows no TypeScript.
+esbuild "$examples/convert.ts" --platform=node --format=cjs --outfile="$place/convert.cjs" \
+    --log-level=warning || exit 1
+
+# A proxy that takes everything, and answers fetching with a page and the status in $place/status.
+cat >"$place/proxy.py" <<'END_OF_PROXY'
+import http.server
+import pathlib
+import sys
+
+place = pathlib.Path(sys.argv[1])
+
+
+class Proxy(http.server.BaseHTTPRequestHandler):
+    def answer(self):
+        self.rfile.read(int(self.headers.get("Content-Length", 0)))
+        with open(place / "asked", "a") as asked:
+            print(self.path, file=asked)
+        refuses = self.path.startswith((place / "refused").read_text())
+        status = int((place / "status").read_text()) if refuses else 200
+        body = (place / "answer").read_bytes() if self.path == "/convert" else b""
+        self.send_response(status)
+        self.end_headers()
+        self.wfile.write(b"<html>A page</html>" if refuses else body)
+
+    do_GET = do_POST = answer
+
+    def log_message(self, *arguments):
+        pass
+
+
+server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Proxy)
+server.handle_error = lambda *arguments: None  # a client may go before the page's end
+print(server.server_port, flush=True)
+server.serve_forever()
+END_OF_PROXY
+
+# Sets proxy, its address.
+start_proxy() {
+    python3 -B "$place/proxy.py" "$place" >"$place/proxy-port" &
+    proxy_pid=$!
+    until [[ -s $place/proxy-port ]]; do
+        kill -0 "$proxy_pid" || exit 1
+        sleep 0.02
+    done
+    proxy=http://127.0.0.1:$(<"$place/proxy-port")
+}
+
+# client NAME CONFIGURATION IMAGE RESULT: becomes the example, in a process group as at a terminal.
+# Without a RESULT the example finds a name itself; the compiled one does not.
 client() {
     local -a command
     case $1 in
-        convert.sh) command=("$examples/convert.sh" -s "$address" -c "$2" "$3" "$4") ;;
-        convert.py) command=("$examples/convert.py" -s "$address" -c "$2" "$3" "$4") ;;
+        convert.sh) command=("$examples/convert.sh" -s "$address" -c "$2" "${@:3}") ;;
+        convert.py) command=("$examples/convert.py" -s "$address" -c "$2" "${@:3}") ;;
+        convert.ts) command=(node "$place/convert.cjs" -s "$address" -c "$2" "${@:3}") ;;
         convert-qt) command=("$qt_example" "$address" "$2" "$3" "$4") ;;
     esac
     exec setsid env --default-signal=INT PYTHONDONTWRITEBYTECODE=1 "${command[@]}" >"$place/said" 2>&1
 }
 
-readonly clients=(convert.sh convert.py convert-qt)
+readonly clients=(convert.sh convert.py convert.ts convert-qt)
 
 each_example_converts_an_image() {
     local name
@@ -114,13 +164,97 @@ each_example_tells_that_nobody_is_there() {
     local name address=http://127.0.0.1:9 # nothing listens there
     for name in "${clients[@]}"; do
         (client "$name" PressCMYK "$picture" "$place/none.jpg")
-        [[ $? -ne 0 && -s $place/said ]] || fail "$name took nothing for a service"
+        expect "status of $name" $? 1
+        [[ -s $place/said ]] || fail "$name says nothing"
     done
 }
 
+each_example_names_its_result_after_what_came() {
+    local name
+    vips resize "$picture" "$place/a picture.png" 0.05
+    for name in convert.sh convert.py convert.ts; do
+        rm -f "$place/a picture_PressCMYK."*
+        (client "$name" PressCMYK "$place/a picture.png")
+        expect "status of $name" $? 0
+        expect_part "words of $name" "$(<"$place/said")" "$place/a picture_PressCMYK.tif"
+        expect "what $name left" "$(vipsheader -f vips-loader "$place/a picture_PressCMYK.tif" 2>&1)" tiffload
+    done
+}
+
+# through_proxy NAME ANSWER REFUSED STATUS: the example, where the conversion gives ANSWER, and the
+# proxy has a page with STATUS for what begins with REFUSED
+through_proxy() {
+    printf '%s' "$2" >"$place/answer"
+    printf '%s' "$3" >"$place/refused"
+    printf '%s' "$4" >"$place/status"
+    : >"$place/asked"
+    local address=$proxy
+    (client "$1" PressCMYK "$place/proxy.py" "$place/none.jpg")
+}
+
+no_example_takes_a_proxys_page_for_a_result() {
+    local name status
+    for name in "${clients[@]}"; do
+        for status in 401 503; do
+            through_proxy "$name" result.jpg /getConversionResult/ "$status"
+            expect "status of $name" $? 1
+            expect_part "words of $name" "$(<"$place/said")" "$status"
+        done
+        for status in 400 404; do # there is no such name, so it was an explanation
+            through_proxy "$name" "No ink left." /getConversionResult/ "$status"
+            expect "status of $name" $? 1
+            expect_part "words of $name" "$(<"$place/said")" "No ink left."
+        done
+        through_proxy "$name" result.jpg /upload/ 413
+        expect "status of $name" $? 1
+        expect "what $name asked for then" "$(grep -c convert "$place/asked")" 0
+        [[ ! -e $place/none.jpg ]] || fail "$name left a result"
+    done
+}
+
+no_example_asks_for_what_cannot_be_a_name() {
+    local name words
+    for name in "${clients[@]}"; do
+        for words in "The input '/tmp/a.jpg' is not a file." $'Two lines\nof words' "C:\\a.jpg" "$(printf '%0300d' 7)"; do
+            through_proxy "$name" "$words" /getConversionResult/ 400
+            expect "status of $name" $? 1
+            expect_part "words of $name" "$(<"$place/said")" "$words"
+            expect "what $name fetched" "$(grep /getConversionResult/ "$place/asked")" ""
+        done
+    done
+}
+
+a_wrong_call_ends_with_two() {
+    local name
+    for name in convert.sh convert.py "node $place/convert.cjs"; do
+        [[ $name == node* ]] || name=$examples/$name
+        # shellcheck disable=SC2086 # two words
+        $name >/dev/null 2>&1
+        expect "$name without an image" $? 2
+        $name --nonsense "$picture" >/dev/null 2>&1
+        expect "$name with an unknown option" $? 2
+        $name "$place/nowhere.jpg" >/dev/null 2>&1
+        expect "$name without that image" $? 2
+        $name -h >"$place/said" 2>&1
+        expect "$name -h" $? 0
+        expect_part "help of $name" "$(tr -s ' \n' ' ' <"$place/said")" \
+            "Exit status: 0 done; 1 failed, or nobody answers; 2 wrong usage, or"
+        expect_part "help of $name" "$(tr -s ' \n' ' ' <"$place/said")" "130 cancelled"
+    done
+    "$qt_example" >/dev/null 2>&1
+    expect "the compiled one without arguments" $? 2
+    "$qt_example" "$address" PressCMYK "$place/nowhere.jpg" "$place/none.jpg" >/dev/null 2>&1
+    expect "the compiled one without that image" $? 2
+}
+
 start_service
+start_proxy
 run_tests \
     each_example_converts_an_image \
     each_example_tells_why_a_conversion_failed \
     each_example_cancels_when_it_is_interrupted \
-    each_example_tells_that_nobody_is_there
+    each_example_tells_that_nobody_is_there \
+    each_example_names_its_result_after_what_came \
+    no_example_takes_a_proxys_page_for_a_result \
+    no_example_asks_for_what_cannot_be_a_name \
+    a_wrong_call_ends_with_two
