@@ -24,12 +24,14 @@ struct Example
 const QString runBlock = QStringLiteral("```sh");
 const QString quietBlock = QStringLiteral("```sh not-run");
 const QString outputBlock = QStringLiteral("```text");
+const QString recipeBlock = QStringLiteral("```ts"); // compiled and run by scripts/openapi
 const QString blockEnd = QStringLiteral("```");
 
 std::vector<Example> examplesIn(const QStringList &lines)
 {
     std::vector<Example> examples;
     QString heading;
+    QString recipe; // not looked at here
     QString *block = nullptr; // the one that the lines belong to
     for (int i = 0; i < lines.size(); ++i) {
         const QString &line = lines.at(i);
@@ -45,6 +47,8 @@ std::vector<Example> examplesIn(const QStringList &lines)
             example.isRun = line == runBlock;
             examples.push_back(example);
             block = &examples.back().commands;
+        } else if (line == recipeBlock) {
+            block = &recipe;
         } else if (line == outputBlock) {
             if (examples.empty() || examples.back().hasOutput) {
                 qFatal("line %d: an output without an example", i + 1);
