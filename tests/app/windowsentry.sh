@@ -21,7 +21,7 @@ fail() {
 
 compile() {
     command -v "$compiler" >/dev/null \
-        || skip "$compiler is not installed (scripts/install-dependencies ops)"
+        || skip "$compiler is not installed (scripts/install-dependencies windows)"
     local -a strict=(-std=c++17 -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
         -Wold-style-cast -Werror -I "$sources/src")
     rm -rf "$work"

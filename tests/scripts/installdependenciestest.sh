@@ -21,19 +21,41 @@ fake() {
 # shellcheck disable=SC2016 # the programs written here expand it, not this one
 {
 # Everything asked for is installed, except what $LACKING names (as a pattern).
-fake dpkg-query 'for name in "${@:3}"; do [[ $name == ${LACKING-} ]] || echo "$name ii "; done'
-fake apt-get 'echo "$DEBIAN_FRONTEND apt-get ${*: -1} of $#" >>"$CALLS"
+fake dpkg-query 'for name in "${@:3}"; do [[ $name == ${LACKING-} ]] || echo "${name%:*} ${name#*:} ii "; done'
+# An installation brings services, which it starts unless the policy forbids it.
+fake apt-get 'if [[ $1 == --simulate ]]; then
+    echo "Inst ${*: -1} (1.0 Debian:12 [amd64])"
+    [[ -z ${UPGRADES-} ]] || echo "Inst $UPGRADES [1.0] (1.1 Debian:12 [amd64])"
+    exit
+fi
+echo "${DEBIAN_FRONTEND-} apt-get ${*: -1} of $#" >>"$CALLS"
+if [[ -n ${BRINGS-} && " $* " == *" install "* ]]; then
+    ln -s /lib/$BRINGS.service "$DPKG_ROOT/etc/systemd/system/multi-user.target.wants/$BRINGS.service"
+    ln -s /lib/$BRINGS.socket "$DPKG_ROOT/etc/systemd/user/sockets.target.wants/$BRINGS.socket"
+    ln -s ../init.d/$BRINGS "$DPKG_ROOT/etc/rc3.d/S01$BRINGS"
+    for asked in "$BRINGS.service start" "--quiet $BRINGS start" "running.service restart"; do
+        "$DPKG_ROOT/usr/sbin/policy-rc.d" $asked && echo "started: $asked" >>"$CALLS"
+    done
+fi
 [[ " $* " != *" ${APT_FAILS-nothing} "* ]]'
+fake deb-systemd-helper 'echo "deb-systemd-helper $*" >>"$CALLS"'
+fake update-rc.d 'echo "update-rc.d $*" >>"$CALLS"'
+fake systemctl '[[ $1 == stop ]] && echo "systemctl $*" >>"$CALLS"
+[[ ${*: -1} == running.service ]]'
 fake sudo '[[ ${SUDO-} == allowed ]] || exit 1
 [[ $1 == env ]] && echo "sudo" >>"$CALLS"
 [[ $1 == -* ]] || exec "$@"'
 }
 
-# run USER [NAME=VALUE...] -- [GROUP...]: sets status, output (both channels) and calls.
+# run USER [NAME=VALUE...] -- [ARGUMENT...]: sets status, output (both channels) and calls.
 run() {
     local user=$1
     shift
-    local -a as=() settings=("PATH=$place/bin:$PATH" "CALLS=$place/calls")
+    local -a as=() settings=("PATH=$place/bin:$PATH" "CALLS=$place/calls" "DPKG_ROOT=$place/root")
+    rm -rf "$place/root"
+    mkdir -p "$place"/root/{usr/sbin,etc/rc3.d,etc/systemd/{system/multi-user,user/sockets}.target.wants}
+    ln -s /lib/old.service "$place/root/etc/systemd/system/multi-user.target.wants/"
+    chmod -R go+w "$place/root"
     if [[ $user == nobody && $EUID -eq 0 ]]; then
         as=(setpriv --reuid=65534 --regid=65534 --clear-groups)
     fi
@@ -49,7 +71,7 @@ run() {
 }
 
 nothing_missing_installs_nothing() {
-    run nobody SUDO=allowed -- build demo test bench ops
+    run nobody SUDO=allowed -- build demo test bench package lintian proxies
     expect "exit status" "$status" 0
     expect "output" "$output" ""
     expect "package system" "$calls" ""
@@ -73,7 +95,7 @@ root_needs_no_sudo() {
     [[ $calls != *sudo* ]] || fail "sudo was called: $calls"
 }
 
-groups_are_kept_apart() {
+sets_are_kept_apart() {
     run nobody SUDO=allowed 'LACKING=*' -- demo
     expect "output" "$output" "Installing curl liblcms2-utils libvips-tools"
 }
@@ -81,7 +103,7 @@ groups_are_kept_apart() {
 without_rights_it_says_what_to_do() {
     run nobody LACKING=shellcheck --
     expect "exit status" "$status" 1
-    expect_part "advice" "$output" "please run as root: apt-get install shellcheck"
+    expect_part "advice" "$output" "please run as root: apt-get install --no-install-recommends shellcheck"
     expect "package system" "$calls" ""
 }
 
@@ -97,10 +119,53 @@ a_failed_installation_is_told() {
     expect_part "message" "$output" "apt-get could not install: shellcheck"
 }
 
-an_unknown_group_is_refused() {
+an_unknown_set_is_refused() {
     run nobody SUDO=allowed 'LACKING=*' -- build tests
     expect "exit status" "$status" 1
-    expect_part "message" "$output" "there is no group 'tests'"
+    expect_part "message" "$output" "there is no set 'tests'"
+    expect "package system" "$calls" ""
+}
+
+a_package_of_another_architecture_is_one_of_its_own() {
+    run nobody SUDO=allowed LACKING=libvips-dev:arm64 -- arm64
+    expect "output" "$output" "Installing libvips-dev:arm64"
+}
+
+services_are_neither_started_nor_enabled() {
+    run nobody SUDO=allowed LACKING=nginx BRINGS=nginx -- proxies
+    expect "exit status" "$status" 0
+    # What ran before may be started anew.
+    expect "services" "$(grep -v apt-get "$place/calls" | grep -v '^sudo$' | sort)" \
+"deb-systemd-helper --user disable nginx.socket
+deb-systemd-helper disable nginx.service
+started: running.service restart$([[ ! -d /run/systemd/system ]] || printf '\nsystemctl stop nginx.service')
+update-rc.d nginx disable"
+    [[ ! -e $place/root/usr/sbin/policy-rc.d ]] || fail "the policy is still there"
+}
+
+a_failed_installation_leaves_no_service_either() {
+    run nobody SUDO=allowed LACKING=nginx BRINGS=nginx APT_FAILS=install -- proxies
+    expect "exit status" "$status" 1
+    expect_part "disabled" "$calls" "deb-systemd-helper disable nginx.service"
+    [[ ! -e $place/root/usr/sbin/policy-rc.d ]] || fail "the policy is still there"
+}
+
+upgrades_are_named() {
+    run nobody SUDO=allowed LACKING=shellcheck UPGRADES=libc6 --
+    expect "exit status" "$status" 0
+    expect_part "output" "$output" "Upgrading, because what is missing depends on it: libc6"
+}
+
+upgrades_can_be_refused() {
+    run nobody SUDO=allowed LACKING=shellcheck UPGRADES=libc6 -- --no-upgrade
+    expect "exit status" "$status" 1
+    expect_part "output" "$output" "these packages would have to be upgraded first: libc6"
+    [[ $calls != *shellcheck* ]] || fail "it was installed: $calls"
+}
+
+names_can_be_printed() {
+    run nobody LACKING=curl -- --print demo
+    expect "output" "$output" $'curl\nliblcms2-utils\nlibvips-tools'
     expect "package system" "$calls" ""
 }
 
@@ -108,8 +173,14 @@ run_tests \
     nothing_missing_installs_nothing \
     only_what_is_missing_is_installed \
     root_needs_no_sudo \
-    groups_are_kept_apart \
+    sets_are_kept_apart \
     without_rights_it_says_what_to_do \
     old_package_lists_are_no_reason_to_stop \
     a_failed_installation_is_told \
-    an_unknown_group_is_refused
+    an_unknown_set_is_refused \
+    a_package_of_another_architecture_is_one_of_its_own \
+    services_are_neither_started_nor_enabled \
+    a_failed_installation_leaves_no_service_either \
+    upgrades_are_named \
+    upgrades_can_be_refused \
+    names_can_be_printed
