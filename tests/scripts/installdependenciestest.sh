@@ -38,7 +38,7 @@ if [[ -n ${BRINGS-} && " $* " == *" install "* ]]; then
     done
 fi
 [[ " $* " != *" ${APT_FAILS-nothing} "* ]]'
-fake deb-systemd-helper 'echo "deb-systemd-helper $*" >>"$CALLS"'
+fake deb-systemd-helper '[[ -n ${DPKG_MAINTSCRIPT_PACKAGE-} ]] && echo "deb-systemd-helper $*" >>"$CALLS"'
 fake update-rc.d 'echo "update-rc.d $*" >>"$CALLS"'
 fake systemctl '[[ $1 == stop ]] && echo "systemctl $*" >>"$CALLS"
 [[ ${*: -1} == running.service ]]'
