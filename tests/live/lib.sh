@@ -76,3 +76,29 @@ make_debian_root() {
         echo "deb $site $codename $component"
     done < <(debian_sources) >"$root/etc/apt/sources.list"
 }
+
+# run_in_root ROOT [OPTION...] COMMAND...: the command on a disk of its own, with this machine's network.
+run_in_root() {
+    local root=$1
+    shift
+    systemd-nspawn --quiet --register=no --keep-unit --directory="$root" --resolv-conf=copy-host \
+        --setenv=DEBIAN_FRONTEND=noninteractive --setenv=LC_ALL=C.UTF-8 "$@" </dev/null
+}
+
+# make_arm64_root FOLDER: FOLDER/root cross-compiles for arm64 and runs the result. Made anew when it
+# would hold other packages.
+make_arm64_root() {
+    local folder=$1 wanted
+    scripts/install-dependencies roots
+    wanted=$(scripts/install-dependencies --print arm64)
+    [[ ! -f $folder/stamp || $(<"$folder/stamp") != "$wanted" ]] || return 0
+    rm -rf "$folder"
+    mkdir -p "$folder"
+    make_debian_root "$folder/root" "$folder/debootstrap.log"
+    echo "Installing the cross compiler and arm64 libraries in it (some minutes, once)"
+    run_in_root "$folder/root" dpkg --add-architecture arm64
+    run_in_root "$folder/root" --bind-ro="$PWD/scripts:/scripts" /scripts/install-dependencies arm64 \
+        >"$folder/install.log" 2>&1 || { tail -n 20 "$folder/install.log" >&2; return 1; }
+    rm -f "$folder"/root/var/cache/apt/archives/*.deb
+    echo "$wanted" >"$folder/stamp"
+}
