@@ -269,6 +269,7 @@ http { access_log off; ${temporary} include ${place}/site.conf; }
       }).trim(),
       VOND_SOCKET: this.path('haproxy.sock'),
       VOND_INSIDE: `abns@vond-console-${port}`,
+      VOND_METRICS: `abns@vond-console-metrics-${port}`,
       VOND_CONTAINER: '1',
       VOND_AGENT_PORT: '1',
       VOND_CONSOLE: `127.0.0.1:${files}`,
