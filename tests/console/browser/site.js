@@ -227,6 +227,7 @@ exec "${sample}" "$@"
     );
     put('if (-f /run/vond-drain)', `if (-f ${this.path('drain')})`);
     put('/usr/share/vond-server/console/', `${this.page}/`);
+    put('access_log /var/log/nginx/vond.log vond_json', 'access_log off');
     if (!password) {
       put('auth_basic "vond";', 'auth_basic off;');
     }
