@@ -79,7 +79,7 @@ restart() {
 installing_without_systemd_running_makes_user_and_folders() {
     installs /try/packages/*.deb
     expect "folder for files" "$(stat -c '%U %a' $state/tmp)" "vondserver 700"
-    expect "folder for the log" "$(stat -c '%U %a' /var/log/vondserver)" "vondserver 750"
+    expect "folder for the log" "$(stat -c '%U %G %a' /var/log/vondserver)" "vondserver adm 2750"
     expect "enabled" "$(systemctl is-enabled vondserver)" enabled
     own_settings >/try/by-hand.log 2>&1 &
     wait_for "an answer" answers
@@ -212,6 +212,9 @@ the_log_can_be_rotated_while_it_serves() {
     ask $address/ >/dev/null
     expect "lines in the old file" "$(wc -l <$log.1)" "$before"
     expect_part "new file" "$(cat $log)" "handling request from client:"
+    expect "who may read them" "$(stat -c '%U %G %a' $log $log.1 | sort -u)" "vondserver adm 640"
+    setpriv --reuid=nobody --regid=nogroup --groups=adm cat $log >/dev/null || fail "adm may not read the log"
+    expect "what else the group may read" "$(find $state/tmp $state/.config -type f -perm /077)" ""
 }
 
 it_is_started_again_after_a_crash() {
