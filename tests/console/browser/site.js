@@ -218,7 +218,7 @@ exec "${sample}" "$@"
       'listen 443 ssl http2',
       tls ? `listen 127.0.0.1:${port} ssl http2` : `listen 127.0.0.1:${port}`,
     );
-    put('server 127.0.0.1:8080;', `server 127.0.0.1:${service.port};`);
+    put('server 127.0.0.1:8080', `server 127.0.0.1:${service.port}`);
     put('/etc/ssl/certs/vond.pem', this.path('cert.pem'));
     put('/etc/ssl/private/vond.key', this.path('key.pem'));
     put(
