@@ -11,6 +11,7 @@ import re
 import shutil
 import signal
 import socket
+import ssl
 import subprocess
 import tempfile
 import threading
@@ -68,10 +69,13 @@ class Answer:
         self.text = body.decode("utf-8", "replace")
 
 
-def ask(url: str, data: bytes = None, headers: dict = None, timeout: float = 60.0) -> Answer:
+def ask(url: str, data: bytes = None, headers: dict = None, timeout: float = 60.0,
+        certificate=None) -> Answer:
     """GET, or POST where there is data. Statuses are answers; what is no answer raises OSError."""
     request = urllib.request.Request(url, data=data, headers=headers or {})
-    opener = urllib.request.build_opener(urllib.request.ProxyHandler({}))
+    opener = urllib.request.build_opener(
+        urllib.request.ProxyHandler({}), urllib.request.HTTPSHandler(
+            context=ssl.create_default_context(cafile=certificate)))
     try:
         with opener.open(request, timeout=timeout) as response:
             return Answer(response.status, response.headers, response.read())
@@ -159,15 +163,16 @@ class Stand:
             return self.path(f"{name}.output").read_text(encoding="utf-8", errors="replace")
         return ""
 
-    def start_service(self, name: str, program, environment: dict = None, words: list = (),
+    def start_service(self, name: str, program, environment: dict = None, before: list = (),
                       url: str = None) -> subprocess.Popen:
-        """vondServer with settings for all users in NAME/etc; waits until it answers."""
+        """vondServer with settings for all users in NAME/etc; waits until it answers. `before` is
+        put before the command."""
         own = {key: value for key, value in os.environ.items() if not key.startswith(("QT_", "XDG_"))}
         own.update(LC_ALL="C.UTF-8", QT_FORCE_STDERR_LOGGING="1",
                    XDG_CONFIG_HOME=str(self.make(name, "config")),
                    XDG_CONFIG_DIRS=str(self.make(name, "etc")))
         own.update(environment or {})
-        process = self.start(name, [program, *words], own)
+        process = self.start(name, [*before, program], own)
         until(f"{name} answers", lambda: self._alive(process, name) and answers(url))
         return process
 
