@@ -21,7 +21,7 @@ private Q_SLOTS:
     void aZeroByteDoesNotEndTheAnswer();
     void errorsAloneAreAnEmptyAnswer();
     void aFolderAsToolIsAnEmptyAnswer();
-    void withoutAToolTheAnswerIsTheRefusal();
+    void withoutAToolTheAnswerIsTheRejection();
     void aZeroCharacterInTheNameIsAnEmptyAnswer();
 };
 
@@ -104,13 +104,13 @@ void QueriesTest::aFolderAsToolIsAnEmptyAnswer()
     QCOMPARE(errors.take(), QByteArray());
 }
 
-void QueriesTest::withoutAToolTheAnswerIsTheRefusal()
+void QueriesTest::withoutAToolTheAnswerIsTheRejection()
 {
     const QString rejection = QStringLiteral("error: no vondPath set");
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    QCOMPARE(commands::version(QString()), refusal);
-    QCOMPARE(commands::listconfigurations(QString()), refusal);
-    QCOMPARE(commands::configDetails(QString(), QStringLiteral("Web")), refusal);
+    QCOMPARE(commands::version(QString()), rejection);
+    QCOMPARE(commands::listconfigurations(QString()), rejection);
+    QCOMPARE(commands::configDetails(QString(), QStringLiteral("Web")), rejection);
     QCOMPARE(errors.take(), QByteArray("error: no vondPath set\n").repeated(3));
 }
 
