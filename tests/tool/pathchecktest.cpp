@@ -22,7 +22,7 @@ void PathCheckTest::noPathIsRefusedInTheSameWordsOnConsoleAndInTheAnswer()
     OutputCatcher errors(OutputCatcher::Channel::Error);
     const auto rejection = tool::rejectBadPath(QString());
     QCOMPARE(errors.take(), QByteArray("error: no vondPath set\n"));
-    QVERIFY(refusal);
+    QVERIFY(rejection);
     QCOMPARE(*rejection, QStringLiteral("error: no vondPath set"));
 }
 
@@ -31,7 +31,7 @@ void PathCheckTest::aMissingToolIsRefusedWithAColonInTheAnswerOnly()
     OutputCatcher errors(OutputCatcher::Channel::Error);
     const auto rejection = tool::rejectBadPath(QStringLiteral("/no/v\u00f6nd"));
     QCOMPARE(errors.take(), QByteArray("error: no vond-exe not found/no/v\xc3\xb6nd\n"));
-    QVERIFY(refusal);
+    QVERIFY(rejection);
     QCOMPARE(*rejection, QStringLiteral("error: no vond-exe not found:/no/v\u00f6nd"));
 }
 
@@ -40,7 +40,7 @@ void PathCheckTest::aMarkerInThePathIsNotFilled()
     OutputCatcher errors(OutputCatcher::Channel::Error);
     const auto rejection = tool::rejectBadPath(QStringLiteral("/no/%1"));
     QCOMPARE(errors.take(), QByteArray("error: no vond-exe not found/no/%1\n"));
-    QCOMPARE(refusal.value_or(QString()), QStringLiteral("error: no vond-exe not found:/no/%1"));
+    QCOMPARE(rejection.value_or(QString()), QStringLiteral("error: no vond-exe not found:/no/%1"));
 }
 
 void PathCheckTest::anExistingFilePassesInSilence()
