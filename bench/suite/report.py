@@ -54,7 +54,7 @@ def configurations(texts: dict) -> str:
     return "\n".join(f"{name}:\n\n```\n{text.strip()}\n```\n" for name, text in texts.items())
 
 
-def document_part(cases: list, scale: str, rounds: int, load: str, texts: dict, micro: str) -> str:
+def document_part(cases: list, scale: str, rounds: int, load: str) -> str:
     return f"""{BEGIN}
 Written by `scripts/bench`: {scale} scale, {rounds} rounds.
 Machine: {load}.
@@ -67,6 +67,15 @@ service to the peer, taken round by round.
 
 ![Medians and rounds of every case that has an aim, as a share of the aim](performance.svg)
 
+The micro benchmarks and the peers' configurations of this run: [performance-raw.md](performance-raw.md).
+{END}"""
+
+
+def raw_document(texts: dict, micro: str) -> str:
+    return f"""# Raw output of the run in [performance.md](performance.md)
+
+Written by `scripts/bench`.
+
 ## Micro benchmarks
 
 ```
@@ -75,8 +84,7 @@ service to the peer, taken round by round.
 
 ## How the peers were set up
 
-{configurations(texts)}
-{END}"""
+{configurations(texts)}"""
 
 
 def write_document(path: pathlib.Path, part: str) -> None:
