@@ -26,19 +26,21 @@ WarningsAsErrors: "*"
 HeaderFilterRegex: ".*"' >"$place/.clang-tidy"
 }
 
-# Sets status and output.
+# Sets status and output, and count, its last line.
 lint() {
     { cmake -S "$place" -B "$place/build" -G Ninja; cmake --build "$place/build"; } \
         >"$place/log" 2>&1 || fail "the project does not build:" "$(tail -n 5 "$place/log")"
     output=$("$place/scripts/lint" "$place/build" 2>&1)
     status=$?
+    count=${output##*$'\n'}
 }
 
 a_clean_project_passes() {
     clean_project
     lint
     expect "exit status" "$status" 0
-    expect "output" "$output" \
+    expect_part "both as one text" "$output" "2 sources of .: "
+    expect "count" "$count" \
         "2 sources looked at, 0 unchanged since they were clean, 0 with complaints"
 }
 
@@ -70,6 +72,34 @@ a_complaint_in_an_included_header_fails() {
     clean_project
 }
 
+a_complaint_in_one_of_two_is_about_that_one() {
+    echo 'int *none() { return 0; }' >"$place/first.cpp"
+    echo 'int two() { return 2; }' >"$place/second.cpp"
+    lint
+    expect "exit status" "$status" 1
+    expect_part "complaint" "$output" "$place/first.cpp:1:"
+    expect "count" "$count" \
+        "2 sources looked at, 0 unchanged since they were clean, 1 with complaints"
+    clean_project
+    lint
+    expect "exit status" "$status" 0
+}
+
+sources_that_do_not_go_together_are_looked_at_alone() {
+    printf '#define same 1\nnamespace { int other() { return same; } }\nint one() { return other(); }\n' >"$place/first.cpp"
+    printf '#include "first.h"\nnamespace { int other() { return 0; } }\nint two() { return other(); }\n' >"$place/second.cpp"
+    lint
+    expect "exit status" "$status" 0
+    expect_part "each alone" "$output" "each alone"
+    printf 'static int same() { return 1; }\nint one() { return same(); }\n' >"$place/first.cpp"
+    printf 'static int same() { return 2; }\nint two() { return same(); }\n' >"$place/second.cpp"
+    lint
+    expect "exit status" "$status" 0
+    expect_part "the names show it before" "$output" "[2/2]"
+    clean_project
+    lint
+}
+
 other_checks_look_at_everything_again() {
     sed -i 's/use-nullptr/use-nullptr,modernize-use-trailing-return-type/' "$place/.clang-tidy"
     lint
@@ -84,4 +114,6 @@ run_tests \
     what_was_clean_is_not_looked_at_again \
     a_complaint_in_a_source_fails_every_time \
     a_complaint_in_an_included_header_fails \
+    a_complaint_in_one_of_two_is_about_that_one \
+    sources_that_do_not_go_together_are_looked_at_alone \
     other_checks_look_at_everything_again
