@@ -1,5 +1,7 @@
 #include "app/commandline.h"
 
+#include "tests/support/testmain.h"
+
 #include <QObject>
 #include <QTest>
 
@@ -84,5 +86,5 @@ void CommandLineTest::aCallWithoutEvenAProgramNameHasNoWords()
     QVERIFY(app::wordsAfterProgramName(0, argv.data()).empty());
 }
 
-QTEST_APPLESS_MAIN(CommandLineTest)
+VOND_TEST_WITHOUT_APPLICATION(CommandLineTest);
 #include "commandlinetest.moc"

@@ -1,5 +1,7 @@
 #include "app/descriptorlimit.h"
 
+#include "tests/support/testmain.h"
+
 #include <QObject>
 #include <QTest>
 
@@ -23,7 +25,7 @@ void DescriptorLimitTest::theSoftLimitIsRaisedAsFarAsIsUseful_data()
     QTest::addColumn<quint64>("hard");
     QTest::addColumn<quint64>("raised");
 
-    const quint64 most = app::mostDescriptors;
+    const quint64 most = 65536;
     const quint64 unlimited = std::numeric_limits<quint64>::max();
     QTest::newRow("less is allowed") << quint64(64) << quint64(1000) << quint64(1000);
     QTest::newRow("just as much is allowed") << quint64(64) << most << most;
@@ -70,5 +72,5 @@ void DescriptorLimitTest::raisingItAgainChangesNothing()
     QCOMPARE(after.rlim_max, before.rlim_max);
 }
 
-QTEST_APPLESS_MAIN(DescriptorLimitTest)
+VOND_TEST_WITHOUT_APPLICATION(DescriptorLimitTest);
 #include "descriptorlimittest.moc"

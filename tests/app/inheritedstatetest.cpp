@@ -1,5 +1,7 @@
 #include "app/inheritedstate.h"
 
+#include "tests/support/testmain.h"
+
 #include <QObject>
 #include <QTest>
 
@@ -116,5 +118,5 @@ void InheritedStateTest::openStandardStreamsStay()
              int('x'));
 }
 
-QTEST_APPLESS_MAIN(InheritedStateTest)
+VOND_TEST_WITHOUT_APPLICATION(InheritedStateTest);
 #include "inheritedstatetest.moc"

@@ -1,6 +1,7 @@
 #include "app/listening.h"
 
 #include "app/backlog.h"
+#include "tests/support/testmain.h"
 
 #include <QFile>
 #include <QHostAddress>
@@ -245,5 +246,5 @@ void ListeningTest::raisingTheBacklogOfNoSocketDoesNothing()
     QVERIFY(!server.isListening());
 }
 
-QTEST_GUILESS_MAIN(ListeningTest)
+VOND_TEST(ListeningTest);
 #include "listeningtest.moc"

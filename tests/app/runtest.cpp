@@ -4,6 +4,7 @@
 #include "tests/support/messagecatcher.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
+#include "tests/support/testmain.h"
 
 #include <QAbstractEventDispatcher>
 #include <QCoreApplication>
@@ -146,5 +147,5 @@ void RunTest::aSettingThatIsNoTruthValueLeavesLoggingOff()
     QCOMPARE(catcher.messages().size(), 1);
 }
 
-QTEST_APPLESS_MAIN(RunTest)
+VOND_TEST_WITHOUT_APPLICATION(RunTest);
 #include "runtest.moc"

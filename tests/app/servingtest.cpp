@@ -4,6 +4,7 @@
 #include "tests/support/messagecatcher.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
+#include "tests/support/testmain.h"
 
 #include <QCoreApplication>
 #include <QObject>
@@ -159,5 +160,5 @@ void ServingTest::startFailuresAreMinusOne()
     QCOMPARE(catcherOfErrors.take(), error);
 }
 
-QTEST_GUILESS_MAIN(ServingTest)
+VOND_TEST(ServingTest);
 #include "servingtest.moc"

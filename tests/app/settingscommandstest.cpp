@@ -1,6 +1,7 @@
 #include "settings/keys.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/serviceundertest.h"
+#include "tests/support/testmain.h"
 
 #include <QObject>
 #include <QScopedPointer>
@@ -325,5 +326,5 @@ void SettingsCommandsTest::withLoggingOnTheDebugStreamGoesIntoTheLogFile()
     QCOMPARE(lines.at(3), QByteArray());
 }
 
-QTEST_GUILESS_MAIN(SettingsCommandsTest)
+VOND_TEST(SettingsCommandsTest);
 #include "settingscommandstest.moc"

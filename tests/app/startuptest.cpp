@@ -3,6 +3,7 @@
 #include "tests/support/ownfolders.h"
 #include "tests/support/rawclient.h"
 #include "tests/support/serviceundertest.h"
+#include "tests/support/testmain.h"
 
 #include <QDir>
 #include <QFile>
@@ -524,5 +525,5 @@ void StartupTest::theVersionIsTheBuilds()
     QCOMPARE(get(m_service->port(), "/vondServerVersion"), QByteArray("vondServer:1.0.2.26"));
 }
 
-QTEST_GUILESS_MAIN(StartupTest)
+VOND_TEST(StartupTest);
 #include "startuptest.moc"

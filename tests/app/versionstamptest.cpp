@@ -1,3 +1,5 @@
+#include "tests/support/testmain.h"
+
 #include <QCoreApplication>
 #include <QObject>
 #include <QTest>
@@ -16,5 +18,5 @@ void VersionStampTest::theBuildSaysTheVersion()
     QCOMPARE(QCoreApplication::applicationVersion(), QStringLiteral(EXPECTED_VERSION));
 }
 
-QTEST_GUILESS_MAIN(VersionStampTest)
+VOND_TEST(VersionStampTest);
 #include "versionstamptest.moc"

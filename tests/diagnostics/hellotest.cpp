@@ -2,6 +2,7 @@
 
 #include "diagnostics/sleep.h"
 #include "tests/support/messagecatcher.h"
+#include "tests/support/testmain.h"
 
 #include <QtTest>
 
@@ -68,5 +69,5 @@ void HelloTest::eachSleeperHasAnEntryWhoseIdOnlyTheLogTells()
     QCOMPARE(logged, lines);
 }
 
-QTEST_GUILESS_MAIN(HelloTest)
+VOND_TEST(HelloTest);
 #include "hellotest.moc"

@@ -1,6 +1,7 @@
 #include "diagnostics/memtest.h"
 
 #include "tests/support/messagecatcher.h"
+#include "tests/support/testmain.h"
 
 #include <QJsonObject>
 #include <QtTest>
@@ -49,5 +50,5 @@ void MemtestTest::aTextThatDoesNotGoIntoTheObjectIsLogged()
                  QStringLiteral("Error: image too large for JSON object, must be less than 98MB")});
 }
 
-QTEST_GUILESS_MAIN(MemtestTest)
+VOND_TEST(MemtestTest);
 #include "memtesttest.moc"

@@ -1,6 +1,7 @@
 #include "diagnostics/memtest.h"
 #include "tests/support/messagecatcher.h"
 #include "tests/support/ownfolders.h"
+#include "tests/support/testmain.h"
 
 #include <QtTest>
 
@@ -55,5 +56,5 @@ void RealMemtestTest::theTextIsTooLongAndOnlyItsBytesStay()
     QVERIFY(grown <= keptBytes + toleratedBytes);
 }
 
-QTEST_GUILESS_MAIN(RealMemtestTest)
+VOND_TEST(RealMemtestTest);
 #include "realmemtesttest.moc"

@@ -2,6 +2,7 @@
 
 #include "jobs/progress.h"
 #include "tests/support/messagecatcher.h"
+#include "tests/support/testmain.h"
 
 #include <QElapsedTimer>
 #include <QRegularExpression>
@@ -109,5 +110,5 @@ void SleepTest::twoSleepersOverlapWithAnEntryEach()
     }
 }
 
-QTEST_GUILESS_MAIN(SleepTest)
+VOND_TEST(SleepTest);
 #include "sleeptest.moc"

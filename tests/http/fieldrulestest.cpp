@@ -1,5 +1,7 @@
 #include "http/fieldrules.h"
 
+#include "tests/support/testmain.h"
+
 #include <QtTest>
 
 using http::Coding;
@@ -103,5 +105,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_APPLESS_MAIN(FieldRulesTest)
+VOND_TEST_WITHOUT_APPLICATION(FieldRulesTest);
 #include "fieldrulestest.moc"

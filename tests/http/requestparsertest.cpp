@@ -1,5 +1,7 @@
 #include "http/requestparser.h"
 
+#include "tests/support/testmain.h"
+
 #include <QtTest>
 
 using http::RequestParser;
@@ -712,5 +714,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_APPLESS_MAIN(RequestParserTest)
+VOND_TEST_WITHOUT_APPLICATION(RequestParserTest);
 #include "requestparsertest.moc"

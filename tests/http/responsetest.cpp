@@ -1,4 +1,5 @@
 #include "http/qhttpserverresponse.h"
+#include "tests/support/testmain.h"
 
 #include <QJsonObject>
 #include <QtTest>
@@ -117,5 +118,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_APPLESS_MAIN(ResponseTest)
+VOND_TEST_WITHOUT_APPLICATION(ResponseTest);
 #include "responsetest.moc"

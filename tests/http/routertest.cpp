@@ -1,5 +1,6 @@
 #include "http/qhttpserverrouter.h"
 #include "http/requestparser.h"
+#include "tests/support/testmain.h"
 
 #include <QtTest>
 
@@ -191,5 +192,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_APPLESS_MAIN(RouterTest)
+VOND_TEST_WITHOUT_APPLICATION(RouterTest);
 #include "routertest.moc"

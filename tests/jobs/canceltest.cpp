@@ -3,6 +3,7 @@
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/standin.h"
+#include "tests/support/testmain.h"
 
 #include <QtTest>
 
@@ -110,5 +111,5 @@ void CancelTest::aZeroCharacterWritesNoFileOfAnotherName()
     QCOMPARE(folder.names(), QStringList());
 }
 
-QTEST_GUILESS_MAIN(CancelTest)
+VOND_TEST(CancelTest);
 #include "canceltest.moc"

@@ -1,5 +1,7 @@
 #include "jobs/conversionplan.h"
 
+#include "tests/support/testmain.h"
+
 #include <QtTest>
 
 namespace {
@@ -190,5 +192,5 @@ void ConversionPlanTest::theAnswerFollowsWhatTheToolSaidLast()
     QTEST(lastMessage, "messageAfter");
 }
 
-QTEST_GUILESS_MAIN(ConversionPlanTest)
+VOND_TEST(ConversionPlanTest);
 #include "conversionplantest.moc"

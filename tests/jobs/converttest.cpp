@@ -7,6 +7,7 @@
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/standin.h"
+#include "tests/support/testmain.h"
 
 #include <QSettings>
 #include <QtTest>
@@ -406,5 +407,5 @@ void ConvertTest::anUnknownWorkFolderFallsBackInEveryPath()
     QCOMPARE(standin::arguments().value(8), temp + QStringLiteral("/a_X.c"));
 }
 
-QTEST_GUILESS_MAIN(ConvertTest)
+VOND_TEST(ConvertTest);
 #include "converttest.moc"

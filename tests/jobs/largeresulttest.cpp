@@ -2,6 +2,7 @@
 #include "jobs/result.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
+#include "tests/support/testmain.h"
 
 #include <QtTest>
 
@@ -64,5 +65,5 @@ void LargeResultTest::aFileJustBelowTheLimitIsServedWhole()
     QVERIFY(isZeroBetweenTheWords(bytes));
 }
 
-QTEST_GUILESS_MAIN(LargeResultTest)
+VOND_TEST(LargeResultTest);
 #include "largeresulttest.moc"

@@ -1,6 +1,7 @@
 #include "jobs/progress.h"
 
 #include "tests/support/messagecatcher.h"
+#include "tests/support/testmain.h"
 
 #include <QRegularExpression>
 #include <QtTest>
@@ -134,5 +135,5 @@ void ProgressTest::anythingElseReplacesTheLastMessageAndLeavesTheProgress()
     QTEST(lastMessage, "message");
 }
 
-QTEST_GUILESS_MAIN(ProgressTest)
+VOND_TEST(ProgressTest);
 #include "progresstest.moc"

@@ -1,6 +1,7 @@
 #include "jobs/registry.h"
 
 #include "tests/support/messagecatcher.h"
+#include "tests/support/testmain.h"
 
 #include <QtTest>
 
@@ -183,5 +184,5 @@ void RegistryTest::connectionsTakeTurns()
     QVERIFY(registry.isEmpty());
 }
 
-QTEST_GUILESS_MAIN(RegistryTest)
+VOND_TEST(RegistryTest);
 #include "registrytest.moc"

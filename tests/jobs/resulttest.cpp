@@ -3,6 +3,7 @@
 #include "tests/support/messagecatcher.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
+#include "tests/support/testmain.h"
 
 #include <QDir>
 #include <QtTest>
@@ -128,5 +129,5 @@ void ResultTest::aFileAtTheLimitIsTooBigAndToldInTwoLines()
                    "Max: std::numeric_limits<int32>::max(), Size:2147483647\n");
 }
 
-QTEST_GUILESS_MAIN(ResultTest)
+VOND_TEST(ResultTest);
 #include "resulttest.moc"

@@ -1,5 +1,7 @@
 #include "base/wholefile.h"
 
+#include "tests/support/testmain.h"
+
 #include <QBuffer>
 #include <QtTest>
 
@@ -121,5 +123,5 @@ void WholeFileTest::anArrayInItsOwnBlockGrowsLikeAnyOther()
     QCOMPARE(bytes, QByteArray("a"));
 }
 
-QTEST_GUILESS_MAIN(WholeFileTest)
+VOND_TEST(WholeFileTest);
 #include "wholefiletest.moc"

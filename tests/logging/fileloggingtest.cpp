@@ -6,6 +6,7 @@
 #include "tests/support/messagecatcher.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
+#include "tests/support/testmain.h"
 
 #include <QDebug>
 #include <QDir>
@@ -316,5 +317,5 @@ void FileLoggingTest::aMessageThatCannotBeWrittenIsLostInSilence()
     QVERIFY(!QFile::exists(m_folder->path()));
 }
 
-QTEST_GUILESS_MAIN(FileLoggingTest)
+VOND_TEST(FileLoggingTest);
 #include "fileloggingtest.moc"

@@ -3,6 +3,7 @@
 #include "settings/keys.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
+#include "tests/support/testmain.h"
 
 #include <QDir>
 #include <QFile>
@@ -128,5 +129,5 @@ void GetLogFileTest::aFileLargerThanAByteArrayIsToldOnStandardErrorAndAnsweredEm
     QCOMPARE(error.take(), "Could not read " + m_path.toLocal8Bit() + ": too large\n");
 }
 
-QTEST_GUILESS_MAIN(GetLogFileTest)
+VOND_TEST(GetLogFileTest);
 #include "getlogfiletest.moc"

@@ -1,5 +1,7 @@
 #include "logging/logline.h"
 
+#include "tests/support/testmain.h"
+
 #include <QDateTime>
 #include <QObject>
 #include <QTest>
@@ -76,5 +78,5 @@ void LogLineTest::aThreadKeepsItsNumber()
     QCOMPARE(logging::currentThreadNumber(), number);
 }
 
-QTEST_APPLESS_MAIN(LogLineTest)
+VOND_TEST_WITHOUT_APPLICATION(LogLineTest);
 #include "loglinetest.moc"

@@ -1,3 +1,5 @@
+#include "tests/support/testmain.h"
+
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -186,5 +188,5 @@ void SampleCancellationTest::aReaderThatGoesAwayDoesNotEndTheConversion()
     QCOMPARE(pictures::read(path("o.tif")).width, 9000);
 }
 
-QTEST_GUILESS_MAIN(SampleCancellationTest)
+VOND_TEST(SampleCancellationTest);
 #include "samplecancellationtest.moc"

@@ -1,3 +1,5 @@
+#include "tests/support/testmain.h"
+
 #include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -193,5 +195,5 @@ void SampleColoursTest::whiteIsPaperAndBlackIsInk()
     QVERIFY(ink((black + 2) / 3, 3) > 200);
 }
 
-QTEST_GUILESS_MAIN(SampleColoursTest)
+VOND_TEST(SampleColoursTest);
 #include "samplecolourstest.moc"

@@ -1,4 +1,5 @@
 #include "sampletool/commandline.h"
+#include "tests/support/testmain.h"
 
 #include <QtTest>
 
@@ -209,5 +210,5 @@ void SampleCommandLineTest::whatIsNotUnderstoodIsRefused()
     QCOMPARE(QString::fromStdString(error->text), text);
 }
 
-QTEST_APPLESS_MAIN(SampleCommandLineTest)
+VOND_TEST_WITHOUT_APPLICATION(SampleCommandLineTest);
 #include "samplecommandlinetest.moc"

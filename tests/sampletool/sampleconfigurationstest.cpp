@@ -1,4 +1,5 @@
 #include "sampletool/configurations.h"
+#include "tests/support/testmain.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -86,5 +87,5 @@ void SampleConfigurationsTest::namesAreTakenExactly()
     QVERIFY(!sample::findConfiguration(""));
 }
 
-QTEST_APPLESS_MAIN(SampleConfigurationsTest)
+VOND_TEST_WITHOUT_APPLICATION(SampleConfigurationsTest);
 #include "sampleconfigurationstest.moc"

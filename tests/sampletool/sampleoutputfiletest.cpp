@@ -1,4 +1,5 @@
 #include "sampletool/outputfile.h"
+#include "tests/support/testmain.h"
 
 #include <QDir>
 #include <QFile>
@@ -274,5 +275,5 @@ void SampleOutputFileTest::aFolderThatIsNotThereIsRefused()
              std::string("'/nowhere/at/all/a.tif' cannot be written: No such file or directory."));
 }
 
-QTEST_APPLESS_MAIN(SampleOutputFileTest)
+VOND_TEST_WITHOUT_APPLICATION(SampleOutputFileTest);
 #include "sampleoutputfiletest.moc"

@@ -1,4 +1,5 @@
 #include "sampletool/plan.h"
+#include "tests/support/testmain.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -184,5 +185,5 @@ void SamplePlanTest::theErrorTextNamesEveryOutput()
              std::string("It did not work. bad luck Not written: '/t/1.tif' '/t/2.jpg'"));
 }
 
-QTEST_APPLESS_MAIN(SamplePlanTest)
+VOND_TEST_WITHOUT_APPLICATION(SamplePlanTest);
 #include "sampleplantest.moc"

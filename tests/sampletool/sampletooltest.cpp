@@ -1,3 +1,5 @@
+#include "tests/support/testmain.h"
+
 #include <QDir>
 #include <QFile>
 #include <QJsonDocument>
@@ -698,5 +700,5 @@ void SampleToolTest::aFullDiskLeavesNothing()
     QCOMPARE(files(), QStringList{QStringLiteral("in.tif")});
 }
 
-QTEST_GUILESS_MAIN(SampleToolTest)
+VOND_TEST(SampleToolTest);
 #include "sampletooltest.moc"

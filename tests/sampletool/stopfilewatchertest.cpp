@@ -1,5 +1,7 @@
 #include "sampletool/stopfilewatcher.h"
 
+#include "tests/support/testmain.h"
+
 #include <QElapsedTimer>
 #include <QFile>
 #include <QTemporaryDir>
@@ -104,5 +106,5 @@ void StopFileWatcherTest::whoDoesNotObeyMeetsTheLastResort()
     removeStopFile();
 }
 
-QTEST_GUILESS_MAIN(StopFileWatcherTest)
+VOND_TEST(StopFileWatcherTest);
 #include "stopfilewatchertest.moc"

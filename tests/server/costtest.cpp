@@ -6,6 +6,7 @@
 #include "http/requestparser.h"
 #include "jobs/conversionplan.h"
 #include "tests/support/ownfolders.h"
+#include "tests/support/testmain.h"
 
 #include <QtTest>
 
@@ -294,5 +295,5 @@ private:
     }
 };
 
-QTEST_GUILESS_MAIN(CostTest)
+VOND_TEST(CostTest);
 #include "costtest.moc"

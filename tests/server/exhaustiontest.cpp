@@ -7,6 +7,8 @@
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/rawclient.h"
+#include "tests/support/testmain.h"
+#include "tool/descriptorreservation.h"
 #include "tool/run.h"
 
 #include <QAbstractEventDispatcher>
@@ -299,5 +301,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(ExhaustionTest)
+VOND_TEST(ExhaustionTest);
 #include "exhaustiontest.moc"

@@ -1,4 +1,5 @@
 #include "tests/server/connectionprobe.h"
+#include "tests/support/testmain.h"
 
 #include <QMetaMethod>
 #include <QtTest>
@@ -133,5 +134,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(MetaObjectTest)
+VOND_TEST(MetaObjectTest);
 #include "metaobjecttest.moc"

@@ -13,6 +13,7 @@
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/standin.h"
+#include "tests/support/testmain.h"
 
 #include <QDir>
 #include <QSettings>
@@ -292,5 +293,5 @@ private:
     QTemporaryDir m_logFolder;
 };
 
-QTEST_GUILESS_MAIN(RefusedMemoryTest)
+VOND_TEST(RefusedMemoryTest);
 #include "refusedmemorytest.moc"

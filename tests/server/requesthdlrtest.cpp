@@ -3,6 +3,7 @@
 #include "tests/support/messagecatcher.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/rawclient.h"
+#include "tests/support/testmain.h"
 
 #include <QHostAddress>
 #include <QTcpServer>
@@ -117,8 +118,10 @@ private Q_SLOTS:
             connection->client->send(get("/progressInf/abc") + get("/nothing/here"));
             QVERIFY(connection->socket->waitForReadyRead(5000));
             QVERIFY(QMetaObject::invokeMethod(connection->handler.get(), "handleReadyRead"));
-            QCOMPARE(connection->client->takeResponse()->body, QByteArray("/progressInf: abc"));
-            QCOMPARE(connection->client->takeResponse()->status(), 404);
+            QCOMPARE(connection->client->takeBody(), QByteArray("/progressInf: abc"));
+            const auto response = connection->client->takeResponse();
+            QVERIFY(response);
+            QCOMPARE(response->status(), 404);
         }
         QHttpServer *const one = ConnectionProbe::routeServer(first.handler.get());
         QHttpServer *const other = ConnectionProbe::routeServer(second.handler.get());
@@ -128,5 +131,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(RequestHdlrTest)
+VOND_TEST(RequestHdlrTest);
 #include "requesthdlrtest.moc"

@@ -5,6 +5,7 @@
 #include "tests/support/ownfolders.h"
 #include "tests/support/rawclient.h"
 #include "tests/support/standin.h"
+#include "tests/support/testmain.h"
 
 #include <QHostAddress>
 #include <QTemporaryDir>
@@ -166,5 +167,5 @@ private:
     std::unique_ptr<VondServer> m_server;
 };
 
-QTEST_GUILESS_MAIN(RouteTableTest)
+VOND_TEST(RouteTableTest);
 #include "routetabletest.moc"

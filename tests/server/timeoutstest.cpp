@@ -3,6 +3,7 @@
 #include "server/vondserver.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/rawclient.h"
+#include "tests/support/testmain.h"
 
 #include <QElapsedTimer>
 #include <QHostAddress>
@@ -148,5 +149,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TimeoutsTest)
+VOND_TEST(TimeoutsTest);
 #include "timeoutstest.moc"

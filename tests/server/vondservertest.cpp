@@ -6,6 +6,7 @@
 #include "tests/support/rawclient.h"
 #include "tests/support/residentmemory.h"
 #include "tests/support/standin.h"
+#include "tests/support/testmain.h"
 
 #include <QDir>
 #include <QFile>
@@ -132,7 +133,7 @@ private Q_SLOTS:
             QVERIFY(other.takeResponse());
         }
         QVERIFY(slow.received().isEmpty());
-        QCOMPARE(slow.takeResponse()->body, QByteArray("Hello world, slept 2secs"));
+        QCOMPARE(slow.takeBody(), QByteArray("Hello world, slept 2secs"));
     }
 
     void afterADisconnectTheThreadObjectIsGoneAndSocketAndHandlerLiveOn()
@@ -385,7 +386,7 @@ private Q_SLOTS:
         QVERIFY(id);
         RawClient second(m_server->serverPort());
         second.send(get("/progressInfo/" + id->body));
-        QCOMPARE(second.takeResponse()->body, QByteArray("Progress: 0%"));
+        QCOMPARE(second.takeBody(), QByteArray("Progress: 0%"));
         QCOMPARE(ConnectionProbe::registry(m_server.get())->keys(),
                  QStringList{QString::fromUtf8(id->body)});
         QCOMPARE(ConnectionProbe::registry(ConnectionProbe::handler(threads().constFirst())),
@@ -396,5 +397,5 @@ private:
     std::unique_ptr<OpenServer> m_server;
 };
 
-QTEST_GUILESS_MAIN(VondServerTest)
+VOND_TEST(VondServerTest);
 #include "vondservertest.moc"

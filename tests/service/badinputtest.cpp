@@ -3,6 +3,7 @@
 #include "tests/support/requests.h"
 #include "tests/support/residentmemory.h"
 #include "tests/support/serviceundertest.h"
+#include "tests/support/testmain.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -581,5 +582,5 @@ private:
     int m_warmMiB = 0;
 };
 
-QTEST_GUILESS_MAIN(BadInputTest)
+VOND_TEST(BadInputTest);
 #include "badinputtest.moc"

@@ -2,6 +2,7 @@
 #include "tests/support/rawclient.h"
 #include "tests/support/requests.h"
 #include "tests/support/serviceundertest.h"
+#include "tests/support/testmain.h"
 
 #include <QDir>
 #include <QJsonDocument>
@@ -272,5 +273,5 @@ private:
     QByteArray m_picture;
 };
 
-QTEST_GUILESS_MAIN(CycleTest)
+VOND_TEST(CycleTest);
 #include "cycletest.moc"

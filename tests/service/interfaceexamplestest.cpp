@@ -1,6 +1,7 @@
 #include "settings/keys.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/serviceundertest.h"
+#include "tests/support/testmain.h"
 
 #include <QProcess>
 #include <QRegularExpression>
@@ -297,5 +298,5 @@ private:
     bool m_ended = false;
 };
 
-QTEST_GUILESS_MAIN(InterfaceExamplesTest)
+VOND_TEST(InterfaceExamplesTest);
 #include "interfaceexamplestest.moc"

@@ -2,6 +2,7 @@
 #include "tests/support/requests.h"
 #include "tests/support/residentmemory.h"
 #include "tests/support/serviceundertest.h"
+#include "tests/support/testmain.h"
 
 #include <QtTest>
 
@@ -152,5 +153,5 @@ private:
     int m_warmMiB = 0;
 };
 
-QTEST_GUILESS_MAIN(LargeInputTest)
+VOND_TEST(LargeInputTest);
 #include "largeinputtest.moc"

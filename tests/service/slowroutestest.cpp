@@ -2,6 +2,7 @@
 #include "tests/support/requests.h"
 #include "tests/support/residentmemory.h"
 #include "tests/support/serviceundertest.h"
+#include "tests/support/testmain.h"
 
 #include <QElapsedTimer>
 #include <QtTest>
@@ -75,5 +76,5 @@ private:
     ServiceUnderTest m_service;
 };
 
-QTEST_GUILESS_MAIN(SlowRoutesTest)
+VOND_TEST(SlowRoutesTest);
 #include "slowroutestest.moc"

@@ -3,6 +3,7 @@
 #include "tests/support/ownfolders.h"
 #include "tests/support/requests.h"
 #include "tests/support/serviceundertest.h"
+#include "tests/support/testmain.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -337,5 +338,5 @@ private:
     std::unique_ptr<ServiceUnderTest> m_service;
 };
 
-QTEST_GUILESS_MAIN(ToolRoutesTest)
+VOND_TEST(ToolRoutesTest);
 #include "toolroutestest.moc"

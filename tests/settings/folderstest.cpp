@@ -3,6 +3,7 @@
 #include "settings/keys.h"
 #include "tests/support/messagecatcher.h"
 #include "tests/support/ownfolders.h"
+#include "tests/support/testmain.h"
 
 #include <QDir>
 #include <QSettings>
@@ -138,5 +139,5 @@ void FoldersTest::aNameIsJoinedWithOneSlash()
     QTEST(settings::filePathIn(folder, name), "path");
 }
 
-QTEST_GUILESS_MAIN(FoldersTest)
+VOND_TEST(FoldersTest);
 #include "folderstest.moc"

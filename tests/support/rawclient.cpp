@@ -90,6 +90,12 @@ std::optional<RawResponse> RawClient::takeResponse(bool toHead, int timeoutMs)
     return response;
 }
 
+QByteArray RawClient::takeBody()
+{
+    const auto response = takeResponse();
+    return response ? response->body : QByteArray();
+}
+
 bool RawClient::waitForClose(int timeoutMs)
 {
     return QTest::qWaitFor(

@@ -35,6 +35,8 @@ public:
     QByteArray take(int size);
     // Waits for a whole answer and takes it. `toHead`: an answer to HEAD, which has no body.
     std::optional<RawResponse> takeResponse(bool toHead = false, int timeoutMs = 5000);
+    // Takes a whole answer for its body alone; a null one when none comes.
+    QByteArray takeBody();
     // Whether the server closes the connection within the time.
     bool waitForClose(int timeoutMs = 5000);
 

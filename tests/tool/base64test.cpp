@@ -1,5 +1,7 @@
 #include "base/base64.h"
 
+#include "tests/support/testmain.h"
+
 #include <QObject>
 #include <QRandomGenerator>
 #include <QTest>
@@ -99,5 +101,5 @@ void Base64Test::anyTextIsDecodedAsQtDoes()
     }
 }
 
-QTEST_GUILESS_MAIN(Base64Test)
+VOND_TEST(Base64Test);
 #include "base64test.moc"

@@ -4,6 +4,7 @@
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/standin.h"
+#include "tests/support/testmain.h"
 
 #include <QtTest>
 
@@ -84,5 +85,5 @@ void BigBodyTest::aBigBodyThatIsNoJsonIsToldWholeAndItsMemoryGivenBack()
     QVERIFY(residentBytes() - before < toleratedBytes);
 }
 
-QTEST_GUILESS_MAIN(BigBodyTest)
+VOND_TEST(BigBodyTest);
 #include "bigbodytest.moc"

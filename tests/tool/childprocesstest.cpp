@@ -4,6 +4,7 @@
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/standin.h"
+#include "tests/support/testmain.h"
 
 #include <QProcess>
 #include <QtTest>
@@ -711,5 +712,5 @@ void ChildProcessTest::tooFewDescriptorsAreAFailedStart() const
     QVERIFY(process.waitForFinished(forEver));
 }
 
-QTEST_GUILESS_MAIN(ChildProcessTest)
+VOND_TEST(ChildProcessTest);
 #include "childprocesstest.moc"

@@ -4,6 +4,7 @@
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/standin.h"
+#include "tests/support/testmain.h"
 
 #include <QtTest>
 
@@ -235,5 +236,5 @@ void ConvertWithLocalDataTest::aToolThatCannotBeStartedIsToldWithTheInput()
              "vond process timeout converting: " + folder.path().toLocal8Bit() + "/name.ext\n");
 }
 
-QTEST_GUILESS_MAIN(ConvertWithLocalDataTest)
+VOND_TEST(ConvertWithLocalDataTest);
 #include "convertwithlocaldatatest.moc"

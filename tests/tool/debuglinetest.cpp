@@ -1,6 +1,7 @@
 #include "base/debugline.h"
 
 #include "tests/support/messagecatcher.h"
+#include "tests/support/testmain.h"
 
 #include <QJsonObject>
 #include <QStringList>
@@ -65,5 +66,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(DebugLineTest)
+VOND_TEST(DebugLineTest);
 #include "debuglinetest.moc"

@@ -1,6 +1,7 @@
 #include "base/draftfile.h"
 
 #include "tests/support/ownfolders.h"
+#include "tests/support/testmain.h"
 
 #include <QtTest>
 
@@ -173,5 +174,5 @@ void DraftFileTest::anEmptiedOneIsWrittenAnew()
     QCOMPARE(contentOf(path), QByteArray("x"));
 }
 
-QTEST_GUILESS_MAIN(DraftFileTest)
+VOND_TEST(DraftFileTest);
 #include "draftfiletest.moc"

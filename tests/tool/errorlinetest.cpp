@@ -2,6 +2,7 @@
 
 #include "base/utf8text.h"
 #include "tests/support/outputcatcher.h"
+#include "tests/support/testmain.h"
 
 #include <QtTest>
 
@@ -61,5 +62,5 @@ void ErrorLineTest::bytesThatAreNoUtf8BecomeReplacementCharacters()
     QCOMPARE(base::utf8Text("caf\xe9"), QStringLiteral("caf\uFFFD"));
 }
 
-QTEST_GUILESS_MAIN(ErrorLineTest)
+VOND_TEST(ErrorLineTest);
 #include "errorlinetest.moc"

@@ -1,6 +1,7 @@
 #include "commands/queries.h"
 #include "tests/support/messagecatcher.h"
 #include "tests/support/standin.h"
+#include "tests/support/testmain.h"
 
 #include <QElapsedTimer>
 #include <QtTest>
@@ -26,5 +27,5 @@ void HangingToolTest::theAnswerComesAfterThirtySecondsAndTheToolIsGone()
     QVERIFY(!standin::isAlive(standin::processId()));
 }
 
-QTEST_GUILESS_MAIN(HangingToolTest)
+VOND_TEST(HangingToolTest);
 #include "hangingtooltest.moc"

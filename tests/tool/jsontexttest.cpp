@@ -1,6 +1,7 @@
 #include "base/jsontext.h"
 
 #include "tests/support/jsonpeer.h"
+#include "tests/support/testmain.h"
 
 #include <QtTest>
 
@@ -375,5 +376,5 @@ void JsonTextTest::moreElementsThanTheBoundAreRefusedMemory()
     QCOMPARE(base::boundedCount(JsonText::document(inner)), 1);
 }
 
-QTEST_GUILESS_MAIN(JsonTextTest)
+VOND_TEST(JsonTextTest);
 #include "jsontexttest.moc"

@@ -1,6 +1,7 @@
 #include "commands/localdataplan.h"
 
 #include "tests/support/messagecatcher.h"
+#include "tests/support/testmain.h"
 
 #include <QtTest>
 
@@ -210,5 +211,5 @@ void LocalDataPlanTest::theAnswerFollowsWhatTheToolSaid()
     QTEST(commands::localAnswer({stdOut, stdErr}, QStringLiteral("/t/a_Web.tif")), "answer");
 }
 
-QTEST_GUILESS_MAIN(LocalDataPlanTest)
+VOND_TEST(LocalDataPlanTest);
 #include "localdataplantest.moc"

@@ -2,6 +2,7 @@
 
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
+#include "tests/support/testmain.h"
 
 #include <QtTest>
 
@@ -58,5 +59,5 @@ void PathCheckTest::anExistingFolderPassesToo()
     QVERIFY(!tool::rejectBadPath(folder.path()));
 }
 
-QTEST_GUILESS_MAIN(PathCheckTest)
+VOND_TEST(PathCheckTest);
 #include "pathchecktest.moc"

@@ -4,6 +4,7 @@
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/standin.h"
+#include "tests/support/testmain.h"
 
 #include <QtTest>
 
@@ -125,5 +126,5 @@ void QueriesTest::aZeroCharacterInTheNameIsAnEmptyAnswer()
     QVERIFY(!standin::ran());
 }
 
-QTEST_GUILESS_MAIN(QueriesTest)
+VOND_TEST(QueriesTest);
 #include "queriestest.moc"

@@ -2,6 +2,7 @@
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/standin.h"
+#include "tests/support/testmain.h"
 #include "tool/run.h"
 
 #include <QElapsedTimer>
@@ -25,7 +26,6 @@ private Q_SLOTS:
     void aQueryAnswersWhatWasPrintedAndNotTheErrors();
     void aQueryOfAToolThatCannotBeStartedIsEmpty();
     void aQueryOfAHangingToolAnswersWhatItPrintedAndTheToolIsGone();
-    void theTimeoutOfAQueryIsThirtySeconds();
     void aRunToTheEndGivesAndLogsBothChannels();
     void aRunToTheEndTakesMoreThanAPipeHolds();
     void aToolThatDiesIsNotTreatedSpecially();
@@ -88,11 +88,6 @@ void ToolRunTest::aQueryOfAHangingToolAnswersWhatItPrintedAndTheToolIsGone()
     QVERIFY2(timer.elapsed() >= shortTimeoutMs, "answered before the time was up");
     QVERIFY(standin::processId() > 0);
     QVERIFY(!standin::isAlive(standin::processId()));
-}
-
-void ToolRunTest::theTimeoutOfAQueryIsThirtySeconds()
-{
-    QCOMPARE(tool::queryTimeoutMs, 30000);
 }
 
 void ToolRunTest::aRunToTheEndGivesAndLogsBothChannels()
@@ -174,5 +169,5 @@ void ToolRunTest::onlyTheBeginningOfStandardErrorReportsAnError()
     QTEST(tool::reportsError(stdErr), "reports");
 }
 
-QTEST_GUILESS_MAIN(ToolRunTest)
+VOND_TEST(ToolRunTest);
 #include "toolruntest.moc"

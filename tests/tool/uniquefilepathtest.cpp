@@ -2,6 +2,7 @@
 
 #include "commands/writebase64file.h"
 #include "tests/support/ownfolders.h"
+#include "tests/support/testmain.h"
 
 #include <QDir>
 #include <QtTest>
@@ -276,5 +277,5 @@ void UniqueFilePathTest::requestsAtTheSameTimeGetNamesOfTheirOwn()
     QCOMPARE(folder.names(), QStringList());
 }
 
-QTEST_GUILESS_MAIN(UniqueFilePathTest)
+VOND_TEST(UniqueFilePathTest);
 #include "uniquefilepathtest.moc"

@@ -3,6 +3,7 @@
 #include "tests/support/messagecatcher.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
+#include "tests/support/testmain.h"
 
 #include <QDir>
 #include <QSettings>
@@ -162,5 +163,5 @@ void UploadTest::folderPartsAreKnownByThePlatformsMarks()
     QTEST(jobs::hasFolderPart(name, QLatin1String(latin)), "leadsOut");
 }
 
-QTEST_GUILESS_MAIN(UploadTest)
+VOND_TEST(UploadTest);
 #include "uploadtest.moc"

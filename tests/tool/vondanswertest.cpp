@@ -1,6 +1,7 @@
 #include "commands/vondanswer.h"
 
 #include "tests/support/messagecatcher.h"
+#include "tests/support/testmain.h"
 
 #include <QJsonDocument>
 #include <QtTest>
@@ -146,5 +147,5 @@ void VondAnswerTest::bothChannelsAreDecodedWhole()
     QCOMPARE(answer.value(QLatin1String("stdErr")).toString(), QStringLiteral("caf\uFFFD"));
 }
 
-QTEST_GUILESS_MAIN(VondAnswerTest)
+VOND_TEST(VondAnswerTest);
 #include "vondanswertest.moc"

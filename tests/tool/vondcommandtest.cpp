@@ -4,6 +4,7 @@
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/standin.h"
+#include "tests/support/testmain.h"
 
 #include <QtTest>
 
@@ -299,5 +300,5 @@ void VondCommandTest::aReturnNameIsFreeAgainAfterEveryEnd()
     QCOMPARE(standin::arguments(), QStringList{folder.filePath(QStringLiteral("x.tif"))});
 }
 
-QTEST_GUILESS_MAIN(VondCommandTest)
+VOND_TEST(VondCommandTest);
 #include "vondcommandtest.moc"

@@ -2,6 +2,7 @@
 
 #include "base/jsontext.h"
 #include "tests/support/ownfolders.h"
+#include "tests/support/testmain.h"
 
 #include <QtTest>
 
@@ -207,5 +208,5 @@ void VondElementTest::aNameInsideTheFolderIsNobodyElsesEither()
     }
 }
 
-QTEST_GUILESS_MAIN(VondElementTest)
+VOND_TEST(VondElementTest);
 #include "vondelementtest.moc"

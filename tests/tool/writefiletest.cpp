@@ -3,6 +3,7 @@
 #include "commands/writebase64file.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
+#include "tests/support/testmain.h"
 
 #include <QtTest>
 
@@ -580,5 +581,5 @@ void WriteFileTest::writersOfNewFilesAllGetAnother()
     QCOMPARE(names, wanted);
 }
 
-QTEST_GUILESS_MAIN(WriteFileTest)
+VOND_TEST(WriteFileTest);
 #include "writefiletest.moc"
