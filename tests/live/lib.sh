@@ -9,18 +9,22 @@ mkdir -p build # all that the commands make, logs too, lies there
 # Same sorting, file names and messages on every machine.
 export LC_ALL=C.UTF-8
 
-# build_preset PRESET [OPTION...]: configures and builds one preset; options go to "cmake --build".
-# With ccache at hand a second clone builds faster.
-build_preset() {
-    local preset=$1
-    shift
+# configure_preset PRESET: with ccache at hand a second clone builds faster.
+configure_preset() {
     if command -v ccache >/dev/null; then
         # Only looked at when a build folder is made: an existing one is not built anew for it.
         export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER-ccache}
+        # It asks for these where there are precompiled headers (the tests').
+        export CCACHE_SLOPPINESS=${CCACHE_SLOPPINESS-pch_defines,time_macros}
     fi
-    local log=build/configure-$preset.log
-    cmake --preset "$preset" >"$log" 2>&1 || { cat "$log" >&2; return 1; }
-    cmake --build --preset "$preset" "$@"
+    local log=build/configure-$1.log
+    cmake --preset "$1" >"$log" 2>&1 || { cat "$log" >&2; return 1; }
+}
+
+# build_preset PRESET [OPTION...]: configures and builds one preset; options go to "cmake --build".
+build_preset() {
+    configure_preset "$1" || return
+    cmake --build --preset "$@"
 }
 
 # What was built through sudo goes to the owner of the sources, who could not build there otherwise.

@@ -85,6 +85,22 @@ a_complaint_in_one_of_two_is_about_that_one() {
     expect "exit status" "$status" 0
 }
 
+a_repeated_include_is_seen_and_a_shared_one_is_none() {
+    sed -i 's/-\*,/-*,readability-duplicate-include,/' "$place/.clang-tidy"
+    printf '#include "first.h"\nint two() { return 2; }\n' >"$place/second.cpp"
+    lint
+    expect "exit status" "$status" 0
+    expect_part "both as one text" "$output" "2 sources of .: "
+    printf '#include "first.h"\n#include "first.h"\nint two() { return 2; }\n' >"$place/second.cpp"
+    printf '#include "first.h"\nint one() { return 1; }\n' >"$place/first.cpp"
+    lint
+    expect "exit status" "$status" 1
+    expect_part "complaint" "$output" "duplicate include"
+    expect_part "count" "$count" "1 with complaints"
+    clean_project
+    lint
+}
+
 sources_that_do_not_go_together_are_looked_at_alone() {
     printf '#define same 1\nnamespace { int other() { return same; } }\nint one() { return other(); }\n' >"$place/first.cpp"
     printf '#include "first.h"\nnamespace { int other() { return 0; } }\nint two() { return other(); }\n' >"$place/second.cpp"
@@ -115,5 +131,6 @@ run_tests \
     a_complaint_in_a_source_fails_every_time \
     a_complaint_in_an_included_header_fails \
     a_complaint_in_one_of_two_is_about_that_one \
+    a_repeated_include_is_seen_and_a_shared_one_is_none \
     sources_that_do_not_go_together_are_looked_at_alone \
     other_checks_look_at_everything_again

@@ -13,7 +13,7 @@ mapfile -t scripts < <(find . \( -name build -o -name .git -o -name node_modules
         { nextfile }' {} + | sort)
 
 there_are_scripts_to_look_at() {
-    expect_part "scripts" "${scripts[*]}" "./scripts/test"
+    expect_part "scripts" "${scripts[*]}" "./scripts/demo"
     expect_part "scripts" "${scripts[*]}" "./.ci/run"
     expect_part "scripts" "${scripts[*]}" "./tests/live/lib.sh"
     expect_part "scripts" "${scripts[*]}" "./tests/scripts/shellchecktest.sh"
