@@ -5,14 +5,14 @@
 //
 // Each word on standard output waits until the one before has been taken out of the pipe, so that
 // it is read by itself.
+#include "tests/support/toolpipe.h"
+
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
 #include <iterator>
-#include <poll.h>
 #include <random>
 #include <string>
-#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
@@ -25,29 +25,10 @@ constexpr unsigned longestLifeSeconds = 120;
 constexpr useconds_t lookAgainMicroseconds = 2000;
 constexpr unsigned longestWorkMicroseconds = 150000; // twice
 
-void write(int descriptor, const std::string &text)
-{
-    std::size_t done = 0;
-    while (done < text.size()) {
-        const ssize_t count = ::write(descriptor, text.data() + done, text.size() - done);
-        if (count < 0) {
-            std::_Exit(EXIT_FAILURE);
-        }
-        done += static_cast<std::size_t>(count);
-    }
-}
-
 void say(const std::string &text)
 {
-    write(STDOUT_FILENO, text);
-    int waiting = 0;
-    while (::ioctl(STDOUT_FILENO, FIONREAD, &waiting) == 0 && waiting > 0) {
-        pollfd pipe{STDOUT_FILENO, POLLOUT, 0};
-        if (::poll(&pipe, 1, 0) > 0 && (pipe.revents & POLLERR) != 0) {
-            std::_Exit(EXIT_FAILURE); // the reader is gone
-        }
-        ::usleep(lookAgainMicroseconds);
-    }
+    toolpipe::writeAll(STDOUT_FILENO, text);
+    toolpipe::waitUntilTaken();
 }
 
 void work()
@@ -93,7 +74,7 @@ std::string contentOf(const std::string &path)
     }
     std::ifstream file(path, std::ios::binary);
     if (!file) {
-        write(STDERR_FILENO, "Error: no such input: " + path + "\n");
+        toolpipe::writeAll(STDERR_FILENO, "Error: no such input: " + path + "\n");
         say("no input\n");
         std::_Exit(EXIT_FAILURE);
     }
@@ -112,7 +93,7 @@ std::string writeNew(const std::string &wanted, const std::string &content)
             path = wanted.substr(0, dot) + "_" + std::to_string(n) + wanted.substr(dot);
         }
     }
-    write(file, content);
+    toolpipe::writeAll(file, content);
     ::close(file);
     return path;
 }
@@ -127,7 +108,7 @@ int convert(const Arguments &arguments)
         contentOf(before(arguments, "-o")) + contentOf(after(arguments, "--profile"));
     while (after(arguments, "-c") == "UntilStopped") {
         if (::access(stopFile.c_str(), F_OK) == 0) {
-            write(STDERR_FILENO, "Error: stopped\n");
+            toolpipe::writeAll(STDERR_FILENO, "Error: stopped\n");
             say("stopped by " + owner);
             return EXIT_FAILURE;
         }
@@ -145,7 +126,7 @@ int run(const Arguments &arguments)
     work();
     const std::string path = after(arguments, "-o");
     const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
-    write(file, content);
+    toolpipe::writeAll(file, content);
     ::close(file);
     work();
     say("wrote " + path + "\n");

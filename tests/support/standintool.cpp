@@ -5,6 +5,8 @@
 //
 // Writes into a plain pipe merge when the reader is slow. Where a behaviour means two chunks and
 // the pipe may be plain, the stand-in waits until the first has been taken out.
+#include "tests/support/toolpipe.h"
+
 #include <cctype>
 #include <csignal>
 #include <cstdio>
@@ -16,10 +18,12 @@
 #include <map>
 #include <poll.h>
 #include <string>
-#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
+
+using toolpipe::waitUntilTaken;
+using toolpipe::writeAll;
 
 namespace {
 
@@ -27,18 +31,6 @@ using Arguments = std::vector<std::string>;
 
 constexpr unsigned longestLifeSeconds = 300; // nobody is left behind, whatever a test does
 constexpr useconds_t lookAgainMicroseconds = 1000;
-
-void writeAll(int descriptor, const std::string &text)
-{
-    std::size_t done = 0;
-    while (done < text.size()) {
-        const ssize_t count = ::write(descriptor, text.data() + done, text.size() - done);
-        if (count < 0) {
-            std::_Exit(EXIT_FAILURE);
-        }
-        done += static_cast<std::size_t>(count);
-    }
-}
 
 void out(const std::string &text)
 {
@@ -48,18 +40,6 @@ void out(const std::string &text)
 void err(const std::string &text)
 {
     writeAll(STDERR_FILENO, text);
-}
-
-void waitUntilTaken()
-{
-    int waiting = 0;
-    while (::ioctl(STDOUT_FILENO, FIONREAD, &waiting) == 0 && waiting > 0) {
-        pollfd pipe{STDOUT_FILENO, POLLOUT, 0};
-        if (::poll(&pipe, 1, 0) > 0 && (pipe.revents & POLLERR) != 0) {
-            std::_Exit(EXIT_FAILURE); // the reader is gone
-        }
-        ::usleep(lookAgainMicroseconds);
-    }
 }
 
 void chunk(const std::string &text)
