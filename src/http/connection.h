@@ -27,6 +27,12 @@ class Connection : public QObject
 public:
     Connection(QAbstractHttpServer *server, QTcpSocket *socket);
 
+    // Whether the last answer is out, and what is left is to wait for the client's end.
+    [[nodiscard]] bool isLingering() const
+    {
+        return m_state == State::Lingering;
+    }
+
 public Q_SLOTS:
     // Reads what has come and answers every request that is whole, in order. Closes the socket
     // before an exception, of a view or for want of memory, leaves it.

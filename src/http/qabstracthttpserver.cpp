@@ -4,6 +4,8 @@
 
 #include <QTcpSocket>
 
+#include <algorithm>
+
 void QAbstractHttpServer::newHttpConnection(QTcpSocket *socket)
 {
     http::Connection *connection = nullptr;
@@ -14,4 +16,13 @@ void QAbstractHttpServer::newHttpConnection(QTcpSocket *socket)
         throw;
     }
     connection->handleSocketReadable();
+}
+
+bool QAbstractHttpServer::isLingering() const
+{
+    const auto connections =
+        findChildren<http::Connection *>(QString(), Qt::FindDirectChildrenOnly);
+    return std::all_of(connections.cbegin(), connections.cend(), [](const auto *connection) {
+        return connection->isLingering();
+    });
 }

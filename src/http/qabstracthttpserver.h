@@ -23,6 +23,11 @@ public:
     // no memory, now or later out of the event loop; the socket is closed by then.
     void newHttpConnection(QTcpSocket *socket);
 
+    // Whether the last answer has been written on each socket that is still open: all that is left
+    // is to read on until the client has closed its side, which the server does in the event loop
+    // unless the socket is taken from it.
+    [[nodiscard]] bool isLingering() const;
+
 Q_SIGNALS:
     // No subclass handled the request. Unless the subclass says that it responds itself, a
     // connected slot must respond on the socket before it returns.

@@ -1,6 +1,5 @@
 #include "http/socketio.h"
 
-#include <QDeadlineTimer>
 #include <QTcpSocket>
 
 #include <algorithm>
@@ -22,15 +21,15 @@ namespace {
 constexpr int withoutLimit = -1;
 
 // Waits until there is room in the system's send buffer, or something to receive, or the connection
-// has ended. The next call on the socket tells what came of it.
-void waitFor(short events, QTcpSocket *socket, int timeoutMs)
+// has ended. The next call on the socket tells what came of it. False when the time has passed.
+bool waitFor(short events, QTcpSocket *socket, int timeoutMs)
 {
 #ifdef Q_OS_WIN
     WSAPOLLFD descriptor = {static_cast<SOCKET>(socket->socketDescriptor()), events, 0};
-    (void)WSAPoll(&descriptor, 1, timeoutMs);
+    return WSAPoll(&descriptor, 1, timeoutMs) > 0;
 #else
     pollfd descriptor = {static_cast<int>(socket->socketDescriptor()), events, 0};
-    (void)::poll(&descriptor, 1, timeoutMs);
+    return ::poll(&descriptor, 1, timeoutMs) > 0;
 #endif
 }
 
@@ -138,7 +137,7 @@ void writeWhole(QTcpSocket *socket, const QByteArray &head, const QByteArray &bo
             done += taken;
             break;
         case Sending::NoRoom:
-            waitFor(POLLOUT, socket, withoutLimit);
+            (void)waitFor(POLLOUT, socket, withoutLimit);
             break;
         case Sending::Failed:
             socket->abort();
@@ -152,18 +151,9 @@ qint64 receive(QTcpSocket *socket, char *data, qint64 size)
     return std::max(receiveSome(socket, data, size), qint64(0));
 }
 
-bool endsWithin(QTcpSocket *socket, int timeoutMs)
+bool hasInputWithin(QTcpSocket *socket, int timeoutMs)
 {
-    const QDeadlineTimer deadline(timeoutMs);
-    std::array<char, 4096> thrownAway; // NOLINT(cppcoreguidelines-pro-type-member-init): read into
-    do {
-        waitFor(POLLIN, socket, static_cast<int>(deadline.remainingTime()));
-        const qint64 count = receiveSome(socket, thrownAway.data(), thrownAway.size());
-        if (count == 0 || (count < 0 && !isForLater())) {
-            return true;
-        }
-    } while (!deadline.hasExpired());
-    return false;
+    return waitFor(POLLIN, socket, timeoutMs);
 }
 
 void shutdownWriting(QTcpSocket *socket)

@@ -18,8 +18,8 @@ void writeWhole(QTcpSocket *socket, const QByteArray &head, const QByteArray &bo
 // Sends the end of the output; input can still be read.
 void shutdownWriting(QTcpSocket *socket);
 
-// Whether the client ends the connection within the time. What it sends until then is thrown away.
-// The calling thread blocks meanwhile.
-[[nodiscard]] bool endsWithin(QTcpSocket *socket, int timeoutMs);
+// Whether something can be read within the time, or the end of the connection be noticed. The
+// calling thread blocks meanwhile.
+[[nodiscard]] bool hasInputWithin(QTcpSocket *socket, int timeoutMs);
 
 } // namespace http

@@ -80,6 +80,11 @@ void RequestHdlr::releaseResources()
     m_lastStdOutMsg = QString();
 }
 
+bool RequestHdlr::isLingering() const
+{
+    return m_routeServer != nullptr && m_routeServer->isLingering();
+}
+
 jobs::ConnectionJob RequestHdlr::lendJob()
 {
     return {this, m_process, m_requestId, m_lastStdOutMsg};

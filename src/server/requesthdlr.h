@@ -23,6 +23,9 @@ public:
     // its HTTP server stay.
     void releaseResources();
 
+    // Whether all that the connection waits for is the client's end.
+    [[nodiscard]] bool isLingering() const;
+
 public Q_SLOTS: // found by index and by name: keep the order
     // The first bytes have come.
     void handleReadyRead();

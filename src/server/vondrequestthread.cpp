@@ -1,5 +1,7 @@
 #include "server/vondrequestthread.h"
 
+#include "http/socketio.h"
+#include "server/lingeringclients.h"
 #include "server/requesthdlr.h"
 
 #include <exception>
@@ -32,12 +34,30 @@ void VondRequestThread::run()
                 SLOT(handleReadyRead()),
                 Qt::DirectConnection);
         connect(socket, SIGNAL(disconnected()), this, SLOT(quit()), Qt::AutoConnection);
-        exec();
+        serveWithoutLoop(socket);
+        if (socket->state() != QAbstractSocket::UnconnectedState) {
+            exec();
+        }
     } catch (const std::exception &e) {
         std::cerr << "Allocation failed, creating rqh: " << e.what() << '\n';
         quit();
     }
     releaseResources();
+}
+
+// Most clients send their request at once, and many no second one. Such a connection can be over
+// before the event loop begins, whose end takes a turn of the main thread.
+void VondRequestThread::serveWithoutLoop(QTcpSocket *socket)
+{
+    constexpr int promptMs = 10;
+    if (!http::hasInputWithin(socket, promptMs)) {
+        return;
+    }
+    (void)socket->waitForReadyRead(0); // it is there: handled as in the event loop
+    if (socket->state() == QAbstractSocket::ConnectedState && m_lingeringClients != nullptr
+        && m_requestHandler->isLingering() && m_lingeringClients->take(*socket)) {
+        socket->abort();
+    }
 }
 
 void VondRequestThread::releaseResources()

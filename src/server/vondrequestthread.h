@@ -5,6 +5,7 @@
 #include <QTcpSocket>
 #include <QThread>
 
+class LingeringClients;
 class RequestHdlr;
 
 // The thread of one connection: binds the socket, makes the handler, runs the event loop until the
@@ -21,6 +22,13 @@ public:
                       int socketDescriptor,
                       QObject *parent);
 
+    // Who waits for the client's end when the last answer is out. Before the start; without it the
+    // thread does that itself.
+    void setLingeringClients(LingeringClients *clients)
+    {
+        m_lingeringClients = clients;
+    }
+
 Q_SIGNALS:
     // The descriptor could not be made a socket. Nobody listens in the service.
     void error(QTcpSocket::SocketError socketError);
@@ -31,6 +39,7 @@ protected:
 private:
     friend struct ConnectionProbe; // lets the tests look
 
+    void serveWithoutLoop(QTcpSocket *socket);
     void releaseResources();
 
     // Deliberate: narrower than the handle it is given; widened with its sign when it is used.
@@ -38,4 +47,5 @@ private:
     RequestHdlr *m_requestHandler = nullptr; // set in run(); never deleted
     QString m_vondPath;
     jobs::Registry *m_registry; // the server's, shared by all connections
+    LingeringClients *m_lingeringClients = nullptr; // the server's, like that
 };

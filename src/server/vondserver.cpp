@@ -2,6 +2,7 @@
 
 #include "server/acceptbackoff.h"
 #include "server/clientreservation.h"
+#include "server/lingeringclients.h"
 #include "server/vondrequestthread.h"
 
 namespace {
@@ -16,6 +17,7 @@ constexpr uint threadStackBytes = 2 * 1024 * 1024;
 VondServer::VondServer(QString vondPath, QObject *parent)
     : QTcpServer(parent)
     , m_vondPath(std::move(vondPath))
+    , m_lingeringClients(new LingeringClients(this))
 {
     // Deliberate: newConnection() is never emitted, for there is never a pending connection to
     // take; Qt by itself emits it after every incomingConnection().
@@ -33,6 +35,7 @@ void VondServer::incomingConnection(qintptr handle)
     auto *thread = new VondRequestThread(m_vondPath, &m_registry, static_cast<int>(handle), this);
     claim.release()->setParent(thread);
     connect(thread, SIGNAL(finished()), thread, SLOT(deleteLater()), Qt::AutoConnection);
+    thread->setLingeringClients(m_lingeringClients);
     thread->setStackSize(threadStackBytes);
     thread->start(QThread::InheritPriority);
     if (!thread->isRunning() && !thread->isFinished()) { // it never began, so nobody has the socket

@@ -4,6 +4,8 @@
 
 #include <QTcpServer>
 
+class LingeringClients;
+
 // Accepts the clients and gives each connection a thread of its own. Owns the conversion registry.
 // Lives in the main thread.
 class VondServer : public QTcpServer
@@ -23,4 +25,5 @@ private:
     QString m_vondPath;
     jobs::Registry
         m_registry; // lent to every connection; guarded by the functions of jobs/registry.h
+    LingeringClients *m_lingeringClients; // a child
 };

@@ -1,3 +1,4 @@
+#include "http/connection.h"
 #include "http/qhttpserver.h"
 #include "tests/server/connectionprobe.h"
 #include "tests/support/messagecatcher.h"
@@ -15,11 +16,17 @@
 #include <QSignalSpy>
 #include <QtTest>
 
+#include <algorithm>
+#include <arpa/inet.h>
+#include <array>
 #include <atomic>
 #include <fcntl.h>
 #include <memory>
+#include <netinet/in.h>
 #include <new>
+#include <poll.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 namespace {
@@ -59,6 +66,67 @@ public:
 
 private:
     rlimit m_before = {};
+};
+
+int openDescriptors()
+{
+    return QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::System | QDir::Files).size();
+}
+
+// One that does not close its side when the server does.
+class PlainClient
+{
+public:
+    explicit PlainClient(quint16 port)
+        : m_descriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    {
+        sockaddr_in server = {};
+        server.sin_family = AF_INET;
+        server.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        server.sin_port = htons(port);
+        (void)::connect(m_descriptor, reinterpret_cast<const sockaddr *>(&server), sizeof server);
+    }
+
+    ~PlainClient()
+    {
+        close();
+    }
+
+    PlainClient(const PlainClient &) = delete;
+    PlainClient &operator=(const PlainClient &) = delete;
+    PlainClient(PlainClient &&) = delete;
+    PlainClient &operator=(PlainClient &&) = delete;
+
+    // How much the system has taken.
+    int send(const QByteArray &bytes) const
+    {
+        const ssize_t count = ::send(m_descriptor,
+                                     bytes.constData(),
+                                     static_cast<std::size_t>(bytes.size()),
+                                     MSG_DONTWAIT | MSG_NOSIGNAL);
+        return static_cast<int>(std::max(count, ssize_t(0)));
+    }
+
+    // Whether the server has closed its side, too.
+    bool hasAnswer() const
+    {
+        std::array<char, 4096> answer = {};
+        const ssize_t count =
+            ::recv(m_descriptor, answer.data(), answer.size(), MSG_DONTWAIT | MSG_PEEK);
+        pollfd descriptor = {m_descriptor, POLLRDHUP, 0};
+        return count > 0 && ::poll(&descriptor, 1, 0) == 1;
+    }
+
+    void close()
+    {
+        if (m_descriptor >= 0) {
+            (void)::close(m_descriptor);
+            m_descriptor = -1;
+        }
+    }
+
+private:
+    int m_descriptor;
 };
 
 // A server whose accepted descriptors can be handed in by a test.
@@ -242,6 +310,65 @@ private Q_SLOTS:
 
         QTRY_VERIFY(threads().isEmpty());
         QVERIFY(closed);
+    }
+
+    void aClientThatHasHadItsLastAnswerAndStaysKeepsADescriptorAndNoThread()
+    {
+        constexpr int soonMs = http::lingerMs / 2;
+        const int before = openDescriptors();
+        PlainClient client(m_server->serverPort());
+        client.send("GET / HTTP/1.1\r\nHost: a\r\nConnection: close\r\n\r\n");
+        QTRY_VERIFY(client.hasAnswer());
+        QTRY_VERIFY_WITH_TIMEOUT(threads().isEmpty(), soonMs);
+        QCOMPARE(openDescriptors(), before + 2);
+
+        // More than the system takes on its own: somebody reads, and nothing is taken back.
+        constexpr int lateBytes = 16 * 1024 * 1024;
+        const QByteArray block(65536, 'x');
+        int sent = 0;
+        const auto isSent = [&client, &block, &sent] {
+            int count = 1;
+            while (sent < lateBytes && count > 0) {
+                count = client.send(block);
+                sent += count;
+            }
+            return sent >= lateBytes;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(isSent(), soonMs);
+        QCOMPARE(openDescriptors(), before + 2);
+        client.close();
+        QTRY_COMPARE(openDescriptors(), before);
+    }
+
+    void aClientThatHasHadItsLastAnswerIsClosedInTheEnd()
+    {
+        const int before = openDescriptors();
+        const PlainClient first(m_server->serverPort());
+        first.send("GET / HTTP/1.1\r\nHost: a\r\nConnection: close\r\n\r\n");
+        QTRY_VERIFY(first.hasAnswer());
+        QTest::qWait(http::lingerMs / 5);
+        const PlainClient second(m_server->serverPort());
+        second.send("GET / HTTP/1.1\r\nHost: a\r\nConnection: close\r\n\r\n");
+        QTRY_VERIFY(second.hasAnswer());
+        QTRY_VERIFY(threads().isEmpty());
+        QCOMPARE(openDescriptors(), before + 4);
+
+        QTRY_COMPARE_WITH_TIMEOUT(openDescriptors(), before + 3, http::lingerMs);
+        QTRY_COMPARE_WITH_TIMEOUT(openDescriptors(), before + 2, http::lingerMs);
+    }
+
+    void clientsThatLingerGoWithTheServer()
+    {
+        const int before = openDescriptors();
+        {
+            OpenServer server(QStringLiteral("/no/such/tool"));
+            QVERIFY(server.listen(QHostAddress::LocalHost));
+            const PlainClient client(server.serverPort());
+            client.send("GET / HTTP/1.1\r\nHost: a\r\nConnection: close\r\n\r\n");
+            QTRY_VERIFY(client.hasAnswer());
+            QTRY_VERIFY(server.findChildren<VondRequestThread *>().isEmpty());
+        }
+        QCOMPARE(openDescriptors(), before);
     }
 
     void aConnectionThatNeverSendsKeepsItsThread()
