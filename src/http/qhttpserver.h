@@ -30,8 +30,7 @@ public:
                                                 QTcpSocket *socket) {
             sendResponse(http::ViewTraits<View>::call(view, match, request), request, socket);
         };
-        return m_router.addRule<View>(
-            std::make_unique<QHttpServerRouterRule>(path, methods, std::move(handler)));
+        return m_router.addRule<View>(QHttpServerRouterRule(path, methods, std::move(handler)));
     }
 
     template <typename View>

@@ -50,6 +50,17 @@ QUrl QHttpServerRequest::url() const
     return withoutAuthority(m_target);
 }
 
+QString QHttpServerRequest::decodedPath() const
+{
+    // Most targets are nothing but a path in which every byte stands for itself.
+    const bool isPlain =
+        m_target.startsWith('/') && std::all_of(m_target.cbegin(), m_target.cend(), [](char c) {
+            return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9')
+                || c == '/' || c == '-' || c == '.' || c == '_' || c == '~';
+        });
+    return isPlain ? QString::fromLatin1(m_target) : url().path(QUrl::FullyDecoded);
+}
+
 QByteArray QHttpServerRequest::value(const QByteArray &name) const
 {
     QByteArray joined;

@@ -43,6 +43,9 @@ public:
     // longer than a name can be is "localhost". Takes time in proportion to the request's head.
     [[nodiscard]] QUrl url() const;
 
+    // The path of url(), fully decoded.
+    [[nodiscard]] QString decodedPath() const;
+
     [[nodiscard]] const Headers &headers() const
     {
         return m_headers;

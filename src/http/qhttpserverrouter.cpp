@@ -5,7 +5,7 @@
 bool QHttpServerRouter::handleRequest(const QHttpServerRequest &request, QTcpSocket *socket) const
 {
     // Fully decoded: an encoded slash is a slash, and no segment holds one.
-    const QString path = request.url().path(QUrl::FullyDecoded);
+    const QString path = request.decodedPath();
     return std::any_of(m_rules.cbegin(), m_rules.cend(), [&](const auto &rule) {
         return rule.exec(path, request, socket);
     });

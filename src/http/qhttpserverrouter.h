@@ -20,13 +20,19 @@ public:
     // Adds a rule for a view of the type `View`. False, and nothing added, when the pattern does
     // not hold one "<arg>" for each QString that the view takes.
     template <typename View>
-    bool addRule(std::unique_ptr<QHttpServerRouterRule> rule)
+    bool addRule(QHttpServerRouterRule &&rule)
     {
-        if (rule->argumentCount() != http::ViewTraits<View>::pathArgumentCount) {
+        if (rule.argumentCount() != http::ViewTraits<View>::pathArgumentCount) {
             return false;
         }
-        m_rules.push_back(std::move(*rule));
+        m_rules.push_back(std::move(rule));
         return true;
+    }
+
+    template <typename View>
+    bool addRule(std::unique_ptr<QHttpServerRouterRule> rule)
+    {
+        return addRule<View>(std::move(*rule));
     }
 
     [[nodiscard]] bool isEmpty() const

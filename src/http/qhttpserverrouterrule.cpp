@@ -57,10 +57,11 @@ int QHttpServerRouterRule::argumentCount() const
     // Asked for every row of every connection's table, most of which have none; QString::count()
     // prepares for far longer texts.
     int count = 0;
-    int at = m_pathPattern.indexOf(QLatin1Char('<'));
-    while (at >= 0) {
-        count += m_pathPattern.midRef(at).startsWith(placeholder()) ? 1 : 0;
-        at = m_pathPattern.indexOf(QLatin1Char('<'), at + 1);
+    for (int at = 0; at < m_pathPattern.size(); ++at) {
+        if (m_pathPattern.at(at) == QLatin1Char('<')
+            && m_pathPattern.midRef(at).startsWith(placeholder())) {
+            ++count;
+        }
     }
     return count;
 }

@@ -105,6 +105,39 @@ private Q_SLOTS:
         QCOMPARE(got, captured);
     }
 
+    void theDecodedPathIsTheOneOfTheUrl_data()
+    {
+        QTest::addColumn<QByteArray>("target");
+        for (const char *target : {"/",
+                                   "/a/B9-._~",
+                                   "//a//b/",
+                                   "/a/./../b",
+                                   "/a%20b",
+                                   "/a%2fb%",
+                                   "/a?b",
+                                   "/a#b",
+                                   "/a;b=c",
+                                   "/a@b:c",
+                                   "/{a}",
+                                   "/\xc3\xa4",
+                                   "/%00",
+                                   "/%C3%A4",
+                                   "/a+b",
+                                   "http://b/c",
+                                   "http://b",
+                                   "*"}) {
+            QTest::newRow(target) << QByteArray(target);
+        }
+    }
+
+    void theDecodedPathIsTheOneOfTheUrl()
+    {
+        QFETCH(QByteArray, target);
+        const QHttpServerRequest request = requestFor(target == "*" ? "OPTIONS" : "GET", target);
+        QCOMPARE(request.decodedPath(), request.url().path(QUrl::FullyDecoded));
+        QVERIFY(!request.decodedPath().isEmpty());
+    }
+
     void aRuleTakesItsMethodsOnly()
     {
         int calls = 0;
