@@ -1,5 +1,6 @@
 #include "server/vondrequestthread.h"
 
+#include "base/methods.h"
 #include "http/socketio.h"
 #include "server/lingeringclients.h"
 #include "server/requesthdlr.h"
@@ -28,12 +29,12 @@ void VondRequestThread::run()
     }
     try {
         m_requestHandler = new RequestHdlr(socket, m_registry, m_vondPath); // stays, too
-        connect(socket,
-                SIGNAL(readyRead()),
-                m_requestHandler,
-                SLOT(handleReadyRead()),
-                Qt::DirectConnection);
-        connect(socket, SIGNAL(disconnected()), this, SLOT(quit()), Qt::AutoConnection);
+        static const QMetaMethod readyRead = base::methodOf<QTcpSocket>(SIGNAL(readyRead()));
+        static const QMetaMethod disconnected = base::methodOf<QTcpSocket>(SIGNAL(disconnected()));
+        static const QMetaMethod handle = base::methodOf<RequestHdlr>(SLOT(handleReadyRead()));
+        static const QMetaMethod end = base::methodOf<VondRequestThread>(SLOT(quit()));
+        connect(socket, readyRead, m_requestHandler, handle, Qt::DirectConnection);
+        connect(socket, disconnected, this, end, Qt::AutoConnection);
         serveWithoutLoop(socket);
         if (socket->state() != QAbstractSocket::UnconnectedState) {
             exec();

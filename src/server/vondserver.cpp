@@ -1,5 +1,6 @@
 #include "server/vondserver.h"
 
+#include "base/methods.h"
 #include "server/acceptbackoff.h"
 #include "server/clientreservation.h"
 #include "server/lingeringclients.h"
@@ -34,7 +35,9 @@ void VondServer::incomingConnection(qintptr handle)
     }
     auto *thread = new VondRequestThread(m_vondPath, &m_registry, static_cast<int>(handle), this);
     claim.release()->setParent(thread);
-    connect(thread, SIGNAL(finished()), thread, SLOT(deleteLater()), Qt::AutoConnection);
+    static const QMetaMethod finished = base::methodOf<VondRequestThread>(SIGNAL(finished()));
+    static const QMetaMethod deleteLater = base::methodOf<VondRequestThread>(SLOT(deleteLater()));
+    connect(thread, finished, thread, deleteLater, Qt::AutoConnection);
     thread->setLingeringClients(m_lingeringClients);
     thread->setStackSize(threadStackBytes);
     thread->start(QThread::InheritPriority);
