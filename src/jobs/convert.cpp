@@ -1,6 +1,7 @@
 #include "jobs/convert.h"
 
 #include "base/debugline.h"
+#include "base/room.h"
 #include "jobs/conversionplan.h"
 #include "settings/folders.h"
 #include "tool/pathcheck.h"
@@ -52,6 +53,7 @@ bool runForConnection(const QString &vondPath,
     job.process = process.release();
     base::debugLine("arguments:");
     base::debugLine(arguments);
+    base::ensureRoom(); // refused within the next line, memory ends the process
     QObject::connect(job.process,
                      SIGNAL(readyReadStandardOutput()),
                      job.handler,

@@ -5,6 +5,8 @@
 
 #include <QDeadlineTimer>
 
+#include <new>
+
 #ifdef Q_OS_WIN
 #include <winsock2.h>
 #else
@@ -33,7 +35,10 @@ void rejectClient(qintptr descriptor, const char *reason)
     constexpr int quietMs = 1000;
     static QDeadlineTimer quiet(0); // many are refused in a row, and a log is not to be flooded
     if (quiet.hasExpired()) {
-        base::writeErrorLine(QByteArrayLiteral("client refused: ") + reason);
+        try {
+            base::writeErrorLine(QByteArrayLiteral("client refused: ") + reason);
+        } catch (const std::bad_alloc &) { // NOLINT(bugprone-empty-catch): closed untold
+        }
         quiet.setRemainingTime(quietMs);
     }
 #ifdef Q_OS_WIN

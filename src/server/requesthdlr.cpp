@@ -7,6 +7,7 @@
 #include <QDebug>
 #include <QHostAddress>
 #include <QTcpSocket>
+#include <QThread>
 
 #include <exception>
 #include <iostream>
@@ -45,6 +46,10 @@ void RequestHdlr::sendServerAnswer(QTcpSocket *tcpSocket)
         } catch (const std::bad_alloc &) { // NOLINT(bugprone-empty-catch): told above
         }
         tcpSocket->close();
+        if (tcpSocket->state() == QAbstractSocket::UnconnectedState) {
+            // Its disconnected() may be what there was no memory for.
+            QThread::currentThread()->quit();
+        }
     }
 }
 

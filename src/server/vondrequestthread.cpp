@@ -1,12 +1,50 @@
 #include "server/vondrequestthread.h"
 
 #include "base/methods.h"
+#include "base/room.h"
 #include "http/socketio.h"
 #include "server/lingeringclients.h"
 #include "server/requesthdlr.h"
 
 #include <exception>
 #include <iostream>
+#include <memory>
+
+#ifdef Q_OS_UNIX
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
+
+namespace {
+
+#ifdef Q_OS_UNIX
+
+// Whether both are the same open socket: a number that was closed may be somebody else's already.
+bool isSame(const struct stat &one, const struct stat &other)
+{
+    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
+// Ends a connection for which there was no memory before it was one. How far the socket got with
+// taking the descriptor over cannot be asked; it closes what it has when it goes.
+void closeUnbound(std::unique_ptr<QTcpSocket> socket, int descriptor)
+{
+    struct stat before = {};
+    struct stat after = {};
+    const bool isOpen = ::fstat(descriptor, &before) == 0;
+    socket.reset();
+    if (isOpen && ::fstat(descriptor, &after) == 0 && isSame(before, after)) {
+        (void)::close(descriptor);
+    }
+}
+
+#else
+
+void closeUnbound(std::unique_ptr<QTcpSocket>, int) { }
+
+#endif
+
+} // namespace
 
 VondRequestThread::VondRequestThread(QString vondPath,
                                      jobs::Registry *registry,
@@ -21,13 +59,17 @@ VondRequestThread::VondRequestThread(QString vondPath,
 
 void VondRequestThread::run()
 {
-    auto *socket = new QTcpSocket(nullptr); // stays allocated after the connection, see Lifetimes
-    if (!socket->setSocketDescriptor(
-            m_socketDescriptor, QAbstractSocket::ConnectedState, QIODevice::ReadWrite)) {
-        Q_EMIT error(socket->error());
-        return;
-    }
+    QTcpSocket *socket = nullptr; // stays allocated after the connection, see Lifetimes
+    bool isBound = false;
     try {
+        base::ensureRoom(); // refused within the next lines, memory ends the process
+        socket = new QTcpSocket(nullptr);
+        if (!socket->setSocketDescriptor(
+                m_socketDescriptor, QAbstractSocket::ConnectedState, QIODevice::ReadWrite)) {
+            Q_EMIT error(socket->error());
+            return;
+        }
+        isBound = true;
         m_requestHandler = new RequestHdlr(socket, m_registry, m_vondPath); // stays, too
         static const QMetaMethod readyRead = base::methodOf<QTcpSocket>(SIGNAL(readyRead()));
         static const QMetaMethod disconnected = base::methodOf<QTcpSocket>(SIGNAL(disconnected()));
@@ -43,7 +85,11 @@ void VondRequestThread::run()
         std::cerr << "Allocation failed, creating rqh: " << e.what() << '\n';
         quit();
     }
-    releaseResources();
+    if (isBound) {
+        releaseResources(socket);
+    } else {
+        closeUnbound(std::unique_ptr<QTcpSocket>(socket), m_socketDescriptor);
+    }
 }
 
 // Most clients send their request at once, and many no second one. Such a connection can be over
@@ -61,11 +107,13 @@ void VondRequestThread::serveWithoutLoop(QTcpSocket *socket)
     }
 }
 
-void VondRequestThread::releaseResources()
+void VondRequestThread::releaseResources(QTcpSocket *socket)
 {
     try {
         if (m_requestHandler != nullptr) {
             m_requestHandler->releaseResources();
+        } else {
+            socket->abort();
         }
     } catch (const std::exception &) { // NOLINT(bugprone-empty-catch): what is left stays
     }

@@ -40,7 +40,7 @@ private:
     friend struct ConnectionProbe; // lets the tests look
 
     void serveWithoutLoop(QTcpSocket *socket);
-    void releaseResources();
+    void releaseResources(QTcpSocket *socket);
 
     // Deliberate: narrower than the handle it is given; widened with its sign when it is used.
     int m_socketDescriptor;

@@ -1,10 +1,14 @@
 #include "server/vondserver.h"
 
 #include "base/methods.h"
+#include "base/room.h"
 #include "server/acceptbackoff.h"
 #include "server/clientreservation.h"
 #include "server/lingeringclients.h"
 #include "server/vondrequestthread.h"
+
+#include <memory>
+#include <new>
 
 namespace {
 
@@ -28,21 +32,34 @@ VondServer::VondServer(QString vondPath, QObject *parent)
 
 void VondServer::incomingConnection(qintptr handle)
 {
+    try {
+        base::ensureRoom();
+        serve(handle);
+    } catch (const std::bad_alloc &) {
+        server::rejectClient(handle, "no memory is left");
+    }
+}
+
+// What is thrown leaves the descriptor to the caller.
+void VondServer::serve(qintptr handle)
+{
     auto claim = ClientReservation::make(handle);
     if (!claim) {
         server::rejectClient(handle, "too few descriptors are left");
         return;
     }
-    auto *thread = new VondRequestThread(m_vondPath, &m_registry, static_cast<int>(handle), this);
-    claim.release()->setParent(thread);
+    auto thread = std::make_unique<VondRequestThread>(
+        m_vondPath, &m_registry, static_cast<int>(handle), this);
+    claim.release()->setParent(thread.get());
     static const QMetaMethod finished = base::methodOf<VondRequestThread>(SIGNAL(finished()));
     static const QMetaMethod deleteLater = base::methodOf<VondRequestThread>(SLOT(deleteLater()));
-    connect(thread, finished, thread, deleteLater, Qt::AutoConnection);
+    connect(thread.get(), finished, thread.get(), deleteLater, Qt::AutoConnection);
     thread->setLingeringClients(m_lingeringClients);
     thread->setStackSize(threadStackBytes);
     thread->start(QThread::InheritPriority);
     if (!thread->isRunning() && !thread->isFinished()) { // it never began, so nobody has the socket
         server::rejectClient(handle, "no thread can be started");
-        delete thread;
+        return;
     }
+    static_cast<void>(thread.release()); // deletes itself, see above
 }

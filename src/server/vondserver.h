@@ -22,6 +22,8 @@ protected:
 private:
     friend struct ConnectionProbe; // lets the tests look
 
+    void serve(qintptr handle);
+
     QString m_vondPath;
     jobs::Registry
         m_registry; // lent to every connection; guarded by the functions of jobs/registry.h

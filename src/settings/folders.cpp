@@ -1,5 +1,6 @@
 #include "settings/folders.h"
 
+#include "base/room.h"
 #include "settings/keys.h"
 
 #include <QDir>
@@ -20,12 +21,14 @@ QString existingFolderOrTemp(const QString &folder)
 
 QString workFolder()
 {
+    base::ensureRoom(); // refused within the next line, memory ends the process
     const QSettings store;
     return existingFolderOrTemp(store.value(tempFolderKey, QDir::tempPath()).toString());
 }
 
 QString logFolder()
 {
+    base::ensureRoom(); // as above
     const QSettings store;
     return existingFolderOrTemp(store.value(logFolderKey).toString());
 }

@@ -1,6 +1,7 @@
 #include "tests/support/refusedmemory.h"
 
 #include <cerrno>
+#include <malloc.h>
 
 // The C library's own functions, which it has under these names for those who replace malloc().
 // NOLINTBEGIN(readability-identifier-naming,bugprone-reserved-identifier)
@@ -8,6 +9,7 @@ extern "C" void *__libc_malloc(std::size_t size);
 extern "C" void *__libc_calloc(std::size_t count, std::size_t size);
 extern "C" void *__libc_realloc(void *block, std::size_t size);
 extern "C" void *__libc_memalign(std::size_t alignment, std::size_t size);
+extern "C" void __libc_free(void *block);
 
 // NOLINTEND(readability-identifier-naming,bugprone-reserved-identifier)
 
@@ -21,9 +23,10 @@ struct State
     qint64 n;
     qint64 seen;
     qint64 refused;
+    qint64 inUse; // bytes more than at the beginning
 };
 
-thread_local State state = {false, Mode::Once, 0, 0, 0};
+thread_local State state = {false, Mode::Once, 0, 0, 0, 0};
 
 bool isDue(std::size_t size)
 {
@@ -34,6 +37,8 @@ bool isDue(std::size_t size)
         return state.seen >= state.n;
     case Mode::LargeOnes:
         return size >= static_cast<std::size_t>(state.n);
+    case Mode::Beyond:
+        return state.inUse + static_cast<qint64>(size) > state.n;
     }
     return false;
 }
@@ -52,11 +57,26 @@ bool refuses(std::size_t size)
     return due;
 }
 
+void *taken(void *block)
+{
+    if (state.isOn && block != nullptr) {
+        state.inUse += static_cast<qint64>(::malloc_usable_size(block));
+    }
+    return block;
+}
+
+void given(void *block)
+{
+    if (state.isOn && block != nullptr) {
+        state.inUse -= static_cast<qint64>(::malloc_usable_size(block));
+    }
+}
+
 } // namespace
 
 void begin(Mode mode, qint64 n)
 {
-    state = {true, mode, n, 0, 0};
+    state = {true, mode, n, 0, 0, 0};
 }
 
 qint64 end()
@@ -81,28 +101,40 @@ Pause::~Pause()
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the system's names are reserved
 extern "C" void *malloc(std::size_t size)
 {
-    return refusedmemory::refuses(size) ? nullptr : __libc_malloc(size);
+    return refusedmemory::refuses(size) ? nullptr : refusedmemory::taken(__libc_malloc(size));
 }
 
 extern "C" void *calloc(std::size_t count, std::size_t size)
 {
-    return refusedmemory::refuses(count * size) ? nullptr : __libc_calloc(count, size);
+    return refusedmemory::refuses(count * size) ? nullptr
+                                                : refusedmemory::taken(__libc_calloc(count, size));
 }
 
 extern "C" void *realloc(void *block, std::size_t size)
 {
-    return refusedmemory::refuses(size) ? nullptr : __libc_realloc(block, size);
+    if (refusedmemory::refuses(size)) {
+        return nullptr;
+    }
+    refusedmemory::given(block);
+    return refusedmemory::taken(__libc_realloc(block, size));
 }
 
 extern "C" void *aligned_alloc(std::size_t alignment, std::size_t size)
 {
-    return refusedmemory::refuses(size) ? nullptr : __libc_memalign(alignment, size);
+    return refusedmemory::refuses(size) ? nullptr
+                                        : refusedmemory::taken(__libc_memalign(alignment, size));
 }
 
 extern "C" int posix_memalign(void **block, std::size_t alignment, std::size_t size)
 {
-    *block = refusedmemory::refuses(size) ? nullptr : __libc_memalign(alignment, size);
+    *block = aligned_alloc(alignment, size);
     return *block != nullptr ? 0 : ENOMEM;
+}
+
+extern "C" void free(void *block)
+{
+    refusedmemory::given(block);
+    __libc_free(block);
 }
 
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)

@@ -13,7 +13,8 @@ enum class Mode
 {
     Once, // the n-th allocation alone
     FromThenOn, // the n-th and all that follow
-    LargeOnes // each one of n bytes or more
+    LargeOnes, // each one of n bytes or more
+    Beyond // each one beyond n bytes in use, as the system does
 };
 
 // Begins to count allocations and to refuse. Freeing always works. No nesting.
