@@ -8,7 +8,6 @@
 #include "tests/support/ownfolders.h"
 #include "tests/support/rawclient.h"
 #include "tests/support/testmain.h"
-#include "tool/descriptorreservation.h"
 #include "tool/run.h"
 
 #include <QAbstractEventDispatcher>
