@@ -1,7 +1,7 @@
-// Stands in for the tool on a busy day. It takes up to 300 ms, and what it writes says for whom:
-// the name of the stop file, and the bytes of the input and of a profile. Results of conversions
-// never overwrite; results of arguments that end in "-o PATH" do, as with a tool that trusts the
-// path it was given.
+// Stands in for the tool on a busy day. It takes up to 300 ms, or exactly BUSYTOOL_MS, and what it
+// writes says for whom: the name of the stop file, and the bytes of the input and of a profile.
+// Results of conversions never overwrite; results of arguments that end in "-o PATH" do, as with a
+// tool that trusts the path it was given.
 //
 // Each word on standard output waits until the one before has been taken out of the pipe, so that
 // it is read by itself.
@@ -31,8 +31,14 @@ void say(const std::string &text)
     toolpipe::waitUntilTaken();
 }
 
+// Half of what there is to do.
 void work()
 {
+    if (const char *const exactly = std::getenv("BUSYTOOL_MS")) {
+        constexpr useconds_t microseconds = 1000;
+        ::usleep(static_cast<useconds_t>(std::atoi(exactly)) * microseconds / 2);
+        return;
+    }
     static std::mt19937 chance(static_cast<unsigned>(::getpid()));
     ::usleep(std::uniform_int_distribution<useconds_t>(0, longestWorkMicroseconds)(chance));
 }
