@@ -1,0 +1,20 @@
+# installed_document(<file> <result>): the file as it lies beside the others in the folder of
+# documents, which is flat: its links lead to what is installed, and what is not is no link.
+function(installed_document file result)
+    file(READ "${file}" text)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${file}")
+    string(REGEX REPLACE "!\\[[^]]*\\]\\([^)]*\\)\n*" "" text "${text}") # pictures stay with the sources
+    # Within the tree the documents are one folder up or down.
+    string(REPLACE "](docs/" "](" text "${text}")
+    string(REPLACE "](../deploy/" "](examples/" text "${text}")
+    string(REPLACE "](../" "](" text "${text}")
+    string(REPLACE "](sample-tool.md" "](../vond-sample-tool/sample-tool.md" text "${text}")
+    string(REPLACE "](LICENSE)" "](copyright)" text "${text}")
+    string(REGEX REPLACE
+        "\\[([^]]*)\\]\\((architecture|performance|reliability|conformance|CONTRIBUTING)\\.md[^)]*\\)"
+        "\\1 (in the sources)" text "${text}")
+    get_filename_component(name "${file}" NAME)
+    set(made "${CMAKE_CURRENT_BINARY_DIR}/documents/${name}")
+    file(CONFIGURE OUTPUT "${made}" CONTENT "${text}" @ONLY NEWLINE_STYLE UNIX)
+    set(${result} "${made}" PARENT_SCOPE)
+endfunction()
