@@ -106,6 +106,24 @@ exec '"${built@Q}"'/sampletool/vond-sample "$@"'
     expect_nothing_left
 }
 
+a_png_gives_a_tiff() {
+    vips copy "$picture" "$place/drawing.png"
+    demo "$built" "$place/drawing.png"
+    expect "exit status" "$status" 0
+    expect_part "output" "$output" "The result is $results/drawing_PressCMYK.tif"
+    expect_part "output" "$output" "The tool keeps it as .tif: .png cannot hold these colours."
+    expect_cmyk "$results/drawing_PressCMYK.tif"
+    expect_nothing_left
+}
+
+a_redirected_build_shows_its_progress() {
+    local filter
+    filter=$(sed -n '/^say() {$/,/^}$/p; /^every_ten_percent() {$/,/^}$/p' "$demo")
+    expect "what is shown" "$(printf '%s\n' '[  4%] a' '[  9%] b' '[ 10%] c' 'd.cpp:1: error: e' '[ 57%] f' \
+        '[ 58%] g' '[100%] h' 'ninja: no work to do.' | bash -c "$filter; every_ten_percent")" \
+        "   4 % built"$'\n'"   10 % built"$'\n'"d.cpp:1: error: e"$'\n'"   57 % built"$'\n'"   100 % built"
+}
+
 a_name_with_quotes_blanks_and_letters_of_other_languages_is_sent_whole() {
     local name="it's \"Größe\" 50% b\\c #1 & co"
     cp "$picture" "$place/$name.jpg"
@@ -232,6 +250,8 @@ trap 'kill "$listener"; rm -rf "$place"' EXIT
 run_tests \
     two_runs_in_a_row_give_a_cmyk_picture \
     a_conversion_is_cancelled_through_its_stop_file \
+    a_png_gives_a_tiff \
+    a_redirected_build_shows_its_progress \
     a_name_with_quotes_blanks_and_letters_of_other_languages_is_sent_whole \
     a_name_that_json_cannot_carry_is_replaced \
     what_is_no_readable_picture_is_refused \

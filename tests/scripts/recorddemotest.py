@@ -65,6 +65,14 @@ class Frames(unittest.TestCase):
         self.assertEqual(shown, [1.0, 1.0, recorddemo.READ_STEP, recorddemo.READ_LAST])
 
 
+    def test_it_begins_with_the_screen_before_the_upload(self):
+        steps = [(0.0, "$ demo\r\n"), *((number, f"\r\n\x1b[1m{number}. Step\x1b[0m\r\nwords\r\n") for number in range(1, 5))]
+        frames = recorddemo.from_first_event(recorddemo.frames_of(steps))
+        words = [" ".join(run[2] for row in frame.picture for run in row) for frame in frames]
+        self.assertTrue(words[0].endswith("2. Step words"), words[0])
+        self.assertTrue(words[1].endswith("3. Step words"), words[1])
+
+
 class Picture(unittest.TestCase):
     def test_it_shows_its_last_screen_when_nothing_moves(self):
         frames = recorddemo.frames_of(Frames.pieces)
