@@ -132,7 +132,8 @@ bool takeEscaped(const char *&at, const char *end, char32_t *character)
         }
         return true;
     default:
-        // The character itself; a byte beyond ASCII with its sign, as Qt takes it.
+        // Deliberate: the character itself; a byte beyond ASCII with its sign, as Qt takes it where
+        // char has one. Where it has none (arm64) Qt reads another character, and we do not.
         *character = static_cast<char32_t>(static_cast<signed char>(escaped));
         return true;
     }

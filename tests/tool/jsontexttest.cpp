@@ -202,6 +202,7 @@ private Q_SLOTS:
     void whatQtReadsIsReadTheSame();
     void randomDocumentsAreReadAsQtReadsThem();
     void spoiltRealDocumentsAreReadAsQtReadsThem();
+    void anEscapedByteHasItsSignOnEveryProcessor();
     void valuesAreTheLastOfTheirKeys();
     void whatIsNotThereReadsAsNothing();
     void theFirstKeyIsTheFirstOfTheAlphabet();
@@ -321,6 +322,13 @@ void JsonTextTest::spoiltRealDocumentsAreReadAsQtReadsThem()
                  qPrintable(difference + QLatin1Char('\n')
                             + QString::fromLatin1(json.toPercentEncoding())));
     }
+}
+
+void JsonTextTest::anEscapedByteHasItsSignOnEveryProcessor()
+{
+    const JsonMember first = JsonMember::firstByKey(JsonText::document("{\"\": \"\\\xff\"}"));
+    const std::array beyondUnicode = {QChar(0xd7bf), QChar(0xdfff)}; // as if it were one
+    QCOMPARE(first.value.text(), QString(beyondUnicode.data(), 2));
 }
 
 void JsonTextTest::valuesAreTheLastOfTheirKeys()
