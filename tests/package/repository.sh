@@ -33,7 +33,7 @@ the_service_alone_can_be_installed() {
     apt-get -q=2 -y --no-install-recommends install vond-server >/try/apt.log 2>&1 </dev/null \
         || fail "apt-get install:" "$(tail -n 20 /try/apt.log)"
     expect "version" "$(version_of vond-server)" "$(</try/version)"
-    ! dpkg-query --show vond-sample-tool 2>/dev/null || fail "the sample tool came along"
+    [[ ! -e /usr/bin/vond-sample ]] || fail "the sample tool came along"
 }
 
 an_upgrade_brings_the_next_release() {
@@ -47,6 +47,7 @@ an_upgrade_brings_the_next_release() {
 a_changed_index_is_refused() {
     use /try/changed
     ! update || fail "apt takes what was changed after it was signed"
+    expect_part "apt" "$(</try/apt.log)" "Hash Sum mismatch"
 }
 
 run_tests \
