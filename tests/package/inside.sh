@@ -62,7 +62,7 @@ vond() {
 
 # There is no man in here to look for our page.
 complaints() {
-    systemd-analyze verify vondserver.service vondserver-probe.service 2>&1 | grep -v "Command 'man "
+    systemd-analyze verify vondserver.service vondserver-second.service vondserver-probe.service 2>&1 | grep -v "Command 'man "
 }
 
 own_settings() {
@@ -217,6 +217,19 @@ the_log_can_be_rotated_while_it_serves() {
     expect "what else the group may read" "$(find $state/tmp -name 'demo*' -perm /077)" ""
 }
 
+a_second_service_serves_beside_the_first() {
+    local second=http://127.0.0.2:8080 second_log=/var/log/vondserver/second/vondServer.log
+    expect "at boot" "$(systemctl is-enabled vondserver-second)" static
+    systemctl start vondserver-second
+    wait_for "an answer of the second" curl --silent --fail "$second/vondServerVersion"
+    expect_part "its log" "$(cat $second_log)" "Running on http://127.0.0.2:8080/"
+    expect "who may read it" "$(stat -c '%U %G %a' $second_log)" "vondserver adm 640"
+    ask --data-binary abc "$second/upload/shared.txt" >/dev/null
+    expect "what the first has of its upload" "$(ask "$address/getConversionResult/shared.txt")" abc
+    systemctl stop vondserver-second
+    expect "the first" "$(ask "$address/vondServerVersion" | cut -d: -f1)" vondServer
+}
+
 it_is_started_again_after_a_crash() {
     local before
     before=$(main_pid)
@@ -355,6 +368,7 @@ fi
     the_sandbox_is_as_tight_as_said \
     old_files_go_and_young_ones_stay \
     the_log_can_be_rotated_while_it_serves \
+    a_second_service_serves_beside_the_first \
     it_is_started_again_after_a_crash \
     a_stop_leaves_no_tool_behind \
     nobody_writes_where_settings_are_read_from \
