@@ -32,7 +32,7 @@ set(CPACK_DEBIAN_SERVER_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_SERVER_PACKAGE_DEPENDS
     "shared-mime-info, systemd | systemd-standalone-sysusers, systemd | systemd-standalone-tmpfiles")
 set(CPACK_DEBIAN_SERVER_PACKAGE_RECOMMENDS "logrotate, vond-sample-tool")
-set(CPACK_DEBIAN_SERVER_PACKAGE_SUGGESTS "nginx, apache2-utils")
+set(CPACK_DEBIAN_SERVER_PACKAGE_SUGGESTS "nginx, apache2-utils, mtail, prometheus, prometheus-process-exporter")
 set(CPACK_COMPONENT_SERVER_DESCRIPTION
 "JSON web interface to a colour-conversion tool
 vondServer puts the command-line tool vond behind HTTP: clients upload
