@@ -97,7 +97,7 @@ quick_tests_pass() {
         -R "^($(IFS='|'; echo "${unit_tests[*]}"))$" >"$place/tests.log" 2>&1 || fail "$(<"$place/tests.log")"
     grep -E "^ *[0-9]+/[0-9]+ |tests passed" "$place/tests.log"
     expect_part "number of tests" "$(<"$place/tests.log")" "out of ${#unit_tests[@]}"
-    qemu-aarch64-static "$build/tests/tool/jsontexttest" "${json_tests[@]}" >"$place/json.log" 2>&1 \
+    qemu-aarch64-static "$build/tests/base/jsontexttest" "${json_tests[@]}" >"$place/json.log" 2>&1 \
         || fail "$(<"$place/json.log")"
     # CTest would have qemu start Python, too.
     for name in "${service_tests[@]}"; do
