@@ -82,6 +82,10 @@ void RequestHdlr::releaseResources()
     // there: no memory for the HTTP server, or for what the socket itself wanted to read.
     m_tcpSocket->abort();
     m_tcpSocket->close(); // and with it its buffers; nobody has where no request ever came
+    // The text of its last error, the end of the connection, would stay. Only an open one forgets
+    // it.
+    (void)m_tcpSocket->open(QIODevice::ReadOnly);
+    m_tcpSocket->close();
     if (m_routeServer != nullptr) {
         m_routeServer->router()->clear();
     }

@@ -290,7 +290,7 @@ private Q_SLOTS:
         QVERIFY(forgotten);
     }
 
-    void theSocketsBuffersGoWithAConnectionThatNeverSent()
+    void theSocketsBuffersAndErrorTextGoWithAConnectionThatNeverSent()
     {
         auto client = std::make_unique<RawClient>(m_server->serverPort());
         QTRY_COMPARE(threads().size(), 1);
@@ -302,7 +302,9 @@ private Q_SLOTS:
             &QThread::finished,
             this,
             [&closed, thread] {
-                closed = !ConnectionProbe::socket(ConnectionProbe::handler(thread))->isOpen();
+                const QTcpSocket *const socket =
+                    ConnectionProbe::socket(ConnectionProbe::handler(thread));
+                closed = !socket->isOpen() && socket->errorString() == QTcpSocket().errorString();
             },
             Qt::DirectConnection);
 
