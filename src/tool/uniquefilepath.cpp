@@ -1,13 +1,14 @@
 #include "tool/uniquefilepath.h"
 
 #include "base/withoutpart.h"
+#include "tool/takennumbers.h"
 
 #include <QFile>
 #include <QFileInfo>
 
-#include <charconv>
+#include <algorithm>
 #include <cstddef>
-#include <string_view>
+#include <optional>
 #include <vector>
 
 #ifdef Q_OS_UNIX
@@ -29,7 +30,11 @@ public:
     // The next one that is not known to be taken.
     [[nodiscard]] QString next();
 
+    // Nothing bears the last one's name.
+    void noteFree();
+
 private:
+    [[nodiscard]] NumberedNames names() const;
     [[nodiscard]] bool isKnownAsTaken(std::size_t number) const;
     [[nodiscard]] bool paysToReadFolder() const;
     void readFolder();
@@ -39,7 +44,9 @@ private:
     QString m_stem;
     std::size_t m_number = 0; // of the next
     std::vector<bool> m_taken; // by number, as far as the folder has shown
+    std::size_t m_looks = 0;
     bool m_folderRead = false;
+    std::optional<TakenNumbers> m_remembered; // from where it pays
 };
 
 Candidates::Candidates(const QString &path)
@@ -57,6 +64,11 @@ QString Candidates::next()
         m_number = 1;
         return m_path;
     }
+    if (m_number == leastRemembered && !m_remembered) {
+        m_remembered.emplace(names());
+        m_number = m_remembered->firstUnknown();
+    }
+    ++m_looks;
     if (!m_folderRead && paysToReadFolder()) {
         readFolder();
     }
@@ -66,37 +78,27 @@ QString Candidates::next()
     return m_stem + QLatin1Char('_') + QString::number(m_number++) + m_suffix;
 }
 
+void Candidates::noteFree()
+{
+    if (m_remembered) {
+        m_remembered->remember(m_number - 1);
+        m_remembered.reset();
+    }
+}
+
 bool Candidates::isKnownAsTaken(std::size_t number) const
 {
     return number < m_taken.size() && m_taken[number];
 }
 
-#ifdef Q_OS_UNIX
-
-// Marks the number of a candidate in a name from its folder; other names say nothing.
-void noteNumber(std::string_view name,
-                std::string_view start,
-                std::string_view end,
-                std::vector<bool> *taken)
+NumberedNames Candidates::names() const
 {
-    constexpr std::size_t highest = 10'000'000;
-    if (name.size() <= start.size() + end.size() || name.substr(0, start.size()) != start
-        || name.substr(name.size() - end.size()) != end) {
-        return;
-    }
-    const char *const first = name.data() + start.size();
-    const char *const last = name.data() + name.size() - end.size();
-    std::size_t number = 0;
-    const auto [stopped, error] = std::from_chars(first, last, number);
-    // A number with zeros in front is none of ours.
-    if (stopped != last || error != std::errc() || *first == '0' || number > highest) {
-        return;
-    }
-    if (taken->size() <= number) {
-        taken->resize(number + 1);
-    }
-    (*taken)[number] = true;
+    const QByteArray before = QFile::encodeName(m_stem + QLatin1Char('_'));
+    const int nameAt = before.lastIndexOf('/') + 1;
+    return {before.left(nameAt), before.mid(nameAt), QFile::encodeName(m_suffix)};
 }
+
+#ifdef Q_OS_UNIX
 
 // Looking at one name takes as long as reading some ten entries of a folder, which are some hundred
 // bytes. The folder is read when that takes no longer than a few times what the looks took so far.
@@ -104,30 +106,28 @@ bool Candidates::paysToReadFolder() const
 {
     constexpr std::size_t fewLooks = 64;
     constexpr qint64 folderBytesForALook = 1000;
-    if (m_number < fewLooks || (m_number & (m_number - 1)) != 0) { // at each doubling
+    if (m_looks < fewLooks || (m_looks & (m_looks - 1)) != 0) { // at each doubling
         return false;
     }
     struct stat info = {};
-    const QByteArray folder =
-        QFile::encodeName(m_stem.left(m_stem.lastIndexOf(QLatin1Char('/')) + 1));
-    return ::stat(folder.constData(), &info) == 0
-        && info.st_size <= static_cast<qint64>(m_number) * folderBytesForALook;
+    return ::stat(names().folder.constData(), &info) == 0
+        && info.st_size <= static_cast<qint64>(m_looks) * folderBytesForALook;
 }
 
 // One pass over the folder in place of a look for each number.
 void Candidates::readFolder()
 {
     m_folderRead = true;
-    const QByteArray before = QFile::encodeName(m_stem + QLatin1Char('_'));
-    const QByteArray behind = QFile::encodeName(m_suffix);
-    const int nameAt = before.lastIndexOf('/') + 1;
-    const std::string_view start(before.constData() + nameAt,
-                                 static_cast<std::size_t>(before.size() - nameAt));
-    const std::string_view end(behind.constData(), static_cast<std::size_t>(behind.size()));
-    const std::unique_ptr<DIR, int (*)(DIR *)> folder(::opendir(before.left(nameAt).constData()),
+    constexpr std::size_t highest = 10'000'000;
+    const NumberedNames numbered = names();
+    const std::unique_ptr<DIR, int (*)(DIR *)> folder(::opendir(numbered.folder.constData()),
                                                       ::closedir);
     while (const dirent *const entry = folder ? ::readdir(folder.get()) : nullptr) {
-        noteNumber(entry->d_name, start, end, &m_taken);
+        const auto number = numbered.numberIn(entry->d_name);
+        if (number && *number <= highest) {
+            m_taken.resize(std::max(m_taken.size(), *number + 1));
+            m_taken[*number] = true;
+        }
     }
 }
 
@@ -172,6 +172,7 @@ QString uniqueFilePath(const QString &path,
         if (isNameTaken(candidate)) {
             continue;
         }
+        candidates.noteFree();
         const ClaimedPaths::Claim claim = claims->claim(candidate);
         if (claim == ClaimedPaths::Claim::Refused) {
             continue;

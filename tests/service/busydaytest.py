@@ -231,7 +231,9 @@ def main() -> int:
     with service:
         day = Day(service, time.monotonic() + seconds)
         first = Client(day, clients)  # opens what stays open
-        for kind in (first.upload, first.details):
+        for number in range(1, 100):  # among many names, the service watches for those that go
+            (service.work / f"image_{number}.jpg").touch()
+        for kind in (first.upload, first.details, first.inline):
             kind("first")
         servicerun.eventually(lambda: service.threads() == 1)
         before = (service.threads(), service.descriptors())

@@ -37,6 +37,9 @@ private Q_SLOTS:
     void aRejectedCandidateIsFreeForOthers();
     void amongManyTheFirstFreeOneIsFound_data();
     void amongManyTheFirstFreeOneIsFound();
+    void whatGoesAmongManyIsTheNextFreeOne();
+    void whatGoesUnnoticedAmongManyIsFound();
+    void anotherFolderOfTheSameNameIsLookedAtAnew();
     void requestsAtTheSameTimeGetNamesOfTheirOwn();
 };
 
@@ -253,6 +256,106 @@ void UniqueFilePathTest::amongManyTheFirstFreeOneIsFound()
                                                       : QStringLiteral("image.jpg")),
                                   &claims),
              free);
+}
+
+namespace {
+
+QString numbered(const OwnWorkFolder &folder, int number)
+{
+    return folder.filePath(QStringLiteral("image_%1.jpg").arg(number));
+}
+
+// image.jpg, and all numbers up to the last.
+void makeMany(const OwnWorkFolder &folder, int last)
+{
+    makeFile(folder.filePath(QStringLiteral("image.jpg")));
+    for (int number = 1; number <= last; ++number) {
+        makeFile(numbered(folder, number));
+    }
+}
+
+QString firstFree(const OwnWorkFolder &folder)
+{
+    tool::ClaimedPaths claims;
+    return tool::uniqueFilePath(folder.filePath(QStringLiteral("image.jpg")), &claims);
+}
+
+} // namespace
+
+// That all below are taken is remembered, until one of them goes.
+void UniqueFilePathTest::whatGoesAmongManyIsTheNextFreeOne()
+{
+    const OwnWorkFolder folder;
+    makeMany(folder, 300);
+    for (int i = 0; i < 2; ++i) {
+        QCOMPARE(firstFree(folder), numbered(folder, 301));
+    }
+    makeFile(numbered(folder, 301)); // as another program would
+    QVERIFY(QDir(folder.path()).mkdir(QStringLiteral("image_302.jpg")));
+    QCOMPARE(firstFree(folder), numbered(folder, 303));
+    for (const int gone : {250, 150, 64, 63, 1, 200, 302}) {
+        QVERIFY(::remove(QFile::encodeName(numbered(folder, gone)).constData()) == 0);
+        for (int i = 0; i < 2; ++i) {
+            QCOMPARE(firstFree(folder), numbered(folder, gone));
+        }
+        makeFile(numbered(folder, gone));
+        QCOMPARE(firstFree(folder), numbered(folder, 303));
+    }
+    QVERIFY(QFile::rename(numbered(folder, 100), folder.filePath(QStringLiteral("away"))));
+    QCOMPARE(firstFree(folder), numbered(folder, 100));
+    {
+        tool::ClaimedPaths others; // taken for as long as it is claimed, and no longer
+        QCOMPARE(tool::uniqueFilePath(folder.filePath(QStringLiteral("image.jpg")), &others),
+                 numbered(folder, 100));
+        QCOMPARE(firstFree(folder), numbered(folder, 303));
+    }
+    QCOMPARE(firstFree(folder), numbered(folder, 100));
+}
+
+// More goes at once than the system keeps for those who want to know.
+void UniqueFilePathTest::whatGoesUnnoticedAmongManyIsFound()
+{
+    constexpr int beyondTheQueue = 20000;
+    const OwnWorkFolder folder;
+    makeMany(folder, 100);
+    QCOMPARE(firstFree(folder), numbered(folder, 101));
+    const QByteArray first = QFile::encodeName(folder.filePath(QStringLiteral("x")));
+    const QByteArray second = QFile::encodeName(folder.filePath(QStringLiteral("y")));
+    makeFile(folder.filePath(QStringLiteral("x")));
+    for (int i = 0; i < beyondTheQueue; ++i) { // alternating: equal events are told once
+        const bool isThere = i % 2 == 0;
+        QCOMPARE(::rename((isThere ? first : second).constData(),
+                          (isThere ? second : first).constData()),
+                 0);
+    }
+    QVERIFY(QFile::remove(numbered(folder, 80)));
+    QCOMPARE(firstFree(folder), numbered(folder, 80));
+}
+
+void UniqueFilePathTest::anotherFolderOfTheSameNameIsLookedAtAnew()
+{
+    const OwnWorkFolder folder;
+    const QString inside = folder.filePath(QStringLiteral("inside"));
+    const auto make = [&inside] {
+        QVERIFY(QDir().mkdir(inside));
+        makeFile(inside + QStringLiteral("/image.jpg"));
+        for (int number = 1; number <= 100; ++number) {
+            makeFile(inside + QStringLiteral("/image_%1.jpg").arg(number));
+        }
+    };
+    const auto free = [&inside] {
+        tool::ClaimedPaths claims;
+        return tool::uniqueFilePath(inside + QStringLiteral("/image.jpg"), &claims);
+    };
+    make();
+    QCOMPARE(free(), inside + QStringLiteral("/image_101.jpg"));
+    QVERIFY(QDir(inside).removeRecursively());
+    make(); // mostly with the number of the one before
+    QVERIFY(QFile::remove(inside + QStringLiteral("/image_90.jpg")));
+    QCOMPARE(free(), inside + QStringLiteral("/image_90.jpg"));
+    QVERIFY(QFile::rename(inside, folder.filePath(QStringLiteral("old"))));
+    make();
+    QCOMPARE(free(), inside + QStringLiteral("/image_101.jpg"));
 }
 
 void UniqueFilePathTest::requestsAtTheSameTimeGetNamesOfTheirOwn()
