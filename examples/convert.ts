@@ -138,7 +138,10 @@ class Client {
       if (percent !== undefined) {
         onProgress(percent);
       }
-      await Promise.race([conversion.catch(() => {}), new Promise((wake) => setTimeout(wake, 200))]);
+      await Promise.race([
+        conversion.catch(() => {}),
+        new Promise((wake) => setTimeout(wake, 200)),
+      ]);
     }
     const name = (await conversion).toString();
     signal.throwIfAborted();
@@ -214,7 +217,12 @@ async function main(words: string[]): Promise<number> {
   const configuration = options.configuration as string;
   try {
     const client = new Client(options.url as string, options.user);
-    const { name, content } = await client.convert(image, configuration, showBar, interrupted.signal);
+    const { name, content } = await client.convert(
+      image,
+      configuration,
+      showBar,
+      interrupted.signal,
+    );
     // With the suffix of what came: the tool may have chosen another format than the image's.
     const stem = image.slice(0, image.length - path.extname(image).length);
     const result = given ?? `${stem}_${configuration.replaceAll('/', '-')}${path.extname(name)}`;
