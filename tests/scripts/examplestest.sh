@@ -67,10 +67,14 @@ class Proxy(http.server.BaseHTTPRequestHandler):
         self.rfile.read(int(self.headers.get("Content-Length", 0)))
         with open(place / "asked", "a") as asked:
             print(self.path, file=asked)
+        with open(place / "cookies", "a") as cookies:
+            print(self.path.split("/")[1], self.headers.get("Cookie", "none"), file=cookies)
         refuses = self.path.startswith((place / "refused").read_text())
         status = int((place / "status").read_text()) if refuses else 200
         body = (place / "answer").read_bytes() if self.path == "/convert" else b""
         self.send_response(status)
+        if self.path.startswith("/upload/"):
+            self.send_header("Set-Cookie", "VONDINSTANCE=vond-1; path=/; HttpOnly")
         self.end_headers()
         self.wfile.write(b"<html>A page</html>" if refuses else body)
 
@@ -188,6 +192,7 @@ through_proxy() {
     printf '%s' "$3" >"$place/refused"
     printf '%s' "$4" >"$place/status"
     : >"$place/asked"
+    : >"$place/cookies"
     local address=$proxy
     (client "$1" PressCMYK "$place/proxy.py" "$place/none.jpg")
 }
@@ -220,6 +225,17 @@ no_example_asks_for_what_cannot_be_a_name() {
             expect "status of $name" $? 1
             expect_part "words of $name" "$(<"$place/said")" "$words"
             expect "what $name fetched" "$(grep /getConversionResult/ "$place/asked")" ""
+        done
+    done
+}
+
+each_example_sends_the_proxys_cookie_along() {
+    local name route
+    for name in "${clients[@]}"; do
+        through_proxy "$name" result.jpg /getConversionResult/ 503
+        for route in upload convert getConversionResult; do
+            expect "cookie of $name to $route" "$(sed -n "s/^$route //p" "$place/cookies" | sort -u)" \
+                "$([[ $route == upload ]] && echo none || echo VONDINSTANCE=vond-1)"
         done
     done
 }
@@ -257,4 +273,5 @@ run_tests \
     each_example_names_its_result_after_what_came \
     no_example_takes_a_proxys_page_for_a_result \
     no_example_asks_for_what_cannot_be_a_name \
+    each_example_sends_the_proxys_cookie_along \
     a_wrong_call_ends_with_two
