@@ -99,7 +99,7 @@ quick_tests_pass() {
     expect_part "number of tests" "$(<"$place/tests.log")" "out of ${#unit_tests[@]}"
     # The words that CTest starts it with, each in quotes where it needs them.
     name=$(ctest --test-dir "$build" --show-only -V -R '^jsontexttest$' | sed -n 's/.*Test command: //p')
-    eval "$name" "${json_tests[@]}" >"$place/json.log" 2>&1 || fail "$name" "$(<"$place/json.log")"
+    eval "$name ${json_tests[*]}" >"$place/json.log" 2>&1 || fail "$name" "$(<"$place/json.log")"
     expect_part "tests of JSON, and their beginning and end" "$(<"$place/json.log")" "Totals: $((${#json_tests[@]} + 2)) passed, 0 failed"
     # CTest would have qemu start Python, too.
     for name in "${service_tests[@]}"; do
