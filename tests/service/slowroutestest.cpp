@@ -54,6 +54,10 @@ private Q_SLOTS:
             QCOMPARE(response->body,
                      "Hello world, slept " + QByteArray::number(sleeper.seconds) + "secs");
         }
+        // The others log nothing.
+        QCOMPARE(m_service.error().count("-ReqID: "), 2);
+        QVERIFY(m_service.error().contains("Sleep10-ReqID: "));
+        QVERIFY(m_service.error().contains("Sleep20-ReqID: "));
     }
 
     void memtestTellsItsFailureAndGivesItsMemoryBack()
