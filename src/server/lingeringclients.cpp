@@ -71,7 +71,7 @@ bool LingeringClients::take(const QTcpSocket &socket)
     return true;
 }
 
-bool LingeringClients::listenTo(int descriptor)
+bool LingeringClients::listenTo(int descriptor) const
 {
     epoll_event event = {};
     event.events = EPOLLIN;
