@@ -286,7 +286,7 @@ private Q_SLOTS:
     }
 
 private:
-    static constexpr int patienceMs = 50000;
+    static constexpr int patienceMs = 150000; // all examples, on a busy machine
 
     QTemporaryDir m_folder; // where the reader is
     ServiceUnderTest m_service;
