@@ -1,5 +1,6 @@
 #include "server/requesthdlr.h"
 
+#include "base/debugline.h"
 #include "base/methods.h"
 #include "http/qhttpserver.h"
 #include "jobs/progress.h"
