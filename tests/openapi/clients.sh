@@ -1,6 +1,8 @@
 # shellcheck shell=bash
 # For scripts/openapi; sourced. Clients made by two generators, and those written by hand in
-# TypeScript: compiled, and run against the service. Uses the script's variables.
+# TypeScript: compiled, and run against the service. The script has these variables:
+# shellcheck disable=SC2154
+: "${place:?} ${description:?} ${work:?}"
 
 # The compiler has nothing against what the generators make, nor against those who use it.
 make_clients() {
@@ -9,6 +11,7 @@ make_clients() {
     cp -R tests/openapi/clients "$clients"
     cp examples/convert.ts "$clients/"
     # The recipe in docs/interface.md, as it stands there.
+    # shellcheck disable=SC2016 # no commands, but marks
     sed -n '/^```ts$/,/^```$/{/^```/d;p}' docs/interface.md >"$clients/recipe.ts"
     [[ -s $clients/recipe.ts ]] || { echo "openapi: docs/interface.md has no recipe" >&2; return 1; }
     { "$place/node_modules/.bin/openapi-typescript" "$description" --output "$clients/paths.ts" \
