@@ -99,6 +99,7 @@ def main() -> None:
     parser.add_argument("--runs", type=int, default=7)
     parser.add_argument("image", type=pathlib.Path, nargs="?", default=ROOT / "examples/images/demo.jpg")
     options = parser.parse_args()
+    sys.stdout.reconfigure(line_buffering=True)
     tool = options.build_folder / "sampletool/vond-sample"
     with tempfile.TemporaryDirectory() as folder:
         place = pathlib.Path(folder)
