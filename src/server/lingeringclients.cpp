@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
 
 #ifdef Q_OS_LINUX
 #include <cerrno>
@@ -57,12 +58,23 @@ bool LingeringClients::take(const QTcpSocket &socket)
     if (descriptor < 0) {
         return false;
     }
+    try {
+        if (add(descriptor)) {
+            return true;
+        }
+    } catch (const std::bad_alloc &) { // NOLINT(bugprone-empty-catch): the caller lingers itself
+    }
+    (void)::close(descriptor);
+    return false;
+}
+
+bool LingeringClients::add(int descriptor)
+{
     const QMutexLocker lock(&m_mutex);
     const auto [client, isNew] = m_clients.try_emplace(descriptor, descriptor);
     client->second.deadline.setRemainingTime(http::lingerMs);
     if (!client->second.claim.isGranted() || !listenTo(descriptor)) {
         m_clients.erase(client);
-        (void)::close(descriptor);
         return false;
     }
     if (!m_timerRuns) {
@@ -109,7 +121,7 @@ void LingeringClients::handleActivity()
 void LingeringClients::closeLate()
 {
     quint64 times = 0;
-    (void)::read(m_timer, &times, sizeof times); // it is quiet then
+    static_cast<void>(::read(m_timer, &times, sizeof times) < 0); // it is quiet then
     m_timerRuns = false;
     QDeadlineTimer next(QDeadlineTimer::Forever);
     for (auto client = m_clients.begin(); client != m_clients.end();) {

@@ -46,6 +46,7 @@ private:
         QDeadlineTimer deadline;
     };
 
+    [[nodiscard]] bool add(int descriptor);
     [[nodiscard]] bool listenTo(int descriptor) const;
     void wakeAt(const QDeadlineTimer &deadline);
     void closeLate();

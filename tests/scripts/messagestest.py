@@ -8,7 +8,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 FOLDERS = [folder.name for folder in sorted((ROOT / "src").iterdir())]
 
 # What writes to a channel, and what takes a text along to where it is written.
-PRINTS = (r"\b(?:qDebug\(\)|q(?:Info|Warning|Critical|Fatal)\(|(?:std::)?(?:cerr|cout)\s*<<"
+PRINTS = (r"\b(?:qDebug\(\)?|q(?:Info|Warning|Critical|Fatal)\(|(?:std::)?(?:cerr|cout)\s*<<"
           r"|(?:debug|writeError)Line\(|fprintf\(|fputs\(|perror\()\s*(?:<<\s*)?")
 CARRIES = (r"\b(?:const char \*const text =|rejection = QStringLiteral\(|rejectClient\([^;\"]*,"
            r"|announceSleeper\(registry,|translate\(\"QHttpServer\",)\s*")
@@ -37,6 +37,7 @@ def statements(code):
 
 def fixed_parts(literals):
     """What stands between the values, without white space around."""
+    literals = [literal.replace(r'\"', '"') for literal in literals]
     parts = [part.strip() for literal in literals for part in re.split(r"%[a-z0-9]|\\n", literal)]
     return [part for part in parts if re.search(r"[A-Za-z]{3}", part)]
 
