@@ -6,6 +6,7 @@
 #include "tests/support/ownfolders.h"
 #include "tests/support/refusedmemory.h"
 #include "tests/support/standin.h"
+#include "tests/support/testmain.h"
 
 #include <QDir>
 #include <QSettings>
@@ -276,5 +277,5 @@ private:
     jobs::Registry m_registry;
 };
 
-QTEST_GUILESS_MAIN(RefusedConnectionTest)
+VOND_TEST(RefusedConnectionTest);
 #include "refusedconnectiontest.moc"

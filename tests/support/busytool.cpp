@@ -5,6 +5,8 @@
 //
 // Each word on standard output waits until the one before has been taken out of the pipe, so that
 // it is read by itself.
+#include "tests/support/toolpipe.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <fcntl.h>
