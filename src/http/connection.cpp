@@ -56,7 +56,7 @@ Connection::Connection(QAbstractHttpServer *server, QTcpSocket *socket)
     // Looked up once: for each connection that would take a tenth of its time.
     static const QMetaMethod readyRead = base::methodOf<QTcpSocket>(SIGNAL(readyRead()));
     static const QMetaMethod disconnected = base::methodOf<QTcpSocket>(SIGNAL(disconnected()));
-    static const QMetaMethod read = base::methodOf<Connection>(SLOT(handleReadyRead()));
+    static const QMetaMethod read = base::methodOf<Connection>(SLOT(handleSocketReadable()));
     static const QMetaMethod end = base::methodOf<Connection>(SLOT(handleDisconnected()));
     connect(m_socket, readyRead, this, read, Qt::DirectConnection);
     connect(m_socket, disconnected, this, end, Qt::DirectConnection);
