@@ -11,4 +11,9 @@ void writeErrorLine(const QByteArray &line)
     std::cerr.write(whole.constData(), whole.size()).flush();
 }
 
+QByteArray errorText(const QString &text)
+{
+    return QByteArray(text.toLocal8Bit().constData());
+}
+
 } // namespace base

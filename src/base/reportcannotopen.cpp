@@ -2,28 +2,16 @@
 
 #include "base/errorline.h"
 
-#include <QByteArray>
-
 namespace base {
-
-namespace {
-
-// In the local encoding, as a C text: a zero byte ends it.
-QByteArray localText(const QString &text)
-{
-    return QByteArray(text.toLocal8Bit().constData());
-}
-
-} // namespace
 
 void reportCannotOpenForReading(const QString &path, const QString &reason)
 {
-    writeErrorLine("Could not open " + localText(path) + " for reading: " + localText(reason));
+    writeErrorLine("Could not open " + errorText(path) + " for reading: " + errorText(reason));
 }
 
 void reportCannotOpenForWriting(const QString &path, const QString &reason)
 {
-    writeErrorLine("Could not open " + localText(path) + " for writing: " + localText(reason));
+    writeErrorLine("Could not open " + errorText(path) + " for writing: " + errorText(reason));
 }
 
 } // namespace base

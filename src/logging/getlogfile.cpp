@@ -20,7 +20,7 @@ QString getLogFile()
         return {};
     }
     if (file.size() > base::longestText) {
-        base::writeErrorLine("Could not read " + path.toLocal8Bit() + ": too large");
+        base::writeErrorLine("Could not read " + base::errorText(path) + ": too large");
         return {};
     }
     return base::utf8Text(file.readAll()); // a crash of the machine may leave zero bytes

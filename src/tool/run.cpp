@@ -79,7 +79,7 @@ Output takeOutput(ChildProcess *process)
 
 void reportFailedConversionWait(const QString &inputPath)
 {
-    base::writeErrorLine("vond process timeout converting: " + inputPath.toLocal8Bit());
+    base::writeErrorLine("vond process timeout converting: " + base::errorText(inputPath));
 }
 
 bool reportsError(const QByteArray &stdErr)
