@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# For scripts/openapi; sourced. Clients made by two generators, and those written by hand in
+# For scripts/try openapi; sourced. Clients made by two generators, and those written by hand in
 # TypeScript: compiled, and run against the service. The script has these variables:
 # shellcheck disable=SC2154
 : "${place:?} ${description:?} ${work:?}"

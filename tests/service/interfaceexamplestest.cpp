@@ -25,7 +25,7 @@ struct Example
 const QString runBlock = QStringLiteral("```sh");
 const QString quietBlock = QStringLiteral("```sh not-run");
 const QString outputBlock = QStringLiteral("```text");
-const QString recipeBlock = QStringLiteral("```ts"); // compiled and run by scripts/openapi
+const QString recipeBlock = QStringLiteral("```ts"); // compiled and run by scripts/try openapi
 const QString blockEnd = QStringLiteral("```");
 
 std::vector<Example> examplesIn(const QStringList &lines)
