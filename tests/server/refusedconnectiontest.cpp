@@ -22,30 +22,12 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+using refusedmemory::Case;
 using refusedmemory::Mode;
+using refusedmemory::running;
+using refusedmemory::tellAndEnd;
 
 namespace {
-
-// What is running, for the words of a program that ends over it.
-struct Case
-{
-    const char *tag = "";
-    Mode mode = Mode::Once;
-    qint64 n = 0;
-};
-
-Case running;
-
-[[noreturn]] void tellAndEnd()
-{
-    (void)refusedmemory::end();
-    (void)std::fprintf(stderr,
-                       "the program ends: %s, mode %d, n = %lld\n",
-                       running.tag,
-                       static_cast<int>(running.mode),
-                       static_cast<long long>(running.n));
-    std::abort();
-}
 
 // A connection whose thread is refused memory from entering run() until it leaves.
 class RefusedThread : public VondRequestThread

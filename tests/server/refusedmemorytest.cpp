@@ -19,35 +19,16 @@
 #include <QSettings>
 #include <QtTest>
 
-#include <cstdio>
 #include <exception>
 #include <functional>
 #include <new>
 
+using refusedmemory::Case;
 using refusedmemory::Mode;
+using refusedmemory::running;
+using refusedmemory::tellAndEnd;
 
 namespace {
-
-// What is running, for the words of a program that ends over it.
-struct Case
-{
-    const char *tag = "";
-    Mode mode = Mode::Once;
-    qint64 n = 0;
-};
-
-Case running;
-
-[[noreturn]] void tellAndEnd()
-{
-    (void)refusedmemory::end();
-    (void)std::fprintf(stderr,
-                       "the program ends: %s, mode %d, n = %lld\n",
-                       running.tag,
-                       static_cast<int>(running.mode),
-                       static_cast<long long>(running.n));
-    std::abort();
-}
 
 // JSON written with single quotes.
 QByteArray json(const char *text)

@@ -1,6 +1,8 @@
 #include "tests/support/refusedmemory.h"
 
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 #include <malloc.h>
 
 // The C library's own functions, which it has under these names for those who replace malloc().
@@ -83,6 +85,19 @@ qint64 end()
 {
     state.isOn = false;
     return state.refused;
+}
+
+Case running;
+
+void tellAndEnd()
+{
+    (void)end();
+    (void)std::fprintf(stderr,
+                       "the program ends: %s, mode %d, n = %lld\n",
+                       running.tag,
+                       static_cast<int>(running.mode),
+                       static_cast<long long>(running.n));
+    std::abort();
 }
 
 Pause::Pause()

@@ -23,6 +23,19 @@ void begin(Mode mode, qint64 n);
 // Ends it. How many allocations were refused.
 qint64 end();
 
+// What is running, for the words of a program that ends over it.
+struct Case
+{
+    const char *tag = "";
+    Mode mode = Mode::Once;
+    qint64 n = 0;
+};
+
+extern Case running;
+
+// For std::set_terminate(): says what was running when memory that was refused ended the program.
+[[noreturn]] void tellAndEnd();
+
 // Refuses nothing while it lives.
 class Pause
 {
