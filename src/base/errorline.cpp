@@ -13,7 +13,7 @@ void writeErrorLine(const QByteArray &line)
 
 QByteArray errorText(const QString &text)
 {
-    return QByteArray(text.toLocal8Bit().constData());
+    return {text.toLocal8Bit().constData()};
 }
 
 } // namespace base

@@ -26,8 +26,9 @@ int main(int argc, char **argv)
     const auto found = argc > 1 ? tests().find(argv[1]) : tests().end();
     if (found == tests().end()) {
         std::cerr << "usage: " << argv[0] << " TEST [OPTION OF QT TEST...]; the tests in here:\n";
-        for (const auto &test : tests())
+        for (const auto &test : tests()) {
             std::cerr << "    " << test.first.constData() << '\n';
+        }
         return 2;
     }
     std::vector<char *> words(argv, argv + argc + 1);
