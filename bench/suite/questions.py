@@ -313,7 +313,7 @@ def answers(bench: Bench):
 def crowd(bench: Bench):
     """Many conversions at once that take some seconds each"""
     scale = bench.scale
-    wrong, polls = [], []
+    wrong, polls, new_polls = [], [], []
     pause = scale.crowd_seconds * 1000000
     arguments = conversion_arguments(bench, f"1-{pause}", "picture-{}")
 
@@ -325,6 +325,7 @@ def crowd(bench: Bench):
             raise Failed(line.text)
         wrong.append(line.number("wrong"))
         polls.append(line.number("slowest poll") / 1e6)
+        new_polls.append(line.number("slowest poll on a new connection") / 1e6)
         return line.number("seconds")
 
     def by_hand() -> float:
@@ -336,6 +337,7 @@ def crowd(bench: Bench):
     name = f"{scale.crowd} conversions of {scale.crowd_seconds} s"
     yield Case("crowd", f"{name}, wrong answers", "", wrong, AT_MOST, 0)
     yield Case("crowd", f"{name}, slowest poll meanwhile", "", polls, AT_MOST, 0.1, "s")
+    yield Case("crowd", f"{name}, slowest poll on a new connection", "", new_polls, AT_MOST, 0.1, "s")
     yield Case("crowd", f"{name}, all of them", "", ours, AT_MOST, scale.crowd_seconds + 2, "s")
     yield Case("crowd", f"{name}, all of them", "the bare tools by xargs", ratios(ours, theirs),
                ours=f"{statistics.median(ours):.2f} s", theirs=f"{statistics.median(theirs):.2f} s")
