@@ -22,7 +22,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-using refusedmemory::Case;
 using refusedmemory::Mode;
 using refusedmemory::running;
 using refusedmemory::tellAndEnd;

@@ -23,7 +23,6 @@
 #include <functional>
 #include <new>
 
-using refusedmemory::Case;
 using refusedmemory::Mode;
 using refusedmemory::running;
 using refusedmemory::tellAndEnd;
