@@ -44,8 +44,9 @@ stem=${image%"$suffix"}
 job=$(</proc/sys/kernel/random/uuid)
 
 folder=$(mktemp -d)
-# A proxy before several services tells by a cookie where our upload went.
-curl+=(--cookie "$folder/cookies" --cookie-jar "$folder/cookies")
+# A proxy before several services tells by a cookie where our upload went. Only the upload writes it
+# down: calls at the same time would read what another one is about to write.
+curl+=(--cookie "$folder/cookies")
 conversion=''
 cancelled=no
 
@@ -83,7 +84,8 @@ json_text() {
     printf '"%s"' "${text//\"/\\\"}"
 }
 
-ask --output "$folder/ignored" --request POST --upload-file "$image" "$url/upload/$job$suffix" \
+ask --cookie-jar "$folder/cookies" --output "$folder/ignored" \
+    --request POST --upload-file "$image" "$url/upload/$job$suffix" \
     || fail "the upload was not taken"
 
 printf '{"fileName": "%s", "reqestID": "%s", "cancelID": "%s", "configuration": %s}' \
