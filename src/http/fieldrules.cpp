@@ -4,9 +4,15 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 
 namespace http {
 namespace {
+
+std::string_view viewOf(const QByteArray &bytes)
+{
+    return {bytes.constData(), static_cast<std::size_t>(bytes.size())};
+}
 
 bool isAlpha(char c)
 {
@@ -34,47 +40,47 @@ bool isNameCharacter(char c)
     return isAlpha(c) || isDigit(c) || isOneOf(c, "-._~!$&'()*+,;=");
 }
 
-bool isRegisteredName(const QByteArray &name)
+bool isRegisteredName(std::string_view name)
 {
-    for (int i = 0; i < name.size(); ++i) {
-        if (isNameCharacter(name.at(i))) {
+    for (std::size_t i = 0; i < name.size(); ++i) {
+        if (isNameCharacter(name[i])) {
             continue;
         }
-        const bool encoded = name.at(i) == '%' && i + 2 < name.size() && isHexDigit(name.at(i + 1))
-            && isHexDigit(name.at(i + 2));
+        const bool encoded = name[i] == '%' && i + 2 < name.size() && isHexDigit(name[i + 1])
+            && isHexDigit(name[i + 2]);
         if (!encoded) {
             return false;
         }
         i += 2;
     }
-    return !name.isEmpty();
+    return !name.empty();
 }
 
 // The inside of the brackets: an IPv6 address, or a later version's.
-bool isAddressLiteral(const QByteArray &literal)
+bool isAddressLiteral(std::string_view literal)
 {
-    return !literal.isEmpty() && std::all_of(literal.cbegin(), literal.cend(), [](char c) {
+    return !literal.empty() && std::all_of(literal.cbegin(), literal.cend(), [](char c) {
         return isNameCharacter(c) || c == ':';
     });
 }
 
 // Empty, or a colon and digits, which may be none.
-bool isPortPart(const QByteArray &part)
+bool isPortPart(std::string_view part)
 {
-    return part.isEmpty()
-        || (part.startsWith(':') && std::all_of(part.cbegin() + 1, part.cend(), isDigit));
+    return part.empty()
+        || (part.front() == ':' && std::all_of(part.cbegin() + 1, part.cend(), isDigit));
 }
 
-bool isAuthority(const QByteArray &authority)
+bool isAuthority(std::string_view authority)
 {
-    if (authority.startsWith('[')) {
-        const int end = authority.indexOf(']');
-        return end > 0 && isAddressLiteral(authority.mid(1, end - 1))
-            && isPortPart(authority.mid(end + 1));
+    if (!authority.empty() && authority.front() == '[') {
+        const std::size_t end = authority.find(']');
+        return end != std::string_view::npos && isAddressLiteral(authority.substr(1, end - 1))
+            && isPortPart(authority.substr(end + 1));
     }
-    const int colon = authority.indexOf(':');
-    const int nameLength = colon < 0 ? authority.size() : colon;
-    return isRegisteredName(authority.left(nameLength)) && isPortPart(authority.mid(nameLength));
+    const std::size_t nameLength = std::min(authority.find(':'), authority.size());
+    return isRegisteredName(authority.substr(0, nameLength))
+        && isPortPart(authority.substr(nameLength));
 }
 
 bool isAbsoluteForm(const QByteArray &target)
@@ -91,7 +97,9 @@ bool isAbsoluteForm(const QByteArray &target)
     while (authorityEnd < target.size() && !isOneOf(target.at(authorityEnd), "/?#")) {
         ++authorityEnd;
     }
-    return isAuthority(target.mid(authorityStart, authorityEnd - authorityStart));
+    return isAuthority(
+        viewOf(target).substr(static_cast<std::size_t>(authorityStart),
+                              static_cast<std::size_t>(authorityEnd - authorityStart)));
 }
 
 bool equalsIgnoringCase(const QByteArray &value, const char *other)
@@ -112,7 +120,7 @@ QList<QByteArray> listMembers(const QByteArray &value)
 
 bool isHostValue(const QByteArray &value)
 {
-    return value.isEmpty() || isAuthority(value);
+    return value.isEmpty() || isAuthority(viewOf(value));
 }
 
 bool isTarget(const QByteArray &target, bool asteriskAllowed)

@@ -88,9 +88,16 @@ const char *reasonPhrase(QHttpServerResponse::StatusCode status)
     return "";
 }
 
+// Of a number below 100.
+void appendTwoDigits(QByteArray &out, int number)
+{
+    out += static_cast<char>('0' + number / 10);
+    out += static_cast<char>('0' + number % 10);
+}
+
 // The present moment as IMF-fixdate (RFC 9110 section 5.6.7). By hand: the names are English in
-// every locale.
-QByteArray dateNow()
+// every locale, and snprintf() takes as long as all the rest of a response's head.
+void appendDateNow(QByteArray &out)
 {
     static constexpr std::array<const char *, 7> days = {
         "Mon", "Tue", "Wed", "Thu", "Fri", "Sat", "Sun"};
@@ -99,18 +106,21 @@ QByteArray dateNow()
     const QDateTime now = QDateTime::currentDateTimeUtc();
     const QDate date = now.date();
     const QTime time = now.time();
-    std::array<char, 64> text = {};
-    const int length = std::snprintf(text.data(),
-                                     text.size(),
-                                     "%s, %02d %s %04d %02d:%02d:%02d GMT",
-                                     days.at(static_cast<std::size_t>(date.dayOfWeek() - 1)),
-                                     date.day(),
-                                     months.at(static_cast<std::size_t>(date.month() - 1)),
-                                     date.year(),
-                                     time.hour(),
-                                     time.minute(),
-                                     time.second());
-    return {text.data(), length};
+    out += days.at(static_cast<std::size_t>(date.dayOfWeek() - 1));
+    out += ", ";
+    appendTwoDigits(out, date.day());
+    out += ' ';
+    out += months.at(static_cast<std::size_t>(date.month() - 1));
+    out += ' ';
+    appendTwoDigits(out, date.year() / 100);
+    appendTwoDigits(out, date.year() % 100);
+    out += ' ';
+    appendTwoDigits(out, time.hour());
+    out += ':';
+    appendTwoDigits(out, time.minute());
+    out += ':';
+    appendTwoDigits(out, time.second());
+    out += " GMT";
 }
 
 } // namespace
@@ -172,7 +182,7 @@ QByteArray responseHead(const QHttpServerResponse &response, Persistence persist
     head += ' ';
     head += reasonPhrase(response.statusCode());
     head += "\r\nDate: ";
-    head += dateNow();
+    appendDateNow(head);
     head += "\r\nContent-Type: ";
     head += response.mimeType();
     head += "\r\nContent-Length: ";
