@@ -63,6 +63,12 @@ DescriptorReservation::DescriptorReservation(int count, std::optional<int> lowes
     }
 }
 
+DescriptorReservation::DescriptorReservation(int countOfOpen)
+    : m_count(countOfOpen)
+{
+    reserved.fetch_add(countOfOpen);
+}
+
 DescriptorReservation::~DescriptorReservation()
 {
     reserved.fetch_sub(m_count);

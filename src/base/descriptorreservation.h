@@ -29,6 +29,9 @@ class DescriptorReservation
 public:
     // `lowestFree`: the number that the next descriptor gets.
     DescriptorReservation(int count, std::optional<int> lowestFree);
+    // For descriptors that are open already, within somebody else's reservation that is about to
+    // end: always granted.
+    explicit DescriptorReservation(int countOfOpen);
     ~DescriptorReservation();
     DescriptorReservation(const DescriptorReservation &) = delete;
     DescriptorReservation &operator=(const DescriptorReservation &) = delete;

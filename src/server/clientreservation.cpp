@@ -14,18 +14,19 @@
 #endif
 
 ClientReservation::ClientReservation(int lowest)
-    : m_claim(server::descriptorsOfAClient, lowest)
+    : m_claim(server::descriptorsOfAClient + tool::descriptorsOfAStart, lowest)
 {
 }
 
 std::unique_ptr<ClientReservation> ClientReservation::make(qintptr accepted)
 {
-    const int lowest = static_cast<int>(accepted);
-    std::unique_ptr<ClientReservation> client(
-        new ClientReservation(lowest)); // make_unique cannot reach the private constructor
-    const base::DescriptorReservation run(tool::descriptorsOfAStart,
-                                          lowest + 1); // to see there is room
-    return client->m_claim.isGranted() && run.isGranted() ? std::move(client) : nullptr;
+    std::unique_ptr<ClientReservation> client(new ClientReservation(
+        static_cast<int>(accepted))); // make_unique cannot reach the private constructor
+    if (!client->m_claim.isGranted()) {
+        return nullptr;
+    }
+    client->m_claim.reduceTo(server::descriptorsOfAClient); // there is room for a run
+    return client;
 }
 
 namespace server {

@@ -71,9 +71,9 @@ bool LingeringClients::take(const QTcpSocket &socket)
 bool LingeringClients::add(int descriptor)
 {
     const QMutexLocker lock(&m_mutex);
-    const auto [client, isNew] = m_clients.try_emplace(descriptor, descriptor);
+    const auto [client, isNew] = m_clients.try_emplace(descriptor);
     client->second.deadline.setRemainingTime(http::lingerMs);
-    if (!client->second.claim.isGranted() || !listenTo(descriptor)) {
+    if (!listenTo(descriptor)) {
         m_clients.erase(client);
         return false;
     }

@@ -37,12 +37,8 @@ private Q_SLOTS:
 private:
     struct Client
     {
-        explicit Client(int descriptor)
-            : claim(1, descriptor)
-        {
-        }
-
-        base::DescriptorReservation claim;
+        // Within the connection's own reservation, which ends with its thread.
+        base::DescriptorReservation reservation{1};
         QDeadlineTimer deadline;
     };
 

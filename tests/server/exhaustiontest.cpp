@@ -142,6 +142,17 @@ private Q_SLOTS:
         QVERIFY(DescriptorReservation(10, base::lowestFreeDescriptor()).isGranted());
     }
 
+    // Two such have no room together; what is open already has it, and takes it from the others.
+    void whatIsOpenAlreadyIsGrantedAndCounts()
+    {
+        const Limit lowered(roomFor(10));
+        const DescriptorReservation open(8);
+        QVERIFY(open.isGranted());
+        const DescriptorReservation more(8);
+        QVERIFY(more.isGranted());
+        QVERIFY(!DescriptorReservation(1, base::lowestFreeDescriptor()).isGranted());
+    }
+
     void descriptorsThatNobodyClaimedCountByTheirNumber()
     {
         const Limit lowered(roomFor(10));
