@@ -9,8 +9,10 @@ void writeDebugLine(QString line)
     if (line.endsWith(QLatin1Char(' '))) { // QDebug appends it
         line.chop(1);
     }
-    // With three arguments, the line is of the category "default", as the stream's own are.
-    QMessageLogger(nullptr, 0, nullptr).debug("%s", line.toUtf8().constData());
+    // What QMessageLogger::debug() calls in the end, for a line of the category "default"; it would
+    // convert to UTF-8 and back.
+    const QMessageLogContext context(nullptr, 0, nullptr, "default");
+    qt_message_output(QtDebugMsg, context, line);
 }
 
 } // namespace base

@@ -1,6 +1,6 @@
 #include "http/connection.h"
 
-#include "base/methods.h"
+#include "base/signalandslot.h"
 #include "http/qabstracthttpserver.h"
 #include "http/qhttpserverresponse.h"
 #include "http/socketio.h"
@@ -53,13 +53,12 @@ Connection::Connection(QAbstractHttpServer *server, QTcpSocket *socket)
 {
     // Answers go out whole; waiting for more to send with them would only delay them.
     m_socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
-    // Looked up once: for each connection that would take a tenth of its time.
-    static const QMetaMethod readyRead = base::methodOf<QTcpSocket>(SIGNAL(readyRead()));
-    static const QMetaMethod disconnected = base::methodOf<QTcpSocket>(SIGNAL(disconnected()));
-    static const QMetaMethod read = base::methodOf<Connection>(SLOT(handleSocketReadable()));
-    static const QMetaMethod end = base::methodOf<Connection>(SLOT(handleDisconnected()));
-    connect(m_socket, readyRead, this, read, Qt::DirectConnection);
-    connect(m_socket, disconnected, this, end, Qt::DirectConnection);
+    static const auto input = base::SignalAndSlot::of<QTcpSocket, Connection>(
+        SIGNAL(readyRead()), SLOT(handleSocketReadable()));
+    static const auto end = base::SignalAndSlot::of<QTcpSocket, Connection>(
+        SIGNAL(disconnected()), SLOT(handleDisconnected()));
+    input.connect(m_socket, this, Qt::DirectConnection);
+    end.connect(m_socket, this, Qt::DirectConnection);
 }
 
 // What nobody here handles, from a view or for want of memory, ends the dialogue: neither the

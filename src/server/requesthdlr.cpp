@@ -1,12 +1,12 @@
 #include "server/requesthdlr.h"
 
 #include "base/debugline.h"
-#include "base/methods.h"
+#include "base/signalandslot.h"
 #include "http/qhttpserver.h"
 #include "jobs/progress.h"
 
-#include <QDebug>
 #include <QHostAddress>
+#include <QStringBuilder>
 #include <QTcpSocket>
 #include <QThread>
 
@@ -24,13 +24,14 @@ RequestHdlr::RequestHdlr(QTcpSocket *tcpSocket, jobs::Registry *registry, QStrin
 // Reads nothing: what has come in waits on the socket for the HTTP server.
 void RequestHdlr::handleReadyRead()
 {
-    // As a stream would write them, which takes a tenth of a connection's time.
-    qDebug("handling request from client: QHostAddress(\"%s\")",
-           qUtf8Printable(m_tcpSocket->peerAddress().toString()));
-    qDebug("descr: %lld", static_cast<long long>(m_tcpSocket->socketDescriptor()));
-    static const QMetaMethod readyRead = base::methodOf<QTcpSocket>(SIGNAL(readyRead()));
-    static const QMetaMethod handle = base::methodOf<RequestHdlr>(SLOT(handleReadyRead()));
-    disconnect(m_tcpSocket, readyRead, this, handle);
+    // What a stream would write; that would take a tenth of a connection's time.
+    base::writeDebugLine(QLatin1String("handling request from client: QHostAddress(\"")
+                         % m_tcpSocket->peerAddress().toString() % QLatin1String("\")"));
+    base::writeDebugLine(QLatin1String("descr: ")
+                         % QString::number(m_tcpSocket->socketDescriptor()));
+    static const auto firstBytes = base::SignalAndSlot::of<QTcpSocket, RequestHdlr>(
+        SIGNAL(readyRead()), SLOT(handleReadyRead()));
+    firstBytes.disconnect(m_tcpSocket, this);
     sendServerAnswer(m_tcpSocket);
 }
 

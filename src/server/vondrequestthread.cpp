@@ -1,7 +1,7 @@
 #include "server/vondrequestthread.h"
 
-#include "base/methods.h"
 #include "base/room.h"
+#include "base/signalandslot.h"
 #include "http/socketio.h"
 #include "server/lingeringclients.h"
 #include "server/requesthdlr.h"
@@ -71,12 +71,12 @@ void VondRequestThread::run()
         }
         isBound = true;
         m_requestHandler = new RequestHdlr(socket, m_registry, m_vondPath); // stays, too
-        static const QMetaMethod readyRead = base::methodOf<QTcpSocket>(SIGNAL(readyRead()));
-        static const QMetaMethod disconnected = base::methodOf<QTcpSocket>(SIGNAL(disconnected()));
-        static const QMetaMethod handle = base::methodOf<RequestHdlr>(SLOT(handleReadyRead()));
-        static const QMetaMethod end = base::methodOf<VondRequestThread>(SLOT(quit()));
-        connect(socket, readyRead, m_requestHandler, handle, Qt::DirectConnection);
-        connect(socket, disconnected, this, end, Qt::AutoConnection);
+        static const auto firstBytes = base::SignalAndSlot::of<QTcpSocket, RequestHdlr>(
+            SIGNAL(readyRead()), SLOT(handleReadyRead()));
+        static const auto end = base::SignalAndSlot::of<QTcpSocket, VondRequestThread>(
+            SIGNAL(disconnected()), SLOT(quit()));
+        firstBytes.connect(socket, m_requestHandler, Qt::DirectConnection);
+        end.connect(socket, this, Qt::AutoConnection);
         serveWithoutLoop(socket);
         if (socket->state() != QAbstractSocket::UnconnectedState) {
             exec();

@@ -1,7 +1,7 @@
 #include "server/vondserver.h"
 
-#include "base/methods.h"
 #include "base/room.h"
+#include "base/signalandslot.h"
 #include "server/acceptbackoff.h"
 #include "server/clientreservation.h"
 #include "server/lingeringclients.h"
@@ -51,9 +51,9 @@ void VondServer::serve(qintptr handle)
     auto thread = std::make_unique<VondRequestThread>(
         m_vondPath, &m_registry, static_cast<int>(handle), this);
     claim.release()->setParent(thread.get());
-    static const QMetaMethod finished = base::methodOf<VondRequestThread>(SIGNAL(finished()));
-    static const QMetaMethod deleteLater = base::methodOf<VondRequestThread>(SLOT(deleteLater()));
-    connect(thread.get(), finished, thread.get(), deleteLater, Qt::AutoConnection);
+    static const auto end = base::SignalAndSlot::of<VondRequestThread, VondRequestThread>(
+        SIGNAL(finished()), SLOT(deleteLater()));
+    end.connect(thread.get(), thread.get(), Qt::AutoConnection);
     thread->setLingeringClients(m_lingeringClients);
     thread->setStackSize(threadStackBytes);
     thread->start(QThread::InheritPriority);

@@ -9,7 +9,7 @@ FOLDERS = [folder.name for folder in sorted((ROOT / "src").iterdir())]
 
 # What writes to a channel, and what takes a text along to where it is written.
 PRINTS = (r"\b(?:qDebug\(\)?|q(?:Info|Warning|Critical|Fatal)\(|(?:std::)?(?:cerr|cout)\s*<<"
-          r"|(?:debug|writeError)Line\(|fprintf\(|fputs\(|perror\()\s*(?:<<\s*)?")
+          r"|(?:debug|writeDebug|writeError)Line\(|fprintf\(|fputs\(|perror\()\s*(?:<<\s*)?")
 CARRIES = (r"\b(?:const char \*const text =|rejection = QStringLiteral\(|rejectClient\([^;\"]*,"
            r"|announceSleeper\(registry,|translate\(\"QHttpServer\",)\s*")
 # Statements that print without a text of their own: values, and texts that came from elsewhere.
