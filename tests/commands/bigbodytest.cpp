@@ -1,9 +1,9 @@
 #include "commands/convertwithlocaldata.h"
 #include "commands/vondcommand.h"
+#include "tests/support/faketool.h"
 #include "tests/support/messagecatcher.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
-#include "tests/support/standin.h"
 #include "tests/support/testmain.h"
 
 #include <QtTest>
@@ -36,7 +36,7 @@ private Q_SLOTS:
 void BigBodyTest::initTestCase()
 {
     useOwnSettings();
-    standin::behave("print nothing");
+    faketool::behave("print nothing");
     if (residentBytes() <= 0) {
         QSKIP("this system does not tell how much memory is resident");
     }
@@ -49,10 +49,10 @@ void BigBodyTest::aBigFileForTheToolIsWrittenAndItsMemoryGivenBack()
     const qint64 before = residentBytes();
     {
         const QByteArray base64(base64Bytes, 'A');
-        QCOMPARE(
-            commands::vond(standin::path(), "[{\"filename\": \"a\", \"data\": \"" + base64 + "\"}]")
-                .size(),
-            2);
+        QCOMPARE(commands::vond(faketool::path(),
+                                "[{\"filename\": \"a\", \"data\": \"" + base64 + "\"}]")
+                     .size(),
+                 2);
     }
     QVERIFY(residentBytes() - before < toleratedBytes);
     QCOMPARE(QFileInfo(folder.filePath(QStringLiteral("a"))).size(), qint64(fileBytes));
@@ -66,7 +66,7 @@ void BigBodyTest::aBigImageIsWrittenAndItsMemoryGivenBack()
     {
         const QByteArray base64(base64Bytes, 'A');
         QCOMPARE(commands::convertWithLocalData(
-                     standin::path(), "{\"fileName\": \"a\", \"imgData\": \"" + base64 + "\"}"),
+                     faketool::path(), "{\"fileName\": \"a\", \"imgData\": \"" + base64 + "\"}"),
                  QStringLiteral("a_."));
     }
     QVERIFY(residentBytes() - before < toleratedBytes);
@@ -78,7 +78,7 @@ void BigBodyTest::aBigBodyThatIsNoJsonIsToldWholeAndItsMemoryGivenBack()
     const qint64 before = residentBytes();
     {
         OutputCatcher errors(OutputCatcher::Channel::Error);
-        QCOMPARE(commands::vond(standin::path(), QByteArray(base64Bytes, 'A')), QJsonObject());
+        QCOMPARE(commands::vond(faketool::path(), QByteArray(base64Bytes, 'A')), QJsonObject());
         QCOMPARE(errors.take().size(),
                  int(qstrlen("error: no json array with arguments\n")) + base64Bytes);
     }

@@ -1,9 +1,9 @@
 #include "commands/convertwithlocaldata.h"
 
+#include "tests/support/faketool.h"
 #include "tests/support/messagecatcher.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
-#include "tests/support/standin.h"
 #include "tests/support/testmain.h"
 
 #include <QtTest>
@@ -51,14 +51,14 @@ void ConvertWithLocalDataTest::initTestCase()
 
 void ConvertWithLocalDataTest::init()
 {
-    standin::behave("print nothing");
+    faketool::behave("print nothing");
 }
 
 void ConvertWithLocalDataTest::theImageIsWrittenAndTheToolGetsItsPath()
 {
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
-    QCOMPARE(commands::convertWithLocalData(standin::path(), plainBody),
+    QCOMPARE(commands::convertWithLocalData(faketool::path(), plainBody),
              QStringLiteral("name_X.ext"));
     const QStringList arguments{
         QStringLiteral("--translateerror"),
@@ -69,7 +69,7 @@ void ConvertWithLocalDataTest::theImageIsWrittenAndTheToolGetsItsPath()
         QStringLiteral("-o"),
         folder.filePath(QStringLiteral("name_X.ext")),
     };
-    QCOMPARE(standin::arguments(), arguments);
+    QCOMPARE(faketool::arguments(), arguments);
     QCOMPARE(contentOf(folder.filePath(QStringLiteral("name.ext"))), QByteArray("new"));
 }
 
@@ -77,15 +77,15 @@ void ConvertWithLocalDataTest::argumentsAndOutputAreLogged()
 {
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
-    standin::behave("text and status three");
-    QCOMPARE(commands::convertWithLocalData(standin::path(), plainBody),
+    faketool::behave("text and status three");
+    QCOMPARE(commands::convertWithLocalData(faketool::path(), plainBody),
              folder.filePath(QStringLiteral("name_X.ext")));
     const QStringList lines{
         QStringLiteral("arguments:"),
         QStringLiteral("(\"--translateerror\", \"--overwriteoutput=increment\", \"-c\", \"X\", "
                        "\"%1/name.ext\", \"-o\", \"%1/name_X.ext\")")
             .arg(folder.path()),
-        QStringLiteral(R"(fromVond-StdOut: "stand-in 1.0 \xE2\x82\xAC\n")"),
+        QStringLiteral(R"(fromVond-StdOut: "fake tool 1.0 \xE2\x82\xAC\n")"),
         QStringLiteral(R"(fromVondErr: "a warning\n")"),
     };
     QCOMPARE(catcher.messages(), lines);
@@ -95,9 +95,9 @@ void ConvertWithLocalDataTest::sameNamesAreNumberedInInputAndOutput()
 {
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
-    QCOMPARE(commands::convertWithLocalData(standin::path(), plainBody),
+    QCOMPARE(commands::convertWithLocalData(faketool::path(), plainBody),
              QStringLiteral("name_X.ext"));
-    QCOMPARE(commands::convertWithLocalData(standin::path(), plainBody),
+    QCOMPARE(commands::convertWithLocalData(faketool::path(), plainBody),
              QStringLiteral("name_1_X.ext"));
     const QStringList names{QStringLiteral("name.ext"), QStringLiteral("name_1.ext")};
     QCOMPARE(folder.names(), names);
@@ -108,14 +108,14 @@ void ConvertWithLocalDataTest::optionsStandBehindTheConfiguration()
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
     QCOMPARE(
-        commands::convertWithLocalData(standin::path(), bodyWithOptions(R"([{"--dpi": "300"}])")),
+        commands::convertWithLocalData(faketool::path(), bodyWithOptions(R"([{"--dpi": "300"}])")),
         QStringLiteral("a_X.tif"));
     const QStringList middle{QStringLiteral("X"),
                              QStringLiteral("setoption"),
                              QStringLiteral("--dpi"),
                              QStringLiteral("300"),
                              folder.filePath(QStringLiteral("a.tif"))};
-    QCOMPARE(standin::arguments().mid(3, 5), middle);
+    QCOMPARE(faketool::arguments().mid(3, 5), middle);
 }
 
 void ConvertWithLocalDataTest::aFileOptionIsWrittenAndItsPathPassed()
@@ -123,14 +123,14 @@ void ConvertWithLocalDataTest::aFileOptionIsWrittenAndItsPathPassed()
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
     QCOMPARE(commands::convertWithLocalData(
-                 standin::path(),
+                 faketool::path(),
                  bodyWithOptions(R"([{"local:": {"filename": "p.icc", "data": "QUJD", )"
                                  R"("option": "--profile"}}])")),
              QStringLiteral("a_X.tif"));
     const QStringList middle{QStringLiteral("setoption"),
                              QStringLiteral("--profile"),
                              folder.filePath(QStringLiteral("p.icc"))};
-    QCOMPARE(standin::arguments().mid(4, 3), middle);
+    QCOMPARE(faketool::arguments().mid(4, 3), middle);
     QCOMPARE(contentOf(folder.filePath(QStringLiteral("p.icc"))), QByteArray("ABC"));
 }
 
@@ -140,10 +140,10 @@ void ConvertWithLocalDataTest::aTakenFileOptionIsNumbered()
     const MessageCatcher catcher;
     makeFile(folder.filePath(QStringLiteral("p.icc")));
     QCOMPARE(commands::convertWithLocalData(
-                 standin::path(),
+                 faketool::path(),
                  bodyWithOptions(R"([{"local:": {"filename": "p.icc", "option": "--profile"}}])")),
              QStringLiteral("a_X.tif"));
-    QCOMPARE(standin::arguments().value(6), folder.filePath(QStringLiteral("p_1.icc")));
+    QCOMPARE(faketool::arguments().value(6), folder.filePath(QStringLiteral("p_1.icc")));
 }
 
 void ConvertWithLocalDataTest::theReportedOutputIsTheAnswer()
@@ -151,8 +151,8 @@ void ConvertWithLocalDataTest::theReportedOutputIsTheAnswer()
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
     makeFile(folder.filePath(QStringLiteral("name_X.ext")), "old");
-    standin::behave("an output file");
-    QCOMPARE(commands::convertWithLocalData(standin::path(), plainBody),
+    faketool::behave("an output file");
+    QCOMPARE(commands::convertWithLocalData(faketool::path(), plainBody),
              folder.filePath(QStringLiteral("name_X_1.ext")));
     QCOMPARE(contentOf(folder.filePath(QStringLiteral("name_X_1.ext"))), QByteArray("converted"));
     QCOMPARE(contentOf(folder.filePath(QStringLiteral("name_X.ext"))), QByteArray("old"));
@@ -162,8 +162,8 @@ void ConvertWithLocalDataTest::aSilentToolGivesTheBareName()
 {
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
-    standin::behave("a file and no words");
-    QCOMPARE(commands::convertWithLocalData(standin::path(), plainBody),
+    faketool::behave("a file and no words");
+    QCOMPARE(commands::convertWithLocalData(faketool::path(), plainBody),
              QStringLiteral("name_X.ext"));
     QCOMPARE(contentOf(folder.filePath(QStringLiteral("name_X.ext"))), QByteArray("converted"));
 }
@@ -172,8 +172,8 @@ void ConvertWithLocalDataTest::anErrorGivesTheToolsWords()
 {
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
-    standin::behave("error on standard error");
-    QCOMPARE(commands::convertWithLocalData(standin::path(), plainBody),
+    faketool::behave("error on standard error");
+    QCOMPARE(commands::convertWithLocalData(faketool::path(), plainBody),
              QStringLiteral("Progress: 10%\n"
                             "Die Datei kann nicht gelesen werden: \u00e4\u00f6\u00fc\n"));
 }
@@ -182,12 +182,12 @@ void ConvertWithLocalDataTest::aBodyThatIsNoJsonRunsTheToolWithEmptyValues()
 {
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
-    QCOMPARE(commands::convertWithLocalData(standin::path(), "no JSON"), QStringLiteral("_1_."));
+    QCOMPARE(commands::convertWithLocalData(faketool::path(), "no JSON"), QStringLiteral("_1_."));
     const QStringList end{QString(),
                           folder.filePath(QStringLiteral("_1.")),
                           QStringLiteral("-o"),
                           folder.filePath(QStringLiteral("_1_."))};
-    QCOMPARE(standin::arguments().mid(3), end);
+    QCOMPARE(faketool::arguments().mid(3), end);
 }
 
 void ConvertWithLocalDataTest::withoutAToolTheAnswerIsTheRefusal()
@@ -205,12 +205,12 @@ void ConvertWithLocalDataTest::aFileOptionThatCannotBeWrittenStopsBeforeAllElse(
     const OwnWorkFolder folder;
     OutputCatcher errors(OutputCatcher::Channel::Error);
     QCOMPARE(commands::convertWithLocalData(
-                 standin::path(), bodyWithOptions(R"([{"local:": {"filename": "none/p.icc"}}])")),
+                 faketool::path(), bodyWithOptions(R"([{"local:": {"filename": "none/p.icc"}}])")),
              QStringLiteral("Error: saving data to file"));
     QCOMPARE(errors.take(),
              "Could not open " + folder.path().toLocal8Bit()
                  + "/none/p.icc for writing: No such file or directory\n");
-    QVERIFY(!standin::ran());
+    QVERIFY(!faketool::ran());
     QCOMPARE(folder.names(), QStringList());
 }
 
@@ -218,12 +218,12 @@ void ConvertWithLocalDataTest::anImageThatCannotBeWrittenIsAnsweredEmpty()
 {
     const OwnWorkFolder folder;
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    QCOMPARE(commands::convertWithLocalData(standin::path(), R"({"fileName": "none/a.tif"})"),
+    QCOMPARE(commands::convertWithLocalData(faketool::path(), R"({"fileName": "none/a.tif"})"),
              QString());
     QCOMPARE(errors.take(),
              "Could not open " + folder.path().toLocal8Bit()
                  + "/none/a.tif for writing: No such file or directory\n");
-    QVERIFY(!standin::ran());
+    QVERIFY(!faketool::ran());
 }
 
 void ConvertWithLocalDataTest::aToolThatCannotBeStartedIsToldWithTheInput()

@@ -1,6 +1,6 @@
 #include "commands/queries.h"
+#include "tests/support/faketool.h"
 #include "tests/support/messagecatcher.h"
-#include "tests/support/standin.h"
 #include "tests/support/testmain.h"
 
 #include <QElapsedTimer>
@@ -16,15 +16,15 @@ private Q_SLOTS:
 
 void HangingToolTest::theAnswerComesAfterThirtySecondsAndTheToolIsGone()
 {
-    standin::behave("hang after a word");
+    faketool::behave("hang after a word");
     const MessageCatcher catcher; // Qt tells that it ends a running process
     QElapsedTimer timer;
     timer.start();
-    QCOMPARE(commands::version(standin::path()), QStringLiteral("partial\n"));
+    QCOMPARE(commands::version(faketool::path()), QStringLiteral("partial\n"));
     QVERIFY(timer.elapsed() >= 30000);
     QVERIFY(timer.elapsed() < 35000);
-    QVERIFY(standin::processId() > 0);
-    QVERIFY(!standin::isAlive(standin::processId()));
+    QVERIFY(faketool::processId() > 0);
+    QVERIFY(!faketool::isAlive(faketool::processId()));
 }
 
 VOND_TEST(HangingToolTest);

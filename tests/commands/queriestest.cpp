@@ -1,9 +1,9 @@
 #include "commands/queries.h"
 
+#include "tests/support/faketool.h"
 #include "tests/support/messagecatcher.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
-#include "tests/support/standin.h"
 #include "tests/support/testmain.h"
 
 #include <QtTest>
@@ -28,73 +28,73 @@ private Q_SLOTS:
 
 void QueriesTest::versionAsksWithOneWordAndLogsNothing()
 {
-    standin::behave("print its arguments");
+    faketool::behave("print its arguments");
     const MessageCatcher catcher;
-    QCOMPARE(commands::version(standin::path()), QStringLiteral("version\n"));
-    QCOMPARE(standin::arguments(), QStringList{QStringLiteral("version")});
+    QCOMPARE(commands::version(faketool::path()), QStringLiteral("version\n"));
+    QCOMPARE(faketool::arguments(), QStringList{QStringLiteral("version")});
     QCOMPARE(catcher.messages(), QStringList());
 }
 
 void QueriesTest::listconfigurationsAsksWithOneWordAndLogsTheBytes()
 {
-    standin::behave("text and status three");
+    faketool::behave("text and status three");
     const MessageCatcher catcher;
-    QCOMPARE(commands::listconfigurations(standin::path()),
-             QStringLiteral("stand-in 1.0 \u20ac\n"));
-    QCOMPARE(standin::arguments(), QStringList{QStringLiteral("listconfigurations")});
-    QCOMPARE(catcher.messages(), QStringList{QStringLiteral(R"("stand-in 1.0 \xE2\x82\xAC\n")")});
+    QCOMPARE(commands::listconfigurations(faketool::path()),
+             QStringLiteral("fake tool 1.0 \u20ac\n"));
+    QCOMPARE(faketool::arguments(), QStringList{QStringLiteral("listconfigurations")});
+    QCOMPARE(catcher.messages(), QStringList{QStringLiteral(R"("fake tool 1.0 \xE2\x82\xAC\n")")});
 }
 
 void QueriesTest::configDetailsAsksForThreeFieldsAsJsonAndLogsTheBytes()
 {
-    standin::behave("text and status three");
+    faketool::behave("text and status three");
     const MessageCatcher catcher;
-    QCOMPARE(commands::configDetails(standin::path(), QStringLiteral("Web")),
-             QStringLiteral("stand-in 1.0 \u20ac\n"));
+    QCOMPARE(commands::configDetails(faketool::path(), QStringLiteral("Web")),
+             QStringLiteral("fake tool 1.0 \u20ac\n"));
     const QStringList arguments{
         QStringLiteral("listconfigurations"),
         QStringLiteral("--format=json"),
         QStringLiteral("--name=Web"),
         QStringLiteral("--details=DocumentColorSpace,DstProfile,PSLayersOption"),
     };
-    QCOMPARE(standin::arguments(), arguments);
-    QCOMPARE(catcher.messages(), QStringList{QStringLiteral(R"("stand-in 1.0 \xE2\x82\xAC\n")")});
+    QCOMPARE(faketool::arguments(), arguments);
+    QCOMPARE(catcher.messages(), QStringList{QStringLiteral(R"("fake tool 1.0 \xE2\x82\xAC\n")")});
 }
 
 void QueriesTest::aNameWithBlanksAndCommasStaysOneArgument()
 {
-    standin::behave("print nothing");
+    faketool::behave("print nothing");
     const MessageCatcher catcher;
-    QCOMPARE(commands::configDetails(standin::path(), QStringLiteral("Coated, 80 g %1 \"x\"")),
+    QCOMPARE(commands::configDetails(faketool::path(), QStringLiteral("Coated, 80 g %1 \"x\"")),
              QString());
-    QCOMPARE(standin::arguments().size(), 4);
-    QCOMPARE(standin::arguments().at(2), QStringLiteral("--name=Coated, 80 g %1 \"x\""));
+    QCOMPARE(faketool::arguments().size(), 4);
+    QCOMPARE(faketool::arguments().at(2), QStringLiteral("--name=Coated, 80 g %1 \"x\""));
 }
 
 void QueriesTest::anAnswerIsNotTrimmed()
 {
-    standin::behave("text and status three");
-    QVERIFY(commands::version(standin::path()).endsWith(QLatin1Char('\n')));
+    faketool::behave("text and status three");
+    QVERIFY(commands::version(faketool::path()).endsWith(QLatin1Char('\n')));
 }
 
 void QueriesTest::bytesThatAreNoUtf8AreReplaced()
 {
-    standin::behave("bytes that are no UTF-8");
-    QCOMPARE(commands::version(standin::path()), QStringLiteral("caf\uFFFD \uFFFD\n"));
+    faketool::behave("bytes that are no UTF-8");
+    QCOMPARE(commands::version(faketool::path()), QStringLiteral("caf\uFFFD \uFFFD\n"));
 }
 
 void QueriesTest::aZeroByteDoesNotEndTheAnswer()
 {
-    standin::behave("bytes with a zero");
-    QCOMPARE(commands::version(standin::path()),
+    faketool::behave("bytes with a zero");
+    QCOMPARE(commands::version(faketool::path()),
              QStringLiteral("before") + QChar(0) + QStringLiteral("after\n"));
 }
 
 void QueriesTest::errorsAloneAreAnEmptyAnswer()
 {
-    standin::behave("no such behaviour"); // tells so on standard error
-    QCOMPARE(commands::version(standin::path()), QString());
-    QVERIFY(standin::ran());
+    faketool::behave("no such behaviour"); // tells so on standard error
+    QCOMPARE(commands::version(faketool::path()), QString());
+    QVERIFY(faketool::ran());
 }
 
 void QueriesTest::aFolderAsToolIsAnEmptyAnswer()
@@ -117,13 +117,14 @@ void QueriesTest::withoutAToolTheAnswerIsTheRejection()
 
 void QueriesTest::aZeroCharacterInTheNameIsAnEmptyAnswer()
 {
-    standin::behave("print its arguments");
+    faketool::behave("print its arguments");
     const MessageCatcher catcher;
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    QCOMPARE(commands::configDetails(standin::path(), QStringLiteral("Web") + QChar(0)), QString());
+    QCOMPARE(commands::configDetails(faketool::path(), QStringLiteral("Web") + QChar(0)),
+             QString());
     QCOMPARE(errors.take(),
              QByteArray("error: zero character in an argument, the tool is not started\n"));
-    QVERIFY(!standin::ran());
+    QVERIFY(!faketool::ran());
 }
 
 VOND_TEST(QueriesTest);

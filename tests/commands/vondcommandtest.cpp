@@ -1,9 +1,9 @@
 #include "commands/vondcommand.h"
 
+#include "tests/support/faketool.h"
 #include "tests/support/messagecatcher.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
-#include "tests/support/standin.h"
 #include "tests/support/testmain.h"
 
 #include <QtTest>
@@ -53,14 +53,14 @@ void VondCommandTest::initTestCase()
 
 void VondCommandTest::init()
 {
-    standin::behave("print its arguments");
+    faketool::behave("print its arguments");
 }
 
 void VondCommandTest::aSingleWordRunsTheToolWithIt()
 {
     const MessageCatcher catcher;
-    const QJsonObject answer = commands::vond(standin::path(), R"(["--help"])");
-    QCOMPARE(standin::arguments(), QStringList{QStringLiteral("--help")});
+    const QJsonObject answer = commands::vond(faketool::path(), R"(["--help"])");
+    QCOMPARE(faketool::arguments(), QStringList{QStringLiteral("--help")});
     QCOMPARE(member(answer, "stdOut"), QStringLiteral("--help\n"));
     QCOMPARE(member(answer, "stdErr"), QString());
     QVERIFY(!answer.contains(QLatin1String("returnFilesDict")));
@@ -69,7 +69,7 @@ void VondCommandTest::aSingleWordRunsTheToolWithIt()
 void VondCommandTest::theRunIsLoggedFromArgumentsToAnswer()
 {
     const MessageCatcher catcher;
-    const QJsonObject answer = commands::vond(standin::path(), R"(["a", "b c"])");
+    const QJsonObject answer = commands::vond(faketool::path(), R"(["a", "b c"])");
     QCOMPARE(answer.size(), 2);
     const QStringList lines{
         QStringLiteral(R"(vond arguments: ("a", "b c"))"),
@@ -85,9 +85,9 @@ void VondCommandTest::aTakenReturnNameIsNumberedForTheToolAndInTheAnswer()
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
     makeFile(folder.filePath(QStringLiteral("out.tif")));
-    const QJsonObject answer = commands::vond(standin::path(), R"(["-o", "return:out.tif"])");
+    const QJsonObject answer = commands::vond(faketool::path(), R"(["-o", "return:out.tif"])");
     const QStringList arguments{QStringLiteral("-o"), folder.filePath(QStringLiteral("out_1.tif"))};
-    QCOMPARE(standin::arguments(), arguments);
+    QCOMPARE(faketool::arguments(), arguments);
     const QJsonObject files{{QStringLiteral("out_1"), QStringLiteral("out_1.tif")}};
     QCOMPARE(answer.value(QLatin1String("returnFilesDict")).toObject(), files);
 }
@@ -96,8 +96,8 @@ void VondCommandTest::aReturnNameBehindAnOptionGetsItsFolder()
 {
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
-    const QJsonObject answer = commands::vond(standin::path(), R"(["--output=return:x.tif"])");
-    QCOMPARE(standin::arguments(),
+    const QJsonObject answer = commands::vond(faketool::path(), R"(["--output=return:x.tif"])");
+    QCOMPARE(faketool::arguments(),
              QStringList{QStringLiteral("--output=") + folder.filePath(QStringLiteral("x.tif"))});
     QVERIFY(answer.contains(QLatin1String("returnFilesDict")));
 }
@@ -108,9 +108,9 @@ void VondCommandTest::aFileThatComesAlongIsWrittenAndItsPathPassed()
     const MessageCatcher catcher;
     makeFile(folder.filePath(QStringLiteral("in.tif")), "old");
     const QJsonObject answer =
-        commands::vond(standin::path(), R"([{"filename": "in.tif", "data": "bmV3"}])");
+        commands::vond(faketool::path(), R"([{"filename": "in.tif", "data": "bmV3"}])");
     const QString path = folder.filePath(QStringLiteral("in_1.tif"));
-    QCOMPARE(standin::arguments(), QStringList{path});
+    QCOMPARE(faketool::arguments(), QStringList{path});
     QCOMPARE(contentOf(path), QByteArray("new"));
     QCOMPARE(answer.size(), 2);
 }
@@ -120,12 +120,12 @@ void VondCommandTest::aFileThatComesAlongTakesTheNameFromALaterElement()
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
     const QJsonObject answer = commands::vond(
-        standin::path(),
+        faketool::path(),
         R"([{"filename": "a.tif", "data": ""}, "return:a.tif", {"filename": "a.tif"}])");
     const QStringList arguments{folder.filePath(QStringLiteral("a.tif")),
                                 folder.filePath(QStringLiteral("a_1.tif")),
                                 folder.filePath(QStringLiteral("a_1.tif"))};
-    QCOMPARE(standin::arguments(), arguments); // within one request a name is shared
+    QCOMPARE(faketool::arguments(), arguments); // within one request a name is shared
     QVERIFY(answer.contains(QLatin1String("returnFilesDict")));
 }
 
@@ -133,9 +133,9 @@ void VondCommandTest::aFileWithoutANameIsWrittenUnderANumber()
 {
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
-    const QJsonObject answer = commands::vond(standin::path(), R"([{"data": "bmV3"}])");
+    const QJsonObject answer = commands::vond(faketool::path(), R"([{"data": "bmV3"}])");
     QCOMPARE(answer.size(), 2);
-    QCOMPARE(standin::arguments(), QStringList{folder.filePath(QStringLiteral("_1."))});
+    QCOMPARE(faketool::arguments(), QStringList{folder.filePath(QStringLiteral("_1."))});
     QCOMPARE(contentOf(folder.filePath(QStringLiteral("_1."))), QByteArray("new"));
 }
 
@@ -143,9 +143,9 @@ void VondCommandTest::anErrorLineRemovesTheKeyThatItMentions()
 {
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
-    standin::behave("error about the last argument");
+    faketool::behave("error about the last argument");
     const QJsonObject answer =
-        commands::vond(standin::path(), R"(["return:kept.jpg", "return:x.tif"])");
+        commands::vond(faketool::path(), R"(["return:kept.jpg", "return:x.tif"])");
     QCOMPARE(member(answer, "stdOut"), QStringLiteral("done with some\n"));
     QVERIFY(member(answer, "stdErr").contains(QLatin1String("\nError: cannot write ")));
     const QJsonObject files{{QStringLiteral("kept"), QStringLiteral("kept.jpg")}};
@@ -157,9 +157,9 @@ void VondCommandTest::anErrorLineRemovesTheKeyThatItMentions()
 void VondCommandTest::theExitStatusIsNotLookedAt()
 {
     const MessageCatcher catcher;
-    standin::behave("text and status three");
-    const QJsonObject answer = commands::vond(standin::path(), R"(["a"])");
-    QCOMPARE(member(answer, "stdOut"), QStringLiteral("stand-in 1.0 \u20ac\n"));
+    faketool::behave("text and status three");
+    const QJsonObject answer = commands::vond(faketool::path(), R"(["a"])");
+    QCOMPARE(member(answer, "stdOut"), QStringLiteral("fake tool 1.0 \u20ac\n"));
     QCOMPARE(member(answer, "stdErr"), QStringLiteral("a warning\n"));
 }
 
@@ -210,16 +210,16 @@ void VondCommandTest::aBadBodyIsAnsweredEmptyAndTold()
     QFETCH(const QByteArray, body);
     QFETCH(const QByteArray, line);
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    QCOMPARE(commands::vond(standin::path(), body), QJsonObject());
+    QCOMPARE(commands::vond(faketool::path(), body), QJsonObject());
     QCOMPARE(errors.take(), line + '\n');
-    QVERIFY(!standin::ran());
+    QVERIFY(!faketool::ran());
 }
 
 void VondCommandTest::filesBeforeARefusedElementStay()
 {
     const OwnWorkFolder folder;
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    QCOMPARE(commands::vond(standin::path(), R"([{"filename": "a", "data": "bmV3"}, 1])"),
+    QCOMPARE(commands::vond(faketool::path(), R"([{"filename": "a", "data": "bmV3"}, 1])"),
              QJsonObject());
     QVERIFY(!errors.take().isEmpty());
     QCOMPARE(folder.names(), QStringList{QStringLiteral("a")});
@@ -229,13 +229,13 @@ void VondCommandTest::aFileThatCannotBeWrittenIsToldTwiceAndTheToolIsNotRun()
 {
     const OwnWorkFolder folder;
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    QCOMPARE(commands::vond(standin::path(), R"([{"filename": "none/a.tif", "data": "bmV3"}])"),
+    QCOMPARE(commands::vond(faketool::path(), R"([{"filename": "none/a.tif", "data": "bmV3"}])"),
              QJsonObject());
     QCOMPARE(errors.take(),
              "Could not open " + folder.path().toLocal8Bit()
                  + "/none/a.tif for writing: No such file or directory\n"
                    "Error: saving data to filenone/a.tif\n");
-    QVERIFY(!standin::ran());
+    QVERIFY(!faketool::ran());
 }
 
 void VondCommandTest::aToolThatCannotBeStartedIsAnsweredEmptyAndTold()
@@ -268,9 +268,9 @@ void VondCommandTest::aZeroCharacterNeverReachesTheToolCutShort()
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    QCOMPARE(commands::vond(standin::path(), body), QJsonObject());
+    QCOMPARE(commands::vond(faketool::path(), body), QJsonObject());
     QVERIFY(errors.take().startsWith(firstWords));
-    QVERIFY(!standin::ran());
+    QVERIFY(!faketool::ran());
     QCOMPARE(folder.names(), QStringList());
 }
 
@@ -279,10 +279,10 @@ void VondCommandTest::aReturnNameIsFreeAgainAfterEveryEnd_data()
     QTest::addColumn<QString>("vondPath");
     QTest::addColumn<QByteArray>("body");
 
-    QTest::newRow("a run") << standin::path() << QByteArray(R"(["return:x.tif"])");
-    QTest::newRow("a refused element") << standin::path() << QByteArray(R"(["return:x.tif", 1])");
+    QTest::newRow("a run") << faketool::path() << QByteArray(R"(["return:x.tif"])");
+    QTest::newRow("a refused element") << faketool::path() << QByteArray(R"(["return:x.tif", 1])");
     QTest::newRow("a file that cannot be written")
-        << standin::path() << QByteArray(R"(["return:x.tif", {"filename": "no/such/folder"}])");
+        << faketool::path() << QByteArray(R"(["return:x.tif", {"filename": "no/such/folder"}])");
     QTest::newRow("a tool that cannot be started")
         << "/dev/null" << QByteArray(R"(["return:x.tif"])");
 }
@@ -295,9 +295,9 @@ void VondCommandTest::aReturnNameIsFreeAgainAfterEveryEnd()
     const MessageCatcher catcher;
     OutputCatcher errors(OutputCatcher::Channel::Error);
     static_cast<void>(commands::vond(vondPath, body));
-    static_cast<void>(commands::vond(standin::path(), R"(["return:x.tif"])"));
+    static_cast<void>(commands::vond(faketool::path(), R"(["return:x.tif"])"));
     static_cast<void>(errors.take());
-    QCOMPARE(standin::arguments(), QStringList{folder.filePath(QStringLiteral("x.tif"))});
+    QCOMPARE(faketool::arguments(), QStringList{folder.filePath(QStringLiteral("x.tif"))});
 }
 
 VOND_TEST(VondCommandTest);

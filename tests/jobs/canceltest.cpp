@@ -1,8 +1,8 @@
 #include "jobs/cancel.h"
 
+#include "tests/support/faketool.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
-#include "tests/support/standin.h"
 #include "tests/support/testmain.h"
 
 #include <QtTest>
@@ -31,7 +31,7 @@ void CancelTest::initTestCase()
 void CancelTest::aCancelLeavesItsStopFileAndAnswersTheId()
 {
     const OwnWorkFolder folder;
-    QCOMPARE(jobs::cancelConversion(standin::path(), QStringLiteral("job7")),
+    QCOMPARE(jobs::cancelConversion(faketool::path(), QStringLiteral("job7")),
              QStringLiteral("job7"));
     QCOMPARE(folder.names(), QStringList{QStringLiteral("job7.txt")});
     QCOMPARE(contentOf(folder.filePath(QStringLiteral("job7.txt"))),
@@ -43,8 +43,8 @@ void CancelTest::cancellingTwiceRewritesTheFile()
     const OwnWorkFolder folder;
     makeFile(folder.filePath(QStringLiteral("job7.txt")), "something longer than the stop file");
     const QString id = QStringLiteral("job7");
-    QCOMPARE(jobs::cancelConversion(standin::path(), id), id);
-    QCOMPARE(jobs::cancelConversion(standin::path(), id), id);
+    QCOMPARE(jobs::cancelConversion(faketool::path(), id), id);
+    QCOMPARE(jobs::cancelConversion(faketool::path(), id), id);
     QCOMPARE(contentOf(folder.filePath(QStringLiteral("job7.txt"))),
              QByteArray("This is a stop file."));
 }
@@ -52,9 +52,9 @@ void CancelTest::cancellingTwiceRewritesTheFile()
 void CancelTest::theToolIsNotRun()
 {
     const OwnWorkFolder folder;
-    standin::behave("print nothing");
-    QCOMPARE(jobs::cancelConversion(standin::path(), QString()), QString());
-    QVERIFY(!standin::ran());
+    faketool::behave("print nothing");
+    QCOMPARE(jobs::cancelConversion(faketool::path(), QString()), QString());
+    QVERIFY(!faketool::ran());
     QCOMPARE(folder.names(), QStringList{QStringLiteral(".txt")}); // the empty ID is an ID
 }
 
@@ -94,7 +94,7 @@ void CancelTest::anIdThatIsNoFileNameIsToldAndAnsweredEmpty()
     QFETCH(const QByteArray, reason);
     const OwnWorkFolder folder;
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    QCOMPARE(jobs::cancelConversion(standin::path(), id), QString());
+    QCOMPARE(jobs::cancelConversion(faketool::path(), id), QString());
     QCOMPARE(errors.take(),
              "Could not open " + folder.filePath(id).toLocal8Bit() + ".txt for writing: " + reason
                  + '\n');
@@ -104,7 +104,7 @@ void CancelTest::aZeroCharacterWritesNoFileOfAnotherName()
 {
     const OwnWorkFolder folder;
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    QCOMPARE(jobs::cancelConversion(standin::path(), QStringLiteral("a") + QChar(0)), QString());
+    QCOMPARE(jobs::cancelConversion(faketool::path(), QStringLiteral("a") + QChar(0)), QString());
     QCOMPARE(errors.take(),
              "Could not open " + folder.path().toLocal8Bit()
                  + "/a for writing: zero character in the name\n");

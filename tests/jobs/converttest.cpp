@@ -3,10 +3,10 @@
 #include "jobs/cancel.h"
 #include "jobs/progress.h"
 #include "jobs/result.h"
+#include "tests/support/faketool.h"
 #include "tests/support/messagecatcher.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
-#include "tests/support/standin.h"
 #include "tests/support/testmain.h"
 
 #include <QSettings>
@@ -101,8 +101,8 @@ void ConvertTest::theToolGetsItsArgumentsInOrder()
     const MessageCatcher catcher;
     jobs::Registry registry;
     Connection connection(&registry);
-    standin::behave("print nothing");
-    QCOMPARE(connection.convert(standin::path()), QStringLiteral("a_X.c"));
+    faketool::behave("print nothing");
+    QCOMPARE(connection.convert(faketool::path()), QStringLiteral("a_X.c"));
     const QStringList arguments{
         QStringLiteral("--progress"),
         QStringLiteral("--stopfile=") + folder.filePath(QStringLiteral("c1.txt")),
@@ -114,7 +114,7 @@ void ConvertTest::theToolGetsItsArgumentsInOrder()
         QStringLiteral("-o"),
         folder.filePath(QStringLiteral("a_X.c")),
     };
-    QCOMPARE(standin::arguments(), arguments);
+    QCOMPARE(faketool::arguments(), arguments);
     QCOMPARE(folder.names(), QStringList()); // no stop file, no input of our making
 }
 
@@ -124,8 +124,8 @@ void ConvertTest::theRunIsLoggedStepByStep()
     const MessageCatcher catcher;
     jobs::Registry registry;
     Connection connection(&registry);
-    standin::behave("progress at the end");
-    QCOMPARE(connection.convert(standin::path()), QStringLiteral("a_X.c"));
+    faketool::behave("progress at the end");
+    QCOMPARE(connection.convert(faketool::path()), QStringLiteral("a_X.c"));
     const QStringList lines{
         QStringLiteral(R"(convert reqestID:  "r1")"),
         QStringLiteral(R"(convert: stopfile:  "%1/c1.txt")").arg(folder.path()),
@@ -147,8 +147,8 @@ void ConvertTest::progressReachesTheRegistryDuringTheWait()
     const MessageCatcher catcher;
     jobs::Registry registry;
     Connection connection(&registry);
-    standin::behave("progress, then a file");
-    QCOMPARE(connection.convert(standin::path()), QStringLiteral("a_X.c"));
+    faketool::behave("progress, then a file");
+    QCOMPARE(connection.convert(faketool::path()), QStringLiteral("a_X.c"));
     const QStringList polled{
         QStringLiteral("Progress: 10%\n"),
         QStringLiteral("Progress: 50%\n"),
@@ -164,8 +164,8 @@ void ConvertTest::theReportedOutputIsTheAnswerAndCanBeFetched()
     const MessageCatcher catcher;
     jobs::Registry registry;
     Connection connection(&registry);
-    standin::behave("progress, then a file");
-    const QString name = connection.convert(standin::path());
+    faketool::behave("progress, then a file");
+    const QString name = connection.convert(faketool::path());
     QCOMPARE(jobs::getConversionResult(name), QByteArray("converted"));
     QCOMPARE(jobs::getConversionResult(name), QByteArray("converted"));
 }
@@ -177,8 +177,8 @@ void ConvertTest::anOutputThatIsThereIsNumberedByTheTool()
     jobs::Registry registry;
     Connection connection(&registry);
     makeFile(folder.filePath(QStringLiteral("a_X.c")), "old");
-    standin::behave("progress, then a file");
-    QCOMPARE(connection.convert(standin::path()), QStringLiteral("a_X_1.c"));
+    faketool::behave("progress, then a file");
+    QCOMPARE(connection.convert(faketool::path()), QStringLiteral("a_X_1.c"));
     QCOMPARE(contentOf(folder.filePath(QStringLiteral("a_X.c"))), QByteArray("old"));
 }
 
@@ -188,8 +188,8 @@ void ConvertTest::progressAtTheEndGivesThePlannedName()
     const MessageCatcher catcher;
     jobs::Registry registry;
     Connection connection(&registry);
-    standin::behave("progress at the end");
-    QCOMPARE(connection.convert(standin::path()), QStringLiteral("a_X.c"));
+    faketool::behave("progress at the end");
+    QCOMPARE(connection.convert(faketool::path()), QStringLiteral("a_X.c"));
     QCOMPARE(connection.m_chunks.first(), QByteArray("Loading ...\n"));
     QCOMPARE(connection.m_lastStdOutMsg, QString());
 }
@@ -200,8 +200,8 @@ void ConvertTest::twoProgressLinesInOneChunkAreStoredWhole()
     const MessageCatcher catcher;
     jobs::Registry registry;
     Connection connection(&registry);
-    standin::behave("two lines in one chunk");
-    QCOMPARE(connection.convert(standin::path()), QStringLiteral("a_X.c"));
+    faketool::behave("two lines in one chunk");
+    QCOMPARE(connection.convert(faketool::path()), QStringLiteral("a_X.c"));
     QCOMPARE(connection.m_polled, QStringList{QStringLiteral("Progress: 10%\nProgress: 11%\n")});
 }
 
@@ -211,10 +211,10 @@ void ConvertTest::anErrorAnswersTheTranslatedMessageAndIsLogged()
     const MessageCatcher catcher;
     jobs::Registry registry;
     Connection connection(&registry);
-    standin::behave("error on standard error");
+    faketool::behave("error on standard error");
     const QString message =
         QStringLiteral("Die Datei kann nicht gelesen werden: \u00e4\u00f6\u00fc\n");
-    QCOMPARE(connection.convert(standin::path()), message);
+    QCOMPARE(connection.convert(faketool::path()), message);
     QCOMPARE(connection.m_lastStdOutMsg, message);
     const QStringList lines = catcher.messages();
     QCOMPARE(lines.size(), 9);
@@ -232,8 +232,8 @@ void ConvertTest::theEntryIsGoneWhenTheAnswerIsThere()
     MessageCatcher catcher;
     jobs::Registry registry;
     Connection connection(&registry);
-    standin::behave("progress, then a file");
-    QCOMPARE(connection.convert(standin::path()), QStringLiteral("a_X.c"));
+    faketool::behave("progress, then a file");
+    QCOMPARE(connection.convert(faketool::path()), QStringLiteral("a_X.c"));
     catcher.clear();
     QCOMPARE(jobs::progressInfo(&registry, QStringLiteral("r1")), QString());
     const QStringList lines{QStringLiteral("Requests: "), QStringLiteral("()")};
@@ -247,11 +247,11 @@ void ConvertTest::anExceptionDuringTheRunTakesTheEntryBackAndEndsTheTool()
     jobs::Registry registry;
     Connection connection(&registry);
     connection.m_findsNoMemory = true;
-    standin::behave("hang after a word");
-    QVERIFY_EXCEPTION_THROWN(connection.convert(standin::path()), std::bad_alloc);
+    faketool::behave("hang after a word");
+    QVERIFY_EXCEPTION_THROWN(connection.convert(faketool::path()), std::bad_alloc);
     QVERIFY(registry.isEmpty());
     QCOMPARE(connection.m_process->state(), QProcess::NotRunning);
-    QVERIFY(!standin::isAlive(standin::processId()));
+    QVERIFY(!faketool::isAlive(faketool::processId()));
 }
 
 void ConvertTest::aRunningJobIsPolledAndCancelledFromAnotherThread()
@@ -259,17 +259,17 @@ void ConvertTest::aRunningJobIsPolledAndCancelledFromAnotherThread()
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
     jobs::Registry registry;
-    standin::behave("until the stop file is there");
+    faketool::behave("until the stop file is there");
     QString answer;
     std::thread connectionThread([&registry, &answer] {
         Connection connection(&registry);
-        answer = connection.convert(standin::path());
+        answer = connection.convert(faketool::path());
     });
     const QString id = QStringLiteral("r1");
     const bool seen = QTest::qWaitFor([&registry, &id] {
         return jobs::progressInfo(&registry, id) == QStringLiteral("Progress: 42%\n");
     });
-    const QString cancelled = jobs::cancelConversion(standin::path(), QStringLiteral("c1"));
+    const QString cancelled = jobs::cancelConversion(faketool::path(), QStringLiteral("c1"));
     connectionThread.join();
     QVERIFY2(seen, "the running job's progress was never read");
     QCOMPARE(cancelled, QStringLiteral("c1"));
@@ -285,9 +285,10 @@ void ConvertTest::theLastMessageOfAnEarlierJobIsNotForgotten()
     jobs::Registry registry;
     Connection connection(&registry);
     connection.m_lastStdOutMsg = QStringLiteral("Output file: /t/earlier.c");
-    standin::behave("print nothing");
-    QCOMPARE(connection.convert(standin::path()), QStringLiteral("earlier.c"));
-    QCOMPARE(connection.convert(standin::path()), QStringLiteral("a_X.c")); // its marker is used up
+    faketool::behave("print nothing");
+    QCOMPARE(connection.convert(faketool::path()), QStringLiteral("earlier.c"));
+    QCOMPARE(connection.convert(faketool::path()),
+             QStringLiteral("a_X.c")); // its marker is used up
 }
 
 void ConvertTest::theProcessStaysAChildOfTheHandlerAndTheNextJobReplacesIt()
@@ -296,10 +297,10 @@ void ConvertTest::theProcessStaysAChildOfTheHandlerAndTheNextJobReplacesIt()
     const MessageCatcher catcher;
     jobs::Registry registry;
     Connection connection(&registry);
-    standin::behave("print nothing");
-    QCOMPARE(connection.convert(standin::path()), QStringLiteral("a_X.c"));
+    faketool::behave("print nothing");
+    QCOMPARE(connection.convert(faketool::path()), QStringLiteral("a_X.c"));
     tool::ChildProcess *const first = connection.m_process;
-    QCOMPARE(connection.convert(standin::path()), QStringLiteral("a_X.c"));
+    QCOMPARE(connection.convert(faketool::path()), QStringLiteral("a_X.c"));
     QVERIFY(connection.m_process != first);
     const QList<tool::ChildProcess *> both{first, connection.m_process};
     QCOMPARE(connection.findChildren<tool::ChildProcess *>(), both);
@@ -353,13 +354,13 @@ void ConvertTest::aZeroCharacterStartsNothing()
     OutputCatcher errors(OutputCatcher::Channel::Error);
     jobs::Registry registry;
     Connection connection(&registry);
-    standin::behave("print nothing");
-    QCOMPARE(connection.convert(standin::path(), R"({"fileName": "a\u0000b", "reqestID": "r1"})"),
+    faketool::behave("print nothing");
+    QCOMPARE(connection.convert(faketool::path(), R"({"fileName": "a\u0000b", "reqestID": "r1"})"),
              QString());
     QVERIFY(errors.take().startsWith("error: zero character in an argument, "
                                      "the tool is not started\n"
                                      "vond process timeout converting: "));
-    QVERIFY(!standin::ran());
+    QVERIFY(!faketool::ran());
     QVERIFY(registry.isEmpty());
 }
 
@@ -370,8 +371,8 @@ void ConvertTest::aToolThatDiesIsNotTreatedSpecially()
     OutputCatcher errors(OutputCatcher::Channel::Error);
     jobs::Registry registry;
     Connection connection(&registry);
-    standin::behave("die by a signal");
-    QCOMPARE(connection.convert(standin::path()), QStringLiteral("a_X.c"));
+    faketool::behave("die by a signal");
+    QCOMPARE(connection.convert(faketool::path()), QStringLiteral("a_X.c"));
     QCOMPARE(errors.take(), QByteArray());
     QCOMPARE(connection.m_lastStdOutMsg, QStringLiteral("half\n"));
 }
@@ -382,15 +383,15 @@ void ConvertTest::aBodyThatIsNoJsonRunsTheToolWithEmptyValues()
     const MessageCatcher catcher;
     jobs::Registry registry;
     Connection connection(&registry);
-    standin::behave("error on standard error");
-    QVERIFY(!connection.convert(standin::path(), "no JSON").isEmpty());
-    QCOMPARE(standin::arguments().value(1),
+    faketool::behave("error on standard error");
+    QVERIFY(!connection.convert(faketool::path(), "no JSON").isEmpty());
+    QCOMPARE(faketool::arguments().value(1),
              QStringLiteral("--stopfile=") + folder.filePath(QStringLiteral(".txt")));
     const QStringList end{QString(),
                           folder.filePath(QString()),
                           QStringLiteral("-o"),
                           folder.filePath(QStringLiteral("_"))};
-    QCOMPARE(standin::arguments().mid(5), end);
+    QCOMPARE(faketool::arguments().mid(5), end);
 }
 
 void ConvertTest::anUnknownWorkFolderFallsBackInEveryPath()
@@ -399,12 +400,12 @@ void ConvertTest::anUnknownWorkFolderFallsBackInEveryPath()
     const MessageCatcher catcher;
     jobs::Registry registry;
     Connection connection(&registry);
-    standin::behave("print nothing");
-    QCOMPARE(connection.convert(standin::path()), QStringLiteral("a_X.c"));
+    faketool::behave("print nothing");
+    QCOMPARE(connection.convert(faketool::path()), QStringLiteral("a_X.c"));
     const QString temp = QDir::tempPath();
-    QCOMPARE(standin::arguments().value(1), QStringLiteral("--stopfile=%1/c1.txt").arg(temp));
-    QCOMPARE(standin::arguments().value(6), temp + QStringLiteral("/a.b.c"));
-    QCOMPARE(standin::arguments().value(8), temp + QStringLiteral("/a_X.c"));
+    QCOMPARE(faketool::arguments().value(1), QStringLiteral("--stopfile=%1/c1.txt").arg(temp));
+    QCOMPARE(faketool::arguments().value(6), temp + QStringLiteral("/a.b.c"));
+    QCOMPARE(faketool::arguments().value(8), temp + QStringLiteral("/a_X.c"));
 }
 
 VOND_TEST(ConvertTest);

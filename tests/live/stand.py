@@ -21,7 +21,7 @@ import urllib.request
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 PATIENCE = 30.0  # seconds for what should be there at once
-TARGETS = ["vondServer", "vond-sample", "standintool"]
+TARGETS = ["vondServer", "vond-sample", "faketool"]
 
 
 def build_folder(description: str, arguments=None) -> tuple:

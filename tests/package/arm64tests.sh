@@ -90,7 +90,7 @@ quick_tests_pass() {
     # In the folder of the packages: the libraries under test are those that were packed.
     built_programs | while read -r name; do unwrap "$name"; done
     cmake -D BUILD_TESTING=ON "$build" >"$place/configure.log" 2>&1 || { fail "$(tail "$place/configure.log")"; return; }
-    cmake --build "$build" --target vondServer vond-sample standintool jsontexttest "${unit_tests[@]}" \
+    cmake --build "$build" --target vondServer vond-sample faketool jsontexttest "${unit_tests[@]}" \
         >"$place/build.log" 2>&1 || { fail "$(tail -n 40 "$place/build.log")"; return; }
     built_programs | while read -r name; do wrap "$name"; done
     ctest --test-dir "$build" --output-on-failure --no-tests=error --timeout 300 \
@@ -103,7 +103,7 @@ quick_tests_pass() {
     expect_part "tests of JSON, and their beginning and end" "$(<"$place/json.log")" "Totals: $((${#json_tests[@]} + 2)) passed, 0 failed"
     # CTest would have qemu start Python, too.
     for name in "${service_tests[@]}"; do
-        python3 -B "tests/service/$name.py" "$(built vondServer)" "$(built standintool)" >"$place/$name.log" 2>&1 \
+        python3 -B "tests/service/$name.py" "$(built vondServer)" "$(built faketool)" >"$place/$name.log" 2>&1 \
             || fail "$name:" "$(tail -n 40 "$place/$name.log")"
         echo "$name: $(tail -n 1 "$place/$name.log")"
     done
@@ -112,7 +112,7 @@ quick_tests_pass() {
 
 # What the service tests start; scripts stand in for them while tests run.
 built_programs() {
-    find "$build" -type f -executable \( -name vondServer -o -name vond-sample -o -name standintool \) -not -path '*_CPack_*'
+    find "$build" -type f -executable \( -name vondServer -o -name vond-sample -o -name faketool \) -not -path '*_CPack_*'
 }
 
 built() {

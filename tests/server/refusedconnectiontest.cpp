@@ -2,10 +2,10 @@
 #include "server/vondrequestthread.h"
 #include "server/vondserver.h"
 #include "settings/keys.h"
+#include "tests/support/faketool.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/refusedmemory.h"
-#include "tests/support/standin.h"
 #include "tests/support/testmain.h"
 
 #include <QDir>
@@ -158,7 +158,7 @@ private:
         const int before = openDescriptors();
         const auto [client, accepted] = m_loopback.connection();
         (void)::send(client, request.constData(), static_cast<std::size_t>(request.size()), 0);
-        RefusedThread thread(standin::path(), &m_registry, accepted, nullptr);
+        RefusedThread thread(faketool::path(), &m_registry, accepted, nullptr);
         thread.start();
         const auto received = readToTheEnd(client);
         ::close(client);
@@ -188,7 +188,7 @@ private Q_SLOTS:
         std::set_terminate(tellAndEnd);
         logging::startFileLogging();
         QVERIFY(m_loopback.isReady());
-        standin::behave("print nothing");
+        faketool::behave("print nothing");
     }
 
     void aConnectionEndsWithNothingLeft_data()
@@ -228,7 +228,7 @@ private Q_SLOTS:
     {
         running = {QTest::currentTestFunction(), Mode::Beyond, 0};
         OutputCatcher errors(OutputCatcher::Channel::Error);
-        OpenServer server(standin::path());
+        OpenServer server(faketool::path());
         const int before = openDescriptors();
         const auto [client, accepted] = m_loopback.connection();
         refusedmemory::begin(Mode::Beyond, 1000);

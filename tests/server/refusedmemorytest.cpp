@@ -10,9 +10,9 @@
 #include "jobs/convert.h"
 #include "logging/filelogging.h"
 #include "settings/keys.h"
+#include "tests/support/faketool.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
-#include "tests/support/standin.h"
 #include "tests/support/testmain.h"
 
 #include <QDir>
@@ -194,7 +194,7 @@ private Q_SLOTS:
         refuseAll([&] {
             ConversionHandler handler;
             (void)QHttpServerResponse(
-                jobs::convert(standin::path(), &registry, handler.lend(), body));
+                jobs::convert(faketool::path(), &registry, handler.lend(), body));
         });
     }
 
@@ -206,7 +206,7 @@ private Q_SLOTS:
                  "'data':'QUJD','option':'o'}},[],1e7]}}");
         const OutputCatcher error(OutputCatcher::Channel::Error);
         refuseAll([&] {
-            (void)QHttpServerResponse(commands::convertWithLocalData(standin::path(), body));
+            (void)QHttpServerResponse(commands::convertWithLocalData(faketool::path(), body));
         });
     }
 
@@ -226,7 +226,7 @@ private Q_SLOTS:
     {
         QFETCH(const QByteArray, body);
         const OutputCatcher error(OutputCatcher::Channel::Error);
-        refuseAll([&] { (void)QHttpServerResponse(commands::vond(standin::path(), body)); });
+        refuseAll([&] { (void)QHttpServerResponse(commands::vond(faketool::path(), body)); });
     }
 
     // With the tool run as well, which prints its arguments or nothing.
@@ -245,18 +245,18 @@ private Q_SLOTS:
     {
         QFETCH(const QByteArray, route);
         QFETCH(const QByteArray, body);
-        standin::behave("print nothing");
+        faketool::behave("print nothing");
         jobs::Registry registry;
         const OutputCatcher error(OutputCatcher::Channel::Error);
         refuseAll([&] {
             if (route == "/convert") {
                 ConversionHandler handler;
                 (void)QHttpServerResponse(
-                    jobs::convert(standin::path(), &registry, handler.lend(), body));
+                    jobs::convert(faketool::path(), &registry, handler.lend(), body));
             } else if (route == "/vond") {
-                (void)QHttpServerResponse(commands::vond(standin::path(), body));
+                (void)QHttpServerResponse(commands::vond(faketool::path(), body));
             } else {
-                (void)QHttpServerResponse(commands::convertWithLocalData(standin::path(), body));
+                (void)QHttpServerResponse(commands::convertWithLocalData(faketool::path(), body));
             }
         });
     }

@@ -1,10 +1,10 @@
 #include "server/vondrequestthread.h"
 #include "server/vondserver.h"
+#include "tests/support/faketool.h"
 #include "tests/support/messagecatcher.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/rawclient.h"
-#include "tests/support/standin.h"
 #include "tests/support/testmain.h"
 
 #include <QHostAddress>
@@ -36,7 +36,7 @@ private Q_SLOTS:
         QCoreApplication::setApplicationVersion(QStringLiteral("7.8.9"));
         m_messages = std::make_unique<MessageCatcher>();
         m_errors = std::make_unique<OutputCatcher>(OutputCatcher::Channel::Error);
-        m_server = std::make_unique<VondServer>(standin::path());
+        m_server = std::make_unique<VondServer>(faketool::path());
         QVERIFY(m_server->listen(QHostAddress::LocalHost));
     }
 
@@ -118,8 +118,8 @@ private Q_SLOTS:
         QFETCH(QByteArray, type);
         QFETCH(QByteArray, firstWords);
 
-        standin::behave(target == "/convert" ? "print nothing" : "print its arguments",
-                        m_folder.path());
+        faketool::behave(target == "/convert" ? "print nothing" : "print its arguments",
+                         m_folder.path());
         RawClient client(m_server->serverPort());
         client.send(request(method, target, body));
         const auto response = client.takeResponse();

@@ -1,12 +1,12 @@
 #include "http/connection.h"
 #include "http/qhttpserver.h"
 #include "tests/server/connectionprobe.h"
+#include "tests/support/faketool.h"
 #include "tests/support/messagecatcher.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/rawclient.h"
 #include "tests/support/residentmemory.h"
-#include "tests/support/standin.h"
 #include "tests/support/testmain.h"
 
 #include <QDir>
@@ -234,9 +234,9 @@ private Q_SLOTS:
 
     void theTextsOfAConversionGoWithItsConnection()
     {
-        standin::behave("text and status three", QDir::tempPath());
+        faketool::behave("text and status three", QDir::tempPath());
         const MessageCatcher messages;
-        m_server = std::make_unique<OpenServer>(standin::path());
+        m_server = std::make_unique<OpenServer>(faketool::path());
         QVERIFY(m_server->listen(QHostAddress::LocalHost));
         auto client = std::make_unique<RawClient>(m_server->serverPort());
         const QByteArray body = "{\"reqestID\":\"r1\"}";

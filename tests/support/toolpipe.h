@@ -6,7 +6,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-// What the stand-ins for the tool write with. They end when nobody reads any more.
+// How the fake tools write. They exit when nobody reads any more.
 namespace toolpipe {
 
 inline void writeAll(int descriptor, const std::string &text)

@@ -1,9 +1,9 @@
 #include "tool/childprocess.h"
 
 #include "base/filedescriptor.h"
+#include "tests/support/faketool.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
-#include "tests/support/standin.h"
 #include "tests/support/testmain.h"
 
 #include <QProcess>
@@ -102,7 +102,7 @@ std::vector<QByteArray> chunksOf(ChildProcess &process)
         chunks.push_back(process.readAllStandardOutput());
     });
     if (!process.waitForFinished(forEver)) {
-        qFatal("the stand-in was not run to its end");
+        qFatal("the fake tool did not run to completion");
     }
     return chunks;
 }
@@ -337,10 +337,10 @@ void ChildProcessTest::aRunLooksAsWithQProcess_data()
 void ChildProcessTest::aRunLooksAsWithQProcess()
 {
     QFETCH(const QStringList, arguments);
-    standin::behave(QTest::currentDataTag());
-    const Run theirs = runWith<QProcess>(standin::path(), arguments);
-    standin::behave(QTest::currentDataTag());
-    const Run ours = runWith<ChildProcess>(standin::path(), arguments);
+    faketool::behave(QTest::currentDataTag());
+    const Run theirs = runWith<QProcess>(faketool::path(), arguments);
+    faketool::behave(QTest::currentDataTag());
+    const Run ours = runWith<ChildProcess>(faketool::path(), arguments);
     QVERIFY(theirs.hasStarted && theirs.hasEnded);
     QCOMPARE(ours, theirs);
 }
@@ -401,29 +401,29 @@ void ChildProcessTest::withoutAProgramTheWaitFailsAtOnce()
 
 void ChildProcessTest::theNextStartForgetsTheRunBefore()
 {
-    standin::behave("text and status three");
+    faketool::behave("text and status three");
     ChildProcess process;
     process.start(QStringLiteral("/no/such/program"), {});
     QVERIFY(!process.errorString().isEmpty());
-    process.start(standin::path(), {});
+    process.start(faketool::path(), {});
     QCOMPARE(process.errorString(), QString());
     QVERIFY(process.waitForFinished(forEver));
-    process.start(standin::path(), {});
+    process.start(faketool::path(), {});
     QVERIFY(process.waitForFinished(forEver));
-    QCOMPARE(process.readAllStandardOutput(), QByteArray("stand-in 1.0 \xe2\x82\xac\n"));
+    QCOMPARE(process.readAllStandardOutput(), QByteArray("fake tool 1.0 \xe2\x82\xac\n"));
     QCOMPARE(process.readAllStandardError(), QByteArray("a warning\n"));
 }
 
 void ChildProcessTest::eachWriteIsAChunkHoweverLateItIsRead()
 {
-    standin::behave("writes of these sizes");
+    faketool::behave("writes of these sizes");
     ChildProcess process;
     const QStringList arguments{QStringLiteral("15"),
                                 QStringLiteral("30"),
                                 QStringLiteral("1"),
                                 QStringLiteral("4095"),
                                 QStringLiteral("2")};
-    process.start(standin::path(), arguments);
+    process.start(faketool::path(), arguments);
     waitForTheEndOfAnyChild();
     const std::vector<QByteArray> expected{
         QByteArray(15, 'a'), QByteArray(30, 'b'), "c", QByteArray(4095, 'd'), "ee"};
@@ -455,9 +455,9 @@ void ChildProcessTest::aLongWriteIsOneChunk()
 {
     QFETCH(const QStringList, writes);
     QFETCH(const bool, isReadAtTheEnd);
-    standin::behave("writes of these sizes");
+    faketool::behave("writes of these sizes");
     ChildProcess process;
-    process.start(standin::path(), writes);
+    process.start(faketool::path(), writes);
     if (isReadAtTheEnd) {
         waitForTheEndOfAnyChild();
     }
@@ -467,9 +467,9 @@ void ChildProcessTest::aLongWriteIsOneChunk()
 
 void ChildProcessTest::aWriteOfAWholePageMayComeWithTheNext()
 {
-    standin::behave("writes of these sizes");
+    faketool::behave("writes of these sizes");
     ChildProcess process;
-    process.start(standin::path(), {QStringLiteral("4096"), QStringLiteral("5")});
+    process.start(faketool::path(), {QStringLiteral("4096"), QStringLiteral("5")});
     waitForTheEndOfAnyChild();
     QCOMPARE(chunksOf(process), std::vector<QByteArray>{QByteArray(4096, 'a') + "bbbbb"});
 }
@@ -477,7 +477,7 @@ void ChildProcessTest::aWriteOfAWholePageMayComeWithTheNext()
 void ChildProcessTest::writesBySixteenAtOnceAreNeverMistaken()
 {
     constexpr std::size_t clients = 16;
-    standin::behave("writes of these sizes");
+    faketool::behave("writes of these sizes");
     for (const char *const pause : {"~0", "~50", "~200", "~1000", "~5000"}) {
         std::array<bool, clients> isRight = {};
         inThreads(clients, [&isRight, pause](std::size_t client) {
@@ -485,7 +485,7 @@ void ChildProcessTest::writesBySixteenAtOnceAreNeverMistaken()
             right = true;
             for (int i = 0; i < 5; ++i) {
                 ChildProcess process;
-                process.start(standin::path(),
+                process.start(faketool::path(),
                               {QStringLiteral("14"), QLatin1String(pause), QStringLiteral("20")});
                 right = right && sizes(chunksOf(process)) == std::vector<qint64>{14, 20};
             }
@@ -497,20 +497,20 @@ void ChildProcessTest::writesBySixteenAtOnceAreNeverMistaken()
 
 void ChildProcessTest::aMillionWritesOfAByteAllArrive()
 {
-    standin::behave("a million bytes one by one");
+    faketool::behave("a million bytes one by one");
     ChildProcess process;
-    process.start(standin::path(), {});
+    process.start(faketool::path(), {});
     QVERIFY(process.waitForFinished(forEver));
     QCOMPARE(process.readAllStandardOutput(), QByteArray(1000000, 'x'));
 }
 
 void ChildProcessTest::withoutPacketPipesAPlainOneServes()
 {
-    standin::behave("writes of these sizes");
+    faketool::behave("writes of these sizes");
     inAThread([] {
         refuse({SYS_pipe2}, EINVAL, O_DIRECT);
         ChildProcess process;
-        process.start(standin::path(), {QStringLiteral("3"), QStringLiteral("2")});
+        process.start(faketool::path(), {QStringLiteral("3"), QStringLiteral("2")});
         waitForTheEndOfAnyChild();
         QCOMPARE(chunksOf(process), std::vector<QByteArray>{"aaabb"});
     });
@@ -519,11 +519,11 @@ void ChildProcessTest::withoutPacketPipesAPlainOneServes()
 void ChildProcessTest::theProgramHasItsStandardStreamsAndNoOtherDescriptor()
 {
     constexpr std::size_t clients = 50;
-    standin::behave("its descriptors");
+    faketool::behave("its descriptors");
     const base::FileDescriptor inheritable(::dup(STDERR_FILENO)); // as a careless library opens it
     std::array<QByteArray, clients> lists;
     inThreads(clients, [&lists](std::size_t client) {
-        lists.at(client) = runWith<ChildProcess>(standin::path(), {}).output;
+        lists.at(client) = runWith<ChildProcess>(faketool::path(), {}).output;
     });
     for (const QByteArray &list : lists) {
         QCOMPARE(list, QByteArray("0 1 2 "));
@@ -532,7 +532,7 @@ void ChildProcessTest::theProgramHasItsStandardStreamsAndNoOtherDescriptor()
 
 void ChildProcessTest::theProgramHasDefaultSignals()
 {
-    standin::behave("its signals");
+    faketool::behave("its signals");
     const SignalDisposition pipe(SIGPIPE, SIG_IGN);
     const SignalDisposition fileSize(SIGXFSZ, SIG_IGN);
     const SignalDisposition hangUp(SIGHUP, SIG_IGN);
@@ -540,32 +540,32 @@ void ChildProcessTest::theProgramHasDefaultSignals()
     sigset_t all;
     ::sigfillset(&all);
     ::pthread_sigmask(SIG_SETMASK, &all, &before);
-    const Run run = runWith<ChildProcess>(standin::path(), {});
+    const Run run = runWith<ChildProcess>(faketool::path(), {});
     ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
     QCOMPARE(run.output, QByteArray("SigBlk:\t0000000000000000\nSigIgn:\t0000000000000000\n"));
 }
 
 void ChildProcessTest::standardInputIsOpenAndSilent()
 {
-    standin::behave("its standard input");
-    QCOMPARE(runWith<ChildProcess>(standin::path(), {}).output, QByteArray("open and silent\n"));
+    faketool::behave("its standard input");
+    QCOMPARE(runWith<ChildProcess>(faketool::path(), {}).output, QByteArray("open and silent\n"));
 }
 
 void ChildProcessTest::theEndCountsAndNotTheEndOfThePipes()
 {
-    standin::behave("leave a process behind");
-    const Run run = runWith<ChildProcess>(standin::path(), {});
-    QVERIFY(standin::isAlive(standin::processId()));
-    ::kill(static_cast<pid_t>(standin::processId()), SIGKILL);
+    faketool::behave("leave a process behind");
+    const Run run = runWith<ChildProcess>(faketool::path(), {});
+    QVERIFY(faketool::isAlive(faketool::processId()));
+    ::kill(static_cast<pid_t>(faketool::processId()), SIGKILL);
     QVERIFY(run.hasEnded);
     QCOMPARE(run.output, QByteArray("the tool's last word\n"));
 }
 
 void ChildProcessTest::aProcessLeftBehindThatWritesOnDoesNotHoldTheWait()
 {
-    standin::behave("leave a process behind");
-    const Run run = runWith<ChildProcess>(standin::path(), {QStringLiteral("writing")});
-    ::kill(static_cast<pid_t>(standin::processId()), SIGKILL);
+    faketool::behave("leave a process behind");
+    const Run run = runWith<ChildProcess>(faketool::path(), {QStringLiteral("writing")});
+    ::kill(static_cast<pid_t>(faketool::processId()), SIGKILL);
     QVERIFY(run.hasEnded);
     QVERIFY(run.output.startsWith("the tool's last word\n"));
 }
@@ -574,54 +574,54 @@ void ChildProcessTest::withoutProcessDescriptorsTheEndIsFoundToo()
 {
     inAThread([] {
         refuse({SYS_pidfd_open}, ENOSYS);
-        standin::behave("much on both channels");
-        const Run run = runWith<ChildProcess>(standin::path(), {});
+        faketool::behave("much on both channels");
+        const Run run = runWith<ChildProcess>(faketool::path(), {});
         QVERIFY(run.hasEnded);
         QCOMPARE(run.output.size(), 1024 * 1024);
         QCOMPARE(run.errors.size(), 1024 * 1024);
-        standin::behave("close its output and go on");
-        QVERIFY(runWith<ChildProcess>(standin::path(), {}).hasEnded);
-        standin::behave("hang after a word");
-        const Run hanging = runWith<ChildProcess>(standin::path(), {}, shortMs);
+        faketool::behave("close its output and go on");
+        QVERIFY(runWith<ChildProcess>(faketool::path(), {}).hasEnded);
+        faketool::behave("hang after a word");
+        const Run hanging = runWith<ChildProcess>(faketool::path(), {}, shortMs);
         QVERIFY(!hanging.hasEnded);
         QCOMPARE(hanging.output, QByteArray("partial\n"));
-        QVERIFY(!standin::isAlive(standin::processId()));
+        QVERIFY(!faketool::isAlive(faketool::processId()));
     });
 }
 
 void ChildProcessTest::anEndThatTheSystemHasReapedIsAnEnd()
 {
-    standin::behave("text and status three");
+    faketool::behave("text and status three");
     const SignalDisposition ignored(SIGCHLD, SIG_IGN);
-    const Run run = runWith<ChildProcess>(standin::path(), {});
+    const Run run = runWith<ChildProcess>(faketool::path(), {});
     QVERIFY(run.hasEnded);
-    QCOMPARE(run.output, QByteArray("stand-in 1.0 \xe2\x82\xac\n"));
+    QCOMPARE(run.output, QByteArray("fake tool 1.0 \xe2\x82\xac\n"));
 }
 
 void ChildProcessTest::whenTheTimeIsUpTheProgramRunsOnUntilTheObjectGoes()
 {
-    standin::behave("hang after a word");
+    faketool::behave("hang after a word");
     {
         ChildProcess process;
-        process.start(standin::path(), {});
+        process.start(faketool::path(), {});
         QVERIFY(!process.waitForFinished(shortMs));
         QCOMPARE(process.state(), QProcess::Running);
         QCOMPARE(process.errorString(), QStringLiteral("Process operation timed out"));
         QCOMPARE(process.readAllStandardOutput(), QByteArray("partial\n"));
-        QVERIFY(standin::isAlive(standin::processId()));
+        QVERIFY(faketool::isAlive(faketool::processId()));
         QVERIFY(!process.waitForFinished(0));
     }
-    QVERIFY(!standin::isAlive(standin::processId()));
+    QVERIFY(!faketool::isAlive(faketool::processId()));
 }
 
 void ChildProcessTest::aFloodEndsWhenTheTimeIsUp()
 {
-    standin::behave("print without end");
+    faketool::behave("print without end");
     ChildProcess process;
     QObject::connect(&process, &ChildProcess::readyReadStandardOutput, &process, [&process] {
         static_cast<void>(process.readAllStandardOutput());
     });
-    process.start(standin::path(), {});
+    process.start(faketool::path(), {});
     QVERIFY(!process.waitForFinished(shortMs));
 }
 
@@ -635,14 +635,14 @@ void ChildProcessTest::endlessOutputKillsTheProgram_data()
 void ChildProcessTest::endlessOutputKillsTheProgram()
 {
     QFETCH(const QStringList, arguments);
-    standin::behave("print without end");
+    faketool::behave("print without end");
     OutputCatcher operatorLines(OutputCatcher::Channel::Error);
     ChildProcess process;
-    process.start(standin::path(), arguments);
+    process.start(faketool::path(), arguments);
     QVERIFY(process.waitForFinished(forEver));
     QCOMPARE(operatorLines.take(),
              QByteArray("error: the tool printed more than 67108864 bytes, it is killed\n"));
-    QVERIFY(!standin::isAlive(standin::processId()));
+    QVERIFY(!faketool::isAlive(faketool::processId()));
     const QByteArray kept =
         arguments.isEmpty() ? process.readAllStandardOutput() : process.readAllStandardError();
     QVERIFY(kept.size() > ChildProcess::largestOutput);
@@ -651,28 +651,28 @@ void ChildProcessTest::endlessOutputKillsTheProgram()
 
 void ChildProcessTest::whatIsTakenDoesNotCountAsKept()
 {
-    standin::behave("writes of these sizes");
+    faketool::behave("writes of these sizes");
     ChildProcess process;
     qint64 taken = 0;
     QObject::connect(&process, &ChildProcess::readyReadStandardOutput, &process, [&] {
         taken += process.readAllStandardOutput().size();
     });
     const QString size = QString::number(ChildProcess::largestOutput / 2);
-    process.start(standin::path(), {size, size, size});
+    process.start(faketool::path(), {size, size, size});
     QVERIFY(process.waitForFinished(forEver));
     QCOMPARE(taken, qint64(ChildProcess::largestOutput) / 2 * 3);
 }
 
 void ChildProcessTest::anExceptionFromASlotLeavesNothingBehind() const
 {
-    standin::behave("hang after a word");
+    faketool::behave("hang after a word");
     ChildProcess process;
     QObject::connect(
         &process, &ChildProcess::readyReadStandardOutput, &process, [] { throw std::bad_alloc(); });
-    process.start(standin::path(), {});
+    process.start(faketool::path(), {});
     QVERIFY_EXCEPTION_THROWN(static_cast<void>(process.waitForFinished(forEver)), std::bad_alloc);
     QCOMPARE(process.state(), QProcess::NotRunning);
-    QVERIFY(!standin::isAlive(standin::processId()));
+    QVERIFY(!faketool::isAlive(faketool::processId()));
     QCOMPARE(openDescriptors(), m_descriptors);
     QVERIFY(!hasChildren());
 }
@@ -682,7 +682,7 @@ void ChildProcessTest::aRefusedProcessIsAFailedStart()
     inAThread([this] {
         refuse({SYS_clone, SYS_clone3, SYS_fork, SYS_vfork}, EAGAIN);
         ChildProcess process;
-        process.start(standin::path(), {});
+        process.start(faketool::path(), {});
         QCOMPARE(process.state(), QProcess::NotRunning);
         QCOMPARE(process.errorString(), qt_error_string(EAGAIN));
         QVERIFY(!process.waitForFinished(forEver));
@@ -692,12 +692,12 @@ void ChildProcessTest::aRefusedProcessIsAFailedStart()
 
 void ChildProcessTest::tooFewDescriptorsAreAFailedStart() const
 {
-    standin::behave("print nothing");
+    faketool::behave("print nothing");
     for (int room = 0; room < tool::descriptorsOfAStart; ++room) {
         ChildProcess process;
         {
             const DescriptorLimit lowered(room);
-            process.start(standin::path(), {});
+            process.start(faketool::path(), {});
         }
         QCOMPARE(process.state(), QProcess::NotRunning);
         QCOMPARE(process.errorString(), qt_error_string(EMFILE));
@@ -706,7 +706,7 @@ void ChildProcessTest::tooFewDescriptorsAreAFailedStart() const
     ChildProcess process;
     {
         const DescriptorLimit lowered(tool::descriptorsOfAStart);
-        process.start(standin::path(), {});
+        process.start(faketool::path(), {});
     }
     QCOMPARE(openDescriptors(), m_descriptors + tool::descriptorsOfARun);
     QVERIFY(process.waitForFinished(forEver));

@@ -1,7 +1,7 @@
+#include "tests/support/faketool.h"
 #include "tests/support/messagecatcher.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
-#include "tests/support/standin.h"
 #include "tests/support/testmain.h"
 #include "tool/run.h"
 
@@ -50,24 +50,24 @@ void ToolRunTest::argumentsArriveOneByOneAsTheyAre()
         QStringLiteral("line\nend"),
         QStringLiteral("-o"),
     };
-    standin::behave("print nothing");
-    QVERIFY(tool::runToEnd(standin::path(), arguments));
-    QCOMPARE(standin::arguments(), arguments);
+    faketool::behave("print nothing");
+    QVERIFY(tool::runToEnd(faketool::path(), arguments));
+    QCOMPARE(faketool::arguments(), arguments);
 }
 
 void ToolRunTest::aPathWithBlanksIsTheProgramAndNotSplit()
 {
     const OwnWorkFolder folder;
     const QString path = folder.filePath(QStringLiteral("my own tool"));
-    QVERIFY(QFile::link(standin::path(), path));
-    standin::behave("print its arguments");
+    QVERIFY(QFile::link(faketool::path(), path));
+    faketool::behave("print its arguments");
     QCOMPARE(tool::shortQuery(path, {QStringLiteral("a")}), QByteArray("a\n"));
 }
 
 void ToolRunTest::aQueryAnswersWhatWasPrintedAndNotTheErrors()
 {
-    standin::behave("text and status three");
-    QCOMPARE(tool::shortQuery(standin::path(), {}), QByteArray("stand-in 1.0 \xe2\x82\xac\n"));
+    faketool::behave("text and status three");
+    QCOMPARE(tool::shortQuery(faketool::path(), {}), QByteArray("fake tool 1.0 \xe2\x82\xac\n"));
 }
 
 void ToolRunTest::aQueryOfAToolThatCannotBeStartedIsEmpty()
@@ -80,26 +80,26 @@ void ToolRunTest::aQueryOfAToolThatCannotBeStartedIsEmpty()
 
 void ToolRunTest::aQueryOfAHangingToolAnswersWhatItPrintedAndTheToolIsGone()
 {
-    standin::behave("hang after a word");
+    faketool::behave("hang after a word");
     const MessageCatcher catcher; // Qt tells that it ends a running process
     QElapsedTimer timer;
     timer.start();
-    QCOMPARE(tool::shortQuery(standin::path(), {}, shortTimeoutMs), QByteArray("partial\n"));
+    QCOMPARE(tool::shortQuery(faketool::path(), {}, shortTimeoutMs), QByteArray("partial\n"));
     QVERIFY2(timer.elapsed() >= shortTimeoutMs, "answered before the time was up");
-    QVERIFY(standin::processId() > 0);
-    QVERIFY(!standin::isAlive(standin::processId()));
+    QVERIFY(faketool::processId() > 0);
+    QVERIFY(!faketool::isAlive(faketool::processId()));
 }
 
 void ToolRunTest::aRunToTheEndGivesAndLogsBothChannels()
 {
-    standin::behave("text and status three");
+    faketool::behave("text and status three");
     const MessageCatcher catcher;
-    const auto output = tool::runToEnd(standin::path(), {});
+    const auto output = tool::runToEnd(faketool::path(), {});
     QVERIFY(output);
-    QCOMPARE(output->stdOut, QByteArray("stand-in 1.0 \xe2\x82\xac\n"));
+    QCOMPARE(output->stdOut, QByteArray("fake tool 1.0 \xe2\x82\xac\n"));
     QCOMPARE(output->stdErr, QByteArray("a warning\n"));
     const QStringList expected{
-        QStringLiteral(R"(fromVond-StdOut: "stand-in 1.0 \xE2\x82\xAC\n")"),
+        QStringLiteral(R"(fromVond-StdOut: "fake tool 1.0 \xE2\x82\xAC\n")"),
         QStringLiteral(R"(fromVondErr: "a warning\n")"),
     };
     QCOMPARE(catcher.messages(), expected);
@@ -107,9 +107,9 @@ void ToolRunTest::aRunToTheEndGivesAndLogsBothChannels()
 
 void ToolRunTest::aRunToTheEndTakesMoreThanAPipeHolds()
 {
-    standin::behave("much on both channels");
+    faketool::behave("much on both channels");
     const MessageCatcher catcher;
-    const auto output = tool::runToEnd(standin::path(), {});
+    const auto output = tool::runToEnd(faketool::path(), {});
     QVERIFY(output);
     QCOMPARE(output->stdOut, QByteArray(1024 * 1024, 'x'));
     QCOMPARE(output->stdErr, QByteArray(1024 * 1024, 'x'));
@@ -117,8 +117,8 @@ void ToolRunTest::aRunToTheEndTakesMoreThanAPipeHolds()
 
 void ToolRunTest::aToolThatDiesIsNotTreatedSpecially()
 {
-    standin::behave("die by a signal");
-    const auto output = tool::runToEnd(standin::path(), {});
+    faketool::behave("die by a signal");
+    const auto output = tool::runToEnd(faketool::path(), {});
     QVERIFY(output);
     QCOMPARE(output->stdOut, QByteArray("half\n"));
 }
@@ -133,13 +133,13 @@ void ToolRunTest::aRunThatCannotBeStartedIsAFailedWait()
 
 void ToolRunTest::aZeroCharacterInAnArgumentStartsNothing()
 {
-    standin::behave("print nothing");
+    faketool::behave("print nothing");
     const QStringList arguments{QStringLiteral("good"), QStringLiteral("cut") + QChar(0)};
     OutputCatcher errors(OutputCatcher::Channel::Error);
-    QVERIFY(!tool::runToEnd(standin::path(), arguments));
+    QVERIFY(!tool::runToEnd(faketool::path(), arguments));
     QCOMPARE(errors.take(),
              QByteArray("error: zero character in an argument, the tool is not started\n"));
-    QVERIFY(!standin::ran());
+    QVERIFY(!faketool::ran());
 }
 
 void ToolRunTest::aFailedConversionWaitIsToldWithTheInput()

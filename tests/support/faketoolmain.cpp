@@ -1,10 +1,10 @@
-// Stands in for the tool. How it behaves is named by the environment variable VOND_STANDIN, or,
-// when that is not set, by the configuration it is asked for (the word after "-c"), so that two
-// runs of one service can differ. VOND_STANDIN_NOTES names a file into which it writes its process
-// id and its arguments, each ended by a zero byte.
+// A fake tool. The environment variable VOND_FAKETOOL names its behaviour; when that is not set, the
+// configuration it is asked for does (the word after "-c"), so that two runs of one service can
+// differ. VOND_FAKETOOL_NOTES names a file to which it writes its process id and its arguments, each
+// terminated by a zero byte.
 //
 // Writes into a plain pipe merge when the reader is slow. Where a behaviour means two chunks and
-// the pipe may be plain, the stand-in waits until the first has been taken out.
+// the pipe may be plain, the fake tool waits until the first has been taken out.
 #include "tests/support/toolpipe.h"
 
 #include <cctype>
@@ -179,7 +179,7 @@ int printItsArguments(const Arguments &arguments)
 
 int textAndStatusThree(const Arguments &)
 {
-    out("stand-in 1.0 \xe2\x82\xac\n");
+    out("fake tool 1.0 \xe2\x82\xac\n");
     err("a warning\n");
     return 3;
 }
@@ -317,7 +317,7 @@ int leaveAProcessBehind(const Arguments &arguments)
         }
         hang();
     }
-    std::ofstream(std::getenv("VOND_STANDIN_NOTES"), std::ios::binary) << left << '\0';
+    std::ofstream(std::getenv("VOND_FAKETOOL_NOTES"), std::ios::binary) << left << '\0';
     return EXIT_SUCCESS;
 }
 
@@ -351,7 +351,7 @@ const std::map<std::string, std::function<int(const Arguments &)>> behaviours{
 
 void takeNotes(const Arguments &arguments)
 {
-    const char *const path = std::getenv("VOND_STANDIN_NOTES");
+    const char *const path = std::getenv("VOND_FAKETOOL_NOTES");
     if (!path) {
         return;
     }
@@ -369,13 +369,13 @@ int main(int argc, char *argv[])
     ::alarm(longestLifeSeconds);
     Arguments arguments(argv + 1, argv + argc);
     takeNotes(arguments);
-    const char *const named = std::getenv("VOND_STANDIN");
+    const char *const named = std::getenv("VOND_FAKETOOL");
     const auto found = behaviours.find(named ? named : after(arguments, "-c"));
     if (named && named == std::string("its name and folder")) {
         arguments.emplace_back(argv[0]);
     }
     if (found == behaviours.end()) {
-        err("stand-in: no such behaviour\n");
+        err("fake tool: no such behaviour\n");
         return EXIT_FAILURE;
     }
     return found->second(arguments);

@@ -3,13 +3,13 @@
 #include <QDir>
 #include <QStringList>
 
-// The stand-in for the tool, as a test sees it. standintool.cpp lists its behaviours.
-namespace standin {
+// The fake tool, as a test sees it. faketoolmain.cpp lists its behaviours.
+namespace faketool {
 
 [[nodiscard]] QString path();
 
-// Chooses the behaviour of the runs that follow and forgets the run before. The choice travels in
-// the environment, so it is the whole program's.
+// Chooses the behaviour of the runs that follow and forgets the run before. The choice is made in
+// the environment, so it holds for the whole test program.
 void behave(const char *behaviour, const QString &notesFolder = QDir::tempPath());
 
 // The arguments of the last run, exactly as the tool got them. ran() tells whether there was one.
@@ -20,4 +20,4 @@ void behave(const char *behaviour, const QString &notesFolder = QDir::tempPath()
 [[nodiscard]] qint64 processId();
 [[nodiscard]] bool isAlive(qint64 processId);
 
-} // namespace standin
+} // namespace faketool

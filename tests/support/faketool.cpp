@@ -1,4 +1,4 @@
-#include "tests/support/standin.h"
+#include "tests/support/faketool.h"
 
 #include "tests/support/ownfolders.h"
 
@@ -7,13 +7,13 @@
 #include <cerrno>
 #include <csignal>
 
-namespace standin {
+namespace faketool {
 
 namespace {
 
 QString notesPath()
 {
-    return qEnvironmentVariable("VOND_STANDIN_NOTES");
+    return qEnvironmentVariable("VOND_FAKETOOL_NOTES");
 }
 
 // The process id, then the arguments, each ended by a zero byte.
@@ -28,14 +28,14 @@ QList<QByteArray> notes()
 
 QString path()
 {
-    return QStringLiteral(STANDIN_TOOL_PATH);
+    return QStringLiteral(FAKETOOL_PATH);
 }
 
 void behave(const char *behaviour, const QString &notesFolder)
 {
-    qputenv("VOND_STANDIN", behaviour);
-    qputenv("VOND_STANDIN_NOTES",
-            QFile::encodeName(notesFolder + QStringLiteral("/standin.notes")));
+    qputenv("VOND_FAKETOOL", behaviour);
+    qputenv("VOND_FAKETOOL_NOTES",
+            QFile::encodeName(notesFolder + QStringLiteral("/faketool.notes")));
     QFile::remove(notesPath());
 }
 
@@ -64,4 +64,4 @@ bool isAlive(qint64 processId)
     return ::kill(static_cast<pid_t>(processId), 0) == 0 || errno != ESRCH;
 }
 
-} // namespace standin
+} // namespace faketool
