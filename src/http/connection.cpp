@@ -13,13 +13,13 @@
 namespace http {
 namespace {
 
-// The C library keeps 16 KiB of a stack for the next thread; what a thread uses beyond that is a
-// page fault for each 4 KiB. A request that is parsed out of this much and answered stays below.
+// The C library keeps 16 KiB of a stack for the next thread; beyond that, a thread pays a page
+// fault for each 4 KiB. Parsing and answering a request from a buffer of this size stays below.
 constexpr std::size_t readStep = 4096;
 
 using StatusCode = QHttpServerResponse::StatusCode;
 
-// The layer's own answers to bytes that make no request for a route.
+// The layer's own responses to bytes that are not a request for a route.
 QHttpServerResponse rejection(RequestParser::Result result)
 {
     switch (result) {
@@ -36,7 +36,7 @@ QHttpServerResponse rejection(RequestParser::Result result)
     case RequestParser::Result::ExpectationUnknown:
         return {StatusCode::ExpectationFailed, "Expectation not supported"};
     case RequestParser::Result::Malformed:
-    case RequestParser::Result::NeedsMore: // no rejections, and not asked for
+    case RequestParser::Result::NeedsMore: // no rejections, never passed in
     case RequestParser::Result::Complete:
         break;
     }
@@ -51,7 +51,7 @@ Connection::Connection(QAbstractHttpServer *server, QTcpSocket *socket)
     , m_socket(socket)
     , m_parser(std::make_unique<RequestParser>())
 {
-    // Answers go out whole; waiting for more to send with them would only delay them.
+    // Responses are sent whole; waiting for more data to send would only delay them.
     m_socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
     static const auto input = base::SignalAndSlot::of<QTcpSocket, Connection>(
         SIGNAL(readyRead()), SLOT(handleSocketReadable()));
@@ -61,8 +61,8 @@ Connection::Connection(QAbstractHttpServer *server, QTcpSocket *socket)
     end.connect(m_socket, this, Qt::DirectConnection);
 }
 
-// What nobody here handles, from a view or for want of memory, ends the dialogue: neither the
-// descriptor nor what had come of a request stays with whoever catches it.
+// An exception from a view, or for lack of memory, ends the connection: whoever catches it is left
+// with neither the descriptor nor a partial request.
 template <typename Work>
 void Connection::closingOnFailure(Work work)
 {
@@ -82,7 +82,7 @@ void Connection::handleSocketReadable()
         if (m_state == State::Serving) {
             sendContinueIfDue();
         }
-        if (m_state == State::Serving) { // the client may have gone over the interim answer
+        if (m_state == State::Serving) { // the client may have gone during the interim response
             watchFraming();
         }
     });
@@ -111,8 +111,8 @@ void Connection::readInput()
     }
 }
 
-// The rest of a body that is too long to have come at once, past the socket's buffer. The end of
-// the client's input, or of the connection, is left to the socket to notice.
+// Reads the rest of a body that did not arrive at once, bypassing the socket's buffer. Detecting
+// the end of the input, or of the connection, is left to the socket.
 void Connection::readBodyDirectly()
 {
     while (m_state == State::Serving && m_socket->bytesAvailable() == 0) {
@@ -176,8 +176,9 @@ void Connection::rejectWith(const QHttpServerResponse &response)
     }
 }
 
-// A socket that is closed over bytes that were not read, or come later, takes back what it has sent
-// and the client has not read. So what comes is read, until the client has closed its side, too.
+// Closing a socket with unread input, or before more arrives, sends a reset, which can destroy a
+// response that the client has not read yet. So input is read until the client closes its side as
+// well.
 void Connection::linger()
 {
     m_state = State::Lingering;
@@ -193,8 +194,8 @@ void Connection::sendContinueIfDue()
     }
 }
 
-// The time counts from the first byte of a head, or of a line of chunk framing, whatever comes in
-// between.
+// The time runs from the first byte of a head, or of a line of chunk framing, whatever arrives
+// meanwhile.
 void Connection::watchFraming()
 {
     const qint64 framing = m_parser->unfinishedFraming();
@@ -223,7 +224,7 @@ void Connection::timerEvent(QTimerEvent *event)
 void Connection::handleDisconnected()
 {
     releaseResources();
-    m_socket->close(); // and with it the socket's own buffers
+    m_socket->close(); // frees the socket's own buffers, too
     deleteLater();
 }
 

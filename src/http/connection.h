@@ -11,15 +11,15 @@ class QTcpSocket;
 
 namespace http {
 
-// How long a head may take from its first byte to its last, and a line of chunk framing, or the
-// last chunk with its trailers, likewise.
+// The longest time from first byte to last for a request head, for a line of chunk framing, and for
+// the last chunk with its trailers.
 constexpr int framingTimeoutMs = 60000;
 
-// How long a client that has had its last answer is listened to when it does not close its side.
+// How long to keep reading after the last response from a client that does not close its side.
 constexpr int lingerMs = 5000;
 
-// One socket's HTTP dialogue. A child of the server; lives in the socket's thread, empties the
-// socket's buffers and deletes itself when the socket has disconnected.
+// HTTP on one socket. A child of the server; lives in the socket's thread, and when the socket
+// disconnects, frees the socket's buffers and deletes itself.
 class Connection : public QObject
 {
     Q_OBJECT
@@ -27,15 +27,15 @@ class Connection : public QObject
 public:
     Connection(QAbstractHttpServer *server, QTcpSocket *socket);
 
-    // Whether the last answer is out, and what is left is to wait for the client's end.
+    // Whether the last response has been sent and only the client's end of input is awaited.
     [[nodiscard]] bool isLingering() const
     {
         return m_state == State::Lingering;
     }
 
 public Q_SLOTS:
-    // Reads what has come and answers every request that is whole, in order. Closes the socket
-    // before an exception, of a view or for want of memory, leaves it.
+    // Reads what has arrived and answers every complete request, in order. Closes the socket before
+    // it rethrows an exception from a view, or std::bad_alloc.
     void handleSocketReadable();
     void handleDisconnected();
 
@@ -46,7 +46,7 @@ private:
     enum class State
     {
         Serving,
-        Lingering, // answered for the last time; what still comes is thrown away
+        Lingering, // the last response is sent; further input is discarded
         Gone,
     };
 
@@ -65,11 +65,11 @@ private:
     void releaseResources();
 
     QAbstractHttpServer *m_server; // the parent
-    QTcpSocket *m_socket; // the caller's
+    QTcpSocket *m_socket; // owned by the caller
     State m_state = State::Serving;
-    std::unique_ptr<RequestParser> m_parser; // none when nothing more is parsed
+    std::unique_ptr<RequestParser> m_parser; // null once nothing more is parsed
     QBasicTimer m_framingTimer;
-    qint64 m_watchedFraming = 0; // what the timer counts for, see the parser
+    qint64 m_watchedFraming = 0; // the piece that the timer covers, see RequestParser
     QBasicTimer m_lingerTimer;
 };
 

@@ -64,7 +64,7 @@ bool isAddressLiteral(std::string_view literal)
     });
 }
 
-// Empty, or a colon and digits, which may be none.
+// Empty, or a colon and zero or more digits.
 bool isPortPart(std::string_view part)
 {
     return part.empty()
@@ -148,7 +148,7 @@ Expectation expectation(const QList<QByteArray> &members)
     Expectation found = Expectation::None;
     for (const QByteArray &member : members) {
         if (member.isEmpty()) {
-            continue; // empty members of a list say nothing (RFC 9110 section 5.6.1)
+            continue; // empty members of a list are ignored (RFC 9110 section 5.6.1)
         }
         if (!equalsIgnoringCase(member, "100-continue")) {
             return Expectation::Unknown;

@@ -2,17 +2,17 @@
 
 namespace http {
 
-// Watches the raw bytes of a request's head and finds its lines. It is stricter than parsers are:
-// every line ends in CR LF, neither stands alone, no other control byte but a tab is let through,
-// no line begins with a blank (RFC 9112 sections 2.2, 5.2). So nothing that another program could
-// read as a second line, or as the end of the head, comes further than here.
+// Scans the raw bytes of a request head and finds its lines. It is stricter than most parsers:
+// every line ends in CR LF, neither may appear alone, no control byte but a tab is allowed, and no
+// line begins with white space (RFC 9112 sections 2.2, 5.2). So nothing that another program could
+// read as an extra line, or as the end of the head, gets past here.
 class HeaderScanner
 {
 public:
     enum class Step
     {
         Inside,
-        EmptyLine, // before the request line, where it is to be skipped
+        EmptyLine, // before the request line; to be skipped
         RequestLineEnd,
         FieldLineEnd,
         HeadEnd,

@@ -9,8 +9,8 @@ namespace http {
 class Connection;
 }
 
-// Speaks HTTP/1.1 and 1.0 on sockets that it is handed, and subclasses produce the responses.
-// All of it runs in the thread of the socket.
+// Speaks HTTP/1.1 and 1.0 on sockets handed to it; subclasses produce the responses. Everything
+// runs in the socket's thread.
 class QAbstractHttpServer : public QObject
 {
     Q_OBJECT
@@ -18,13 +18,14 @@ class QAbstractHttpServer : public QObject
 public:
     using QObject::QObject;
 
-    // Takes an open socket over, without owning or deleting it, and answers what already waits on
-    // it before it returns. What a view throws leaves it, and std::bad_alloc when a request finds
-    // no memory, now or later out of the event loop; the socket is closed by then.
+    // Starts serving an open socket, without owning or deleting it, and answers what has already
+    // arrived on it before returning. Exceptions from views propagate, as does std::bad_alloc when
+    // there is no memory for a request, from here or later from the event loop; by then the socket
+    // is closed.
     void newHttpConnection(QTcpSocket *socket);
 
-    // Whether the last answer has been written on each socket that is still open: all that is left
-    // is to read on until the client has closed its side, which the server does in the event loop
+    // Whether the last response has been written on every socket that is still open: all that
+    // remains is to read until the client closes its side, which the server does in the event loop
     // unless the socket is taken from it.
     [[nodiscard]] bool isLingering() const;
 
@@ -34,7 +35,7 @@ Q_SIGNALS:
     void missingHandler(const QHttpServerRequest &request, QTcpSocket *socket);
 
 protected:
-    // Answers the request on the socket before it returns true; false when it has no answer.
+    // Answers the request on the socket and returns true, or returns false without answering.
     virtual bool handleRequest(const QHttpServerRequest &request, QTcpSocket *socket) = 0;
 
 private:

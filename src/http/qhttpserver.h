@@ -4,8 +4,8 @@
 #include "http/qhttpserverresponse.h"
 #include "http/qhttpserverrouter.h"
 
-// An HTTP server with a route table. A request that no route takes is told by missingHandler() and
-// then answered 404.
+// An HTTP server with a route table. For a request that matches no route it emits missingHandler()
+// and then responds with 404.
 class QHttpServer : public QAbstractHttpServer
 {
     Q_OBJECT
@@ -13,15 +13,15 @@ class QHttpServer : public QAbstractHttpServer
 public:
     using QAbstractHttpServer::QAbstractHttpServer;
 
-    // Stays the server's.
+    // Owned by the server.
     [[nodiscard]] QHttpServerRouter *router()
     {
         return &m_router;
     }
 
-    // Adds a route whose answer is what the view returns. The view takes a QString for each
-    // "<arg>" of the path and, where it wants it, the request. Rows are tried in the order of
-    // these calls. False when path and view do not fit.
+    // Adds a route that responds with what the view returns. The view takes a QString for each
+    // "<arg>" in the path and, if it wants to, the request. Routes are tried in the order of these
+    // calls. False when path and view do not match.
     template <typename View>
     bool route(const QString &path, QHttpServerRequest::Methods methods, View view)
     {
@@ -39,8 +39,8 @@ public:
         return route(path, QHttpServerRequest::Method::All, std::move(view));
     }
 
-    // Writes the answer and returns when the system has taken its last byte, or the client has
-    // gone. The body of an answer to HEAD is left out (RFC 9110 section 9.3.2).
+    // Writes the response and returns when the system has accepted its last byte, or the client has
+    // gone. Leaves out the body in response to HEAD (RFC 9110 section 9.3.2).
     static void sendResponse(const QHttpServerResponse &response,
                              const QHttpServerRequest &request,
                              QTcpSocket *socket);

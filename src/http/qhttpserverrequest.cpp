@@ -4,11 +4,11 @@
 
 namespace {
 
-// The longest name of a host (RFC 1035 section 2.3.4) and a port. QUrl takes time that grows with
-// the square of a name's length to bring it into its normal form: longer ones are not shown to it.
+// The longest name of a host (RFC 1035 section 2.3.4) and a port. QUrl takes quadratic time to
+// normalise a name, so it never sees a longer one.
 constexpr int longestAuthority = 255 + 6;
 
-// "http://localhost" and the target, where the authority is none that QUrl can or may be shown.
+// "http://localhost" and the target, for an authority that QUrl cannot parse or should not see.
 QUrl withoutAuthority(const QByteArray &target)
 {
     return QUrl::fromEncoded("http://localhost" + target, QUrl::TolerantMode);
@@ -24,7 +24,7 @@ QUrl fromAbsoluteForm(const QByteArray &target)
     QUrl url = length > longestAuthority ? withoutAuthority(target.mid(authority + length))
                                          : QUrl::fromEncoded(target, QUrl::TolerantMode);
     if (url.path().isEmpty() && !url.host().isEmpty()) {
-        url.setPath(QStringLiteral("/")); // the same (RFC 9110 section 4.2.3)
+        url.setPath(QStringLiteral("/")); // equivalent (RFC 9110 section 4.2.3)
     }
     return url;
 }
@@ -39,11 +39,11 @@ QUrl QHttpServerRequest::url() const
     if (!m_target.startsWith('/')) {
         return fromAbsoluteForm(m_target);
     }
-    // With scheme and host in front, a path that begins with two slashes stays a path.
+    // With scheme and host in front, a path that begins with two slashes remains a path.
     const QByteArray host = value(QByteArrayLiteral("Host"));
     if (!host.isEmpty() && host.size() <= longestAuthority) {
         const QUrl url = QUrl::fromEncoded("http://" + host + m_target, QUrl::TolerantMode);
-        if (url.isValid()) { // a port that is too large, for one, makes it invalid
+        if (url.isValid()) { // invalid if the port is too large, for example
             return url;
         }
     }
@@ -52,7 +52,7 @@ QUrl QHttpServerRequest::url() const
 
 QString QHttpServerRequest::decodedPath() const
 {
-    // Most targets are nothing but a path in which every byte stands for itself.
+    // Most targets are just a path without encoded bytes.
     const bool isPlain =
         m_target.startsWith('/') && std::all_of(m_target.cbegin(), m_target.cend(), [](char c) {
             return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9')

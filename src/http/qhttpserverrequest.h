@@ -11,8 +11,8 @@ namespace http {
 class RequestParser;
 }
 
-// One request as the client sent it, whole: head and decoded body. A value; copies share their
-// bytes. May be used on any thread, by one at a time.
+// One complete request as the client sent it: head and decoded body. A value; copies share their
+// bytes. May be used in any thread, one at a time.
 class QHttpServerRequest
 {
 public:
@@ -30,7 +30,7 @@ public:
     };
     Q_DECLARE_FLAGS(Methods, Method)
 
-    // Names as they were written, in the order of the lines; values without blanks at their ends.
+    // Names as sent, in the order of the lines; values without leading or trailing white space.
     using Headers = QVector<QPair<QByteArray, QByteArray>>;
 
     [[nodiscard]] Method method() const
@@ -38,9 +38,10 @@ public:
         return m_method;
     }
 
-    // The target resolved against the Host field (RFC 9110 section 7.1). Percent encodings that are
-    // none stand for themselves; bytes from 0x80 up are UTF-8. A host that is missing, invalid or
-    // longer than a name can be is "localhost". Takes time in proportion to the request's head.
+    // The target resolved against the Host field (RFC 9110 section 7.1). Malformed percent
+    // encodings are taken literally; bytes from 0x80 up are UTF-8. A host that is missing, invalid
+    // or longer than a host name can be becomes "localhost". Takes time proportional to the size of
+    // the head.
     [[nodiscard]] QUrl url() const;
 
     // The path of url(), fully decoded.
@@ -51,8 +52,8 @@ public:
         return m_headers;
     }
 
-    // The value of the field `name` in any letter case; the lines of a repeated field joined with
-    // ", " (RFC 9110 section 5.3). Empty when there is none.
+    // The value of the field `name`, in any letter case; repeated fields are joined with ", " (RFC
+    // 9110 section 5.3). Empty when there is none.
     [[nodiscard]] QByteArray value(const QByteArray &name) const;
 
     // Without chunk framing. Empty when the request has none.
@@ -61,7 +62,7 @@ public:
         return m_body;
     }
 
-    // The peer of the connection, null while no connection has handed the request out.
+    // The peer of the connection; null until a connection has handed out the request.
     [[nodiscard]] const QHostAddress &remoteAddress() const
     {
         return m_remoteAddress;
@@ -72,20 +73,20 @@ public:
         m_remoteAddress = address;
     }
 
-    // 1 for HTTP/1.1, 0 for HTTP/1.0; no other version comes this far.
+    // 1 for HTTP/1.1, 0 for HTTP/1.0; no other version gets this far.
     [[nodiscard]] int minorVersion() const
     {
         return m_minorVersion;
     }
 
-    // Whether the connection stays open after the answer (RFC 9112 section 9.3).
+    // Whether the connection stays open after the response (RFC 9112 section 9.3).
     [[nodiscard]] bool keepsAlive() const
     {
         return m_keepsAlive;
     }
 
 private:
-    friend class http::RequestParser; // the only maker of filled requests
+    friend class http::RequestParser; // the only one that fills requests in
 
     Method m_method = Method::Unknown;
     QByteArray m_target;

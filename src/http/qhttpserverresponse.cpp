@@ -19,13 +19,13 @@ QByteArray plainTextType()
     return QByteArrayLiteral("text/plain; charset=utf-8");
 }
 
-// For the kinds of answer that carry no text of their own.
+// For responses without a body of their own.
 QByteArray emptyType()
 {
     return QByteArrayLiteral("application/x-empty");
 }
 
-// Hands the text over piece by piece as UTF-8; a pair of surrogates stays in one piece.
+// Passes the text on in pieces of UTF-8; a surrogate pair is never split.
 template <typename Take>
 void inPieces(const QString &text, Take take)
 {
@@ -40,9 +40,9 @@ void inPieces(const QString &text, Take take)
     }
 }
 
-// Qt's conversion asks for three bytes for each character first, which is more than an array can
-// have from 700 million characters on. Those are counted before. Nothing, and a line for the
-// operator, where the bytes themselves are too many.
+// Qt's conversion first allocates three bytes for each character, which is more than an array can
+// hold from 700 million characters on. Longer texts are measured first. Returns nothing, and writes
+// a line for the operator, when the result itself is too long.
 QByteArray utf8Bytes(const QString &text)
 {
     if (text.size() <= base::longestPlainArray / 3) {
@@ -88,15 +88,15 @@ const char *reasonPhrase(QHttpServerResponse::StatusCode status)
     return "";
 }
 
-// Of a number below 100.
+// The number is below 100.
 void appendTwoDigits(QByteArray &out, int number)
 {
     out += static_cast<char>('0' + number / 10);
     out += static_cast<char>('0' + number % 10);
 }
 
-// The present moment as IMF-fixdate (RFC 9110 section 5.6.7). By hand: the names are English in
-// every locale, and snprintf() takes as long as all the rest of a response's head.
+// The current time as IMF-fixdate (RFC 9110 section 5.6.7). Formatted by hand: the names are English
+// in every locale, and snprintf() takes as long as the rest of a response's head.
 void appendDateNow(QByteArray &out)
 {
     static constexpr std::array<const char *, 7> days = {

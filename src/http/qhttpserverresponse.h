@@ -6,7 +6,7 @@
 class QHttpServerRequest;
 class QJsonObject;
 
-// What a view answers: status, content type, body. A value.
+// What a view returns: status, content type, body. A value.
 class QHttpServerResponse
 {
 public:
@@ -23,14 +23,14 @@ public:
         HttpVersionNotSupported = 505,
     };
 
-    // Not explicit: a view's result becomes the response by itself.
+    // Not explicit: a view's result converts to the response.
     QHttpServerResponse(const char *text); // UTF-8
-    // A text whose UTF-8 has 2 GiB or more is answered with nothing, which the operator is told.
+    // A text of 2 GiB or more in UTF-8 gives an empty body and an error line for the operator.
     QHttpServerResponse(const QString &text);
     QHttpServerResponse(QByteArray &&data); // content type derived from the bytes
     QHttpServerResponse(const QJsonObject &object);
 
-    // An empty body; or, for answers of the layer itself, a short text.
+    // An empty body; or, for responses of the HTTP layer itself, a short text.
     QHttpServerResponse(StatusCode status);
     QHttpServerResponse(StatusCode status, const char *text);
 
@@ -57,17 +57,17 @@ private:
 
 namespace http {
 
-// What becomes of the connection after an answer, and what the answer says of it.
+// What happens to the connection after a response, and what the response says about it.
 enum class Persistence
 {
-    KeepAlive, // what HTTP/1.1 does unasked: nothing is said
-    KeepAliveAsked, // HTTP/1.0 asked for it and is told so
+    KeepAlive, // the default of HTTP/1.1: says nothing
+    KeepAliveAsked, // an HTTP/1.0 client asked for it: confirms it
     Close,
 };
 
 [[nodiscard]] Persistence persistenceOf(const QHttpServerRequest &request);
 
-// Status line and header lines, up to and with the empty line (RFC 9112 sections 2 to 4).
+// Status line and header lines, including the empty line (RFC 9112 sections 2 to 4).
 [[nodiscard]] QByteArray responseHead(const QHttpServerResponse &response, Persistence persistence);
 
 } // namespace http

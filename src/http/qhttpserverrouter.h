@@ -6,19 +6,19 @@
 #include <memory>
 #include <vector>
 
-// The rules of one server, tried in the order in which they were added. Belongs to the server's
+// The rules of one server, tried in the order in which they were added. To be used in the server's
 // thread.
 class QHttpServerRouter
 {
 public:
-    // Room for so many rules, and no more: there is a table for every connection.
+    // Allocates room for exactly this many rules: every connection has a table.
     void reserve(std::size_t count)
     {
         m_rules.reserve(count);
     }
 
-    // Adds a rule for a view of the type `View`. False, and nothing added, when the pattern does
-    // not hold one "<arg>" for each QString that the view takes.
+    // Adds a rule for a view of the type `View`. Adds nothing and returns false when the pattern
+    // does not contain one "<arg>" for each QString that the view takes.
     template <typename View>
     bool addRule(QHttpServerRouterRule &&rule)
     {
@@ -40,13 +40,13 @@ public:
         return m_rules.empty();
     }
 
-    // Forgets all rules and gives their memory back. Not from within a view.
+    // Removes all rules and frees their memory. Not to be called from a view.
     void clear()
     {
-        std::vector<QHttpServerRouterRule>().swap(m_rules); // assigning nothing would keep the room
+        std::vector<QHttpServerRouterRule>().swap(m_rules); // clear() would keep the capacity
     }
 
-    // True when a rule took the request; it has then been answered.
+    // True when a rule matched; the request has then been answered.
     [[nodiscard]] bool handleRequest(const QHttpServerRequest &request, QTcpSocket *socket) const;
 
 private:

@@ -15,7 +15,7 @@ QString placeholder()
     return QStringLiteral("<arg>");
 }
 
-// Literal pieces escaped, each placeholder one segment, both ends anchored.
+// Escapes the literal pieces, makes each placeholder one segment, and anchors both ends.
 QRegularExpression compiled(const QString &pathPattern)
 {
     QStringList pieces = pathPattern.split(placeholder());
@@ -26,11 +26,11 @@ QRegularExpression compiled(const QString &pathPattern)
         QRegularExpression::anchoredPattern(pieces.join(QLatin1String("([^/]+)"))));
 }
 
-// Compiled once in a process: every connection has a table of its own, with the same patterns.
-// There are as many as rows with a placeholder, so nothing is ever removed.
+// Compiled once per process: every connection has its own table with the same patterns. Their
+// number is that of the rows with a placeholder, so none is ever removed.
 QRegularExpression expressionFor(const QString &pathPattern)
 {
-    static QMutex expressionMutex; // guards the hash; nothing that locks is called under it
+    static QMutex expressionMutex; // guards the hash; no other lock is taken under it
     static QHash<QString, QRegularExpression> expressions;
     const QMutexLocker lock(&expressionMutex);
     QRegularExpression &expression = expressions[pathPattern];
@@ -58,8 +58,8 @@ QHttpServerRouterRule::QHttpServerRouterRule(const QString &pathPattern,
 
 int QHttpServerRouterRule::argumentCount() const
 {
-    // Asked for every row of every connection's table, most of which have none; QString's own
-    // searches prepare for far longer texts.
+    // Called for every row of every connection's table, most of which have none; QString's own
+    // searches are made for far longer texts.
     const std::u16string_view pattern(QStringView(m_pathPattern).utf16(),
                                       static_cast<std::size_t>(m_pathPattern.size()));
     int count = 0;
@@ -86,7 +86,7 @@ bool QHttpServerRouterRule::exec(const QString &decodedPath,
         m_handler(QRegularExpressionMatch(), request, socket);
         return true;
     }
-    // Most rows are told apart by the text before their placeholder, without the expression.
+    // Comparing the text before the placeholder rules out most rows without running the expression.
     if (!decodedPath.startsWith(m_pathPattern.leftRef(literalLength))) {
         return false;
     }

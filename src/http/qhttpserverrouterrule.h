@@ -9,8 +9,8 @@
 
 class QTcpSocket;
 
-// One row of the route table: which paths, which methods, and what answers them. Belongs to the
-// thread of its router.
+// One row of the route table: which paths, which methods, and what answers them. To be used in its
+// router's thread.
 class QHttpServerRouterRule
 {
 public:
@@ -18,14 +18,14 @@ public:
     using RouterHandler = std::function<void(
         const QRegularExpressionMatch &, const QHttpServerRequest &, QTcpSocket *)>;
 
-    // "<arg>" in the pattern stands for one path segment, all else for itself; the whole decoded
-    // path must match. Without methods the rule takes every one.
+    // "<arg>" in the pattern matches one path segment, everything else itself; the whole decoded
+    // path must match. Without `methods` the rule matches every method.
     QHttpServerRouterRule(const QString &pathPattern, RouterHandler handler);
     QHttpServerRouterRule(const QString &pathPattern,
                           QHttpServerRequest::Methods methods,
                           RouterHandler handler);
 
-    // How many "<arg>" the pattern holds.
+    // The number of "<arg>" in the pattern.
     [[nodiscard]] int argumentCount() const;
 
     // True when the rule matched; the request has then been answered.

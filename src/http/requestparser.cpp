@@ -17,11 +17,11 @@ namespace beast = boost::beast;
 
 namespace {
 
-// A body of told length gets its memory in steps, so that a length alone claims little.
+// A Content-Length body gets its memory in steps, so that a large length alone allocates little.
 constexpr qint64 firstBodyStep = 1048576;
 
-// Fewer bytes than the shortest last chunk ("0", CR LF, CR LF) are not shown to the parser as the
-// first chunk: it takes for granted that there are as many.
+// The first chunk is held back from Beast until it is as long as the shortest last chunk ("0", CR
+// LF, CR LF), because Beast assumes that many bytes.
 constexpr int shortestChunkedBody = 5;
 
 QByteArray bytesOf(beast::string_view text)
@@ -60,7 +60,7 @@ QHttpServerRequest::Method methodOf(beast::http::verb verb)
     }
 }
 
-// A version that is one, but neither 1.0 nor 1.1, at the end of a request line without CR LF.
+// Whether a request line, without CR LF, ends in a valid version other than 1.0 and 1.1.
 bool namesOtherVersion(const QByteArray &requestLine)
 {
     const QByteArray version = requestLine.mid(requestLine.lastIndexOf(' ') + 1);
@@ -70,7 +70,7 @@ bool namesOtherVersion(const QByteArray &requestLine)
         && version != "HTTP/1.1";
 }
 
-// Whether a chunk's size, which something else follows, is zero (RFC 9112 section 7.1).
+// Whether a chunk size, which is followed by something else, is zero (RFC 9112 section 7.1).
 bool isZero(const char *size)
 {
     const char *const end = size + std::strspn(size, "0");
@@ -79,8 +79,8 @@ bool isZero(const char *size)
 
 } // namespace
 
-// Grammar of request line and fields, lengths, and the chunked coding are Beast's. The rules that
-// it leaves open are added as its callbacks come in.
+// Beast handles the grammar of request line and fields, lengths, and chunked coding. The callbacks
+// add the rules that it leaves open.
 class RequestParser::Head final : public beast::http::basic_parser<true>
 {
 public:
@@ -92,7 +92,7 @@ public:
         eager(true);
     }
 
-    // Shows it bytes; returns how many it has done with. Malformed when they broke a rule.
+    // Feeds it bytes and returns how many it consumed. Sets `*result` when they broke a rule.
     std::size_t show(const char *data, std::size_t size, Result *result)
     {
         beast::error_code error;
@@ -112,8 +112,8 @@ public:
         return m_expectsContinue;
     }
 
-    // What has come behind the size and the extensions of the last chunk: the end of its line, and
-    // the trailers as they were sent.
+    // What followed the size and the extensions of the last chunk: the end of its line, and the
+    // trailers as sent.
     [[nodiscard]] const QByteArray &trailer() const
     {
         return m_trailer;
@@ -152,7 +152,7 @@ private:
     void on_field_impl(beast::http::field field, Text name, Text value, Error &error) override
     {
         if (is_header_done()) {
-            return; // trailer fields are left aside (RFC 9112 section 7.1.2)
+            return; // trailer fields are ignored (RFC 9112 section 7.1.2)
         }
         m_request->m_headers.append({bytesOf(name), bytesOf(value)});
         const QByteArray &text = m_request->m_headers.last().second;
@@ -202,7 +202,7 @@ private:
 
     void on_body_init_impl(const boost::optional<std::uint64_t> &, Error &) override { }
 
-    // Bodies of told length never come by here.
+    // Content-Length bodies never get here.
     std::size_t on_body_impl(Text, Error &) override
     {
         return 0;
@@ -211,7 +211,7 @@ private:
     void on_chunk_header_impl(std::uint64_t size, Text extensions, Error &error) override
     {
         m_sawChunk = true;
-        if (holdsControl(extensions)) { // a bare line feed would be a line's end to some
+        if (holdsControl(extensions)) { // some read a bare line feed as the end of a line
             return reject(Result::Malformed, error);
         }
         if (size > static_cast<std::uint64_t>(largestBody - m_request->m_body.size())) {
@@ -238,8 +238,8 @@ private:
     bool m_expectsContinue = false;
     bool m_sawChunk = false;
     bool m_sawLastChunk = false;
-    const char *m_shown = nullptr; // what show() shows, for as long as it does
-    std::size_t m_trailerBegin = 0; // in that
+    const char *m_shown = nullptr; // the bytes that show() is feeding, while it runs
+    std::size_t m_trailerBegin = 0; // offset in m_shown
     QByteArray m_trailer;
     QList<QByteArray> m_codings;
     QList<QByteArray> m_expectations;
@@ -268,7 +268,7 @@ RequestParser::Result RequestParser::parse(const char *data, qint64 size, qint64
 
 RequestParser::Result RequestParser::takeHead(const char *data, qint64 size, qint64 *consumed)
 {
-    qint64 kept = 0; // bytes before this one stand in m_bytes
+    qint64 kept = 0; // bytes before this one are in m_bytes
     for (qint64 i = 0; i < size; ++i) {
         const HeaderScanner::Step step = m_guard.take(data[i]);
         if (step == HeaderScanner::Step::Inside) {
@@ -318,8 +318,9 @@ RequestParser::Result RequestParser::headDone()
                        static_cast<std::size_t>(m_bytes.size() - m_headFed),
                        &result);
     if (result == Result::NeedsMore && !m_head->is_header_done()) {
-        // The guard has seen the head's end: what is missing is missing for good. A request line
-        // that ends within its version is not refused before the bytes for one are there.
+        // The scanner has seen the end of the head, so nothing that is missing will follow. Beast
+        // does not reject a request line that ends within its version until it has enough bytes for
+        // one.
         return Result::Malformed;
     }
     m_bytes.clear();
@@ -394,14 +395,14 @@ RequestParser::Result RequestParser::takeChunks(const char *data, qint64 size, q
     return m_bytes.size() > largestChunkFraming ? Result::HeadTooLarge : Result::NeedsMore;
 }
 
-// Whether the first line of chunk framing is whole and ends inside quotes. The parser would look
-// for the closing quote behind it, in what is another line, for as long as none comes.
+// Whether the first line of chunk framing is complete and ends inside quotes. Beast would go on
+// looking for the closing quote in the lines after it.
 bool RequestParser::leavesQuoteOpen()
 {
     const int begin = m_bytes.startsWith("\r\n") ? 2 : 0; // the end of the chunk before
     const int end = m_bytes.indexOf("\r\n", std::max(begin, m_searched));
     if (end < 0) {
-        m_searched = std::max(0, m_bytes.size() - 1); // the last byte may be half an end
+        m_searched = std::max(0, m_bytes.size() - 1); // the last byte may be half a line end
         return false;
     }
     bool inside = false;
@@ -409,11 +410,10 @@ bool RequestParser::leavesQuoteOpen()
         if (m_bytes.at(i) == '"') {
             inside = !inside;
         } else if (inside && m_bytes.at(i) == '\\') {
-            ++i; // what follows stands for itself
+            ++i; // the next byte is escaped
         }
     }
-    // The line of any other chunk is taken or refused by the parser as soon as a few more bytes
-    // came.
+    // Beast accepts or rejects the line of any other chunk a few bytes later.
     const bool behindChunk = m_head->sawChunk();
     if (behindChunk == (begin > 0) && isZero(m_bytes.constData() + begin)) {
         m_awaitsTrailers = true;
@@ -422,14 +422,14 @@ bool RequestParser::leavesQuoteOpen()
     return inside;
 }
 
-// False while the end of the trailers is awaited and has not come. The parser would read the line
-// before them anew with every byte.
+// False while the end of the trailers has not arrived. Beast would parse the line before them again
+// with every byte.
 bool RequestParser::trailersMayBeWhole()
 {
     if (!m_awaitsTrailers || m_bytes.indexOf("\r\n\r\n", m_searched) >= 0) {
         return true;
     }
-    m_searched = std::max(m_searched, m_bytes.size() - 3); // which may be most of an end
+    m_searched = std::max(m_searched, m_bytes.size() - 3); // which may be part of the end
     return false;
 }
 
@@ -448,7 +448,7 @@ char *RequestParser::bodySpace(qint64 *size)
 void RequestParser::growBody()
 {
     const auto next = static_cast<int>(std::min(m_length, std::max(firstBodyStep, 2 * m_received)));
-    m_request.m_body.reserve(next); // first, for resize() alone would ask for more than needed
+    m_request.m_body.reserve(next); // first, because resize() alone would allocate more than needed
     base::preferHugePages(m_request.m_body.constData(), next);
     m_request.m_body.resize(next);
 }
@@ -479,12 +479,12 @@ bool RequestParser::chunkFramingBegun() const
         return false;
     }
     if (m_head->sawChunk()) {
-        return m_bytes != "\r\n"; // that ends the chunk before
+        return m_bytes != "\r\n"; // that ends the previous chunk
     }
     if (m_bytes.size() >= shortestChunkedBody) {
         return true;
     }
-    // The first line may be whole before the parser is shown it.
+    // The first line may be complete before Beast sees it.
     const int lineEnd = m_bytes.indexOf("\r\n");
     return lineEnd < 0 || m_bytes.left(lineEnd).toInt(nullptr, 16) == 0;
 }
@@ -501,7 +501,7 @@ bool RequestParser::takeContinue()
 
 QHttpServerRequest::Method RequestParser::method() const
 {
-    // A request line that was refused, or is not whole, has not been parsed.
+    // A request line that was rejected, or is incomplete, has not been parsed.
     if (m_state == State::Head && m_bytes.startsWith("HEAD ")) {
         return QHttpServerRequest::Method::Head;
     }

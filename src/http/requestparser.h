@@ -7,18 +7,18 @@
 
 namespace http {
 
-// Request line and fields together; a longer head is refused.
+// Request line and fields together; a longer head is rejected.
 constexpr int largestHead = 64 * 1024;
 
-// One line of chunk framing, or all trailer lines; longer ones are refused like a head.
+// One line of chunk framing, or all trailer lines; longer ones are rejected like a head.
 constexpr int largestChunkFraming = 64 * 1024;
 
-// The most that a QByteArray takes, with its header and its terminator.
+// The most that fits into a QByteArray, with its header and its terminator.
 constexpr qint64 largestBody =
     std::numeric_limits<int>::max() - static_cast<qint64>(sizeof(QByteArrayData)) - 1;
 
-// Makes requests of the bytes of one connection (RFC 9112), one after the other. Knows nothing of
-// sockets or answers. Belongs to the connection's thread.
+// Parses the bytes of one connection into requests (RFC 9112), one after the other. Knows nothing
+// about sockets or responses. To be used in the connection's thread.
 class RequestParser
 {
 public:
@@ -26,9 +26,9 @@ public:
     {
         NeedsMore,
         Complete, // the request can be taken
-        Malformed, // the bytes are no request, or their framing could be read in two ways
+        Malformed, // the bytes are not a request, or their framing is ambiguous
         HeadTooLarge, // see largestHead and largestChunkFraming
-        BodyTooLarge, // a length, a chunk or all chunks together are beyond largestBody
+        BodyTooLarge, // a length, a chunk or the sum of the chunks exceeds largestBody
         MethodUnknown, // well formed, but none of QHttpServerRequest::Method
         CodingUnknown, // a transfer coding before the final "chunked"
         VersionUnknown, // an HTTP version other than 1.0 and 1.1
@@ -40,39 +40,39 @@ public:
     RequestParser(const RequestParser &) = delete;
     RequestParser &operator=(const RequestParser &) = delete;
 
-    // Takes the next bytes; `*consumed` says how many. Fewer than `size` only with Complete (the
-    // rest belongs to the next request) and with rejections, after which nothing more is taken.
-    // Throws std::bad_alloc when there is no memory for the body.
+    // Consumes the next bytes and sets `*consumed` to their number. That is less than `size` only
+    // for Complete (the rest belongs to the next request) and for rejections, after which nothing
+    // more is consumed. Throws std::bad_alloc when there is no memory for the body.
     Result parse(const char *data, qint64 size, qint64 *consumed);
 
-    // Room for the next bytes of a Content-Length body, to be read into without a copy in
-    // between; null while the parser awaits anything else. `*size` is at least 1.
+    // Space for the next bytes of a Content-Length body, so that they can be read without an extra
+    // copy; null while the parser expects anything else. `*size` is at least 1.
     char *bodySpace(qint64 *size);
 
-    // So many bytes were written to bodySpace().
+    // Call after writing `size` bytes to bodySpace().
     Result bodyWritten(qint64 size);
 
-    // Whether a head has begun and is not whole yet.
+    // Whether a head has begun and is not complete.
     [[nodiscard]] bool headBegun() const;
 
-    // Which piece of framing has begun and is not whole yet: a head, a line of chunk framing, or
-    // the last chunk with its trailers. 0 for none; otherwise a number that no other piece on this
-    // connection has. The data of a body is not framing.
+    // Which piece of framing has begun and is not complete: a head, a line of chunk framing, or the
+    // last chunk with its trailers. 0 for none; otherwise a number that is unique to this piece on
+    // this connection. Body data is not framing.
     [[nodiscard]] qint64 unfinishedFraming() const;
 
-    // Once true for a request that expects "100-continue", has its head whole and of its body
-    // nothing yet (RFC 9110 section 10.1.1).
+    // True once for a request that expects "100-continue" when its head is complete and none of its
+    // body has arrived (RFC 9110 section 10.1.1).
     [[nodiscard]] bool takeContinue();
 
-    // Of the request that was read or rejected last; Unknown before. From a rejected request line
-    // only HEAD is recognised: its response has no body (RFC 9110 section 9.3.2).
+    // The method of the last request that was read or rejected; Unknown before. From a rejected
+    // request line only HEAD is recognised: its response has no body (RFC 9110 section 9.3.2).
     [[nodiscard]] QHttpServerRequest::Method method() const;
 
-    // After Complete. The parser is then ready for the next request.
+    // To be called after Complete. The parser is then ready for the next request.
     [[nodiscard]] QHttpServerRequest takeRequest();
 
 private:
-    class Head; // the audited parser, which this header does not show
+    class Head; // wraps Boost.Beast, which this header does not expose
 
     enum class State
     {
@@ -95,15 +95,15 @@ private:
 
     State m_state = State::Head;
     HeaderScanner m_guard;
-    QByteArray m_bytes; // of the head, or of chunk framing that is not whole yet
-    int m_searched = 0; // of chunk framing: before this byte ends nothing that is awaited
-    bool m_awaitsTrailers = false; // the line of the last chunk is whole
+    QByteArray m_bytes; // of the head, or of incomplete chunk framing
+    int m_searched = 0; // in chunk framing: no awaited end lies before this byte
+    bool m_awaitsTrailers = false; // the line of the last chunk is complete
     qint64 m_framingsDone = 0; // on this connection
-    int m_headFed = 0; // how many of them m_head has seen
+    int m_headFed = 0; // how many of m_bytes m_head has seen
     std::unique_ptr<Head> m_head;
     QHttpServerRequest m_request;
-    qint64 m_length = 0; // of the whole body, where it was told
-    qint64 m_received = 0; // of it so far; the body may be larger by room for more
+    qint64 m_length = 0; // the Content-Length
+    qint64 m_received = 0; // bytes of the body so far; the array may be larger
     bool m_owesContinue = false;
 };
 

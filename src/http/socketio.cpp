@@ -20,8 +20,8 @@ namespace {
 
 constexpr int withoutLimit = -1;
 
-// Waits until there is room in the system's send buffer, or something to receive, or the connection
-// has ended. The next call on the socket tells what came of it. False when the time has passed.
+// Waits until there is room in the system's send buffer, something to receive, or the connection
+// has ended. The next call on the socket shows which. False on timeout.
 bool waitFor(short events, QTcpSocket *socket, int timeoutMs)
 {
 #ifdef Q_OS_WIN
@@ -33,7 +33,7 @@ bool waitFor(short events, QTcpSocket *socket, int timeoutMs)
 #endif
 }
 
-// Bytes that follow one another on the wire without lying side by side in memory.
+// Bytes that are consecutive on the wire but not in memory.
 struct Pieces
 {
     const QByteArray &first;
@@ -45,7 +45,7 @@ struct Pieces
     }
 };
 
-// Whether what has just failed would do so only now.
+// Whether the call that has just failed is worth repeating.
 bool isForLater()
 {
 #ifdef Q_OS_WIN
@@ -55,10 +55,11 @@ bool isForLater()
 #endif
 }
 
-// How many bytes came; 0 at the end of the client's input; negative where the system says why.
+// The number of bytes received; 0 at end of input; negative on error, with the system's error code
+// set.
 qint64 receiveSome(QTcpSocket *socket, char *data, qint64 size)
 {
-    constexpr qint64 most = std::numeric_limits<int>::max(); // that one call can take on Windows
+    constexpr qint64 most = std::numeric_limits<int>::max(); // that one call accepts on Windows
     const int wanted = static_cast<int>(std::min(size, most));
 #ifdef Q_OS_WIN
     return ::recv(static_cast<SOCKET>(socket->socketDescriptor()), data, wanted, 0);
@@ -72,12 +73,12 @@ qint64 receiveSome(QTcpSocket *socket, char *data, qint64 size)
 
 enum class Sending
 {
-    Some, // so many bytes were taken
+    Some, // `*taken` bytes were accepted
     NoRoom,
     Failed, // the client has gone
 };
 
-// Hands the bytes from `done` on to the system.
+// Passes the bytes from `done` onwards to the system.
 Sending sendSome(QTcpSocket *socket, const Pieces &pieces, qint64 done, qint64 *taken)
 {
     const qint64 ofFirst = std::min(done, qint64(pieces.first.size()));
@@ -121,11 +122,12 @@ Sending sendSome(QTcpSocket *socket, const Pieces &pieces, qint64 done, qint64 *
 
 } // namespace
 
-// Past the socket's buffer: it would copy the bytes and stay allocated until the connection ends.
+// Bypasses the socket's buffer, which would copy the bytes and stay allocated until the connection
+// ends.
 //
-// Not left to the event loop: there the socket would also be read, and the end of a client's input
-// (which may half-close once it has asked) is taken for the end of the connection, with what is
-// unsent thrown away.
+// Does not leave writing to the event loop: that would read the socket as well and take the end of
+// the input (a client may half-close after its request) for the end of the connection, discarding
+// what is unsent.
 void writeWhole(QTcpSocket *socket, const QByteArray &head, const QByteArray &body)
 {
     const Pieces pieces{head, body};

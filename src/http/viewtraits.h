@@ -12,7 +12,7 @@
 
 namespace http {
 
-// What a view takes, read off its call operator: path arguments as QString, the request as
+// What a view takes, deduced from its call operator: path arguments as QString, the request as
 // QHttpServerRequest, in any order.
 template <typename Call>
 struct CallTraits;
