@@ -270,7 +270,7 @@ RequestParser::Result RequestParser::takeHead(const char *data, qint64 size, qin
 {
     qint64 kept = 0; // bytes before this one are in m_bytes
     for (qint64 i = 0; i < size; ++i) {
-        const HeaderScanner::Step step = m_guard.take(data[i]);
+        const HeaderScanner::Step step = m_scanner.take(data[i]);
         if (step == HeaderScanner::Step::Inside) {
             continue;
         }
@@ -519,7 +519,7 @@ QHttpServerRequest RequestParser::takeRequest()
     QHttpServerRequest request = std::move(m_request);
     m_request = QHttpServerRequest();
     m_head.reset();
-    m_guard = HeaderScanner();
+    m_scanner = HeaderScanner();
     m_headFed = 0;
     m_searched = 0;
     m_awaitsTrailers = false;

@@ -94,7 +94,7 @@ private:
     void growBody();
 
     State m_state = State::Head;
-    HeaderScanner m_guard;
+    HeaderScanner m_scanner;
     QByteArray m_bytes; // of the head, or of incomplete chunk framing
     int m_searched = 0; // in chunk framing: no awaited end lies before this byte
     bool m_awaitsTrailers = false; // the line of the last chunk is complete
