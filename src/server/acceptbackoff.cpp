@@ -11,10 +11,10 @@
 
 namespace {
 
-constexpr int turnsBetweenLooks = 100; // a look costs two calls of the system
+constexpr int turnsBetweenLooks = 100; // a check costs two system calls
 constexpr int pauseMs = 100;
 
-// What a server that waited for a client, but not for long, remembers.
+// The error that the server reports when waiting for a client has timed out.
 constexpr QAbstractSocket::SocketError nobodyWaits = QAbstractSocket::SocketTimeoutError;
 
 } // namespace
@@ -35,7 +35,7 @@ void AcceptBackoff::handleAwake()
     if (m_pause.isActive() || !m_server->isListening()) {
         return;
     }
-    // Qt keeps the first error of a listening socket only. Mostly that is EAGAIN, after which an
+    // Qt keeps the first error of a listening socket only. That is usually EAGAIN, after which an
     // EMFILE goes unnoticed and the event loop spins. If EMFILE came first, Qt has paused for good,
     // and pauses again after each client.
     if (!hasFailed()) {
@@ -65,19 +65,19 @@ bool AcceptBackoff::hasFailed() const
     return error != QAbstractSocket::UnknownSocketError && error != nobodyWaits;
 }
 
-// Gives the server a fresh view of the socket that it listens on, without the failure that it would
-// remember for ever. The socket itself, with the clients that wait there, stays open meanwhile.
+// Makes the server forget the error of the socket that it listens on, by giving it a copy of the
+// descriptor. The socket itself stays open, and so do the clients in its queue.
 bool AcceptBackoff::listenAnew()
 {
 #ifdef Q_OS_UNIX
     const int copy = ::fcntl(static_cast<int>(m_server->socketDescriptor()), F_DUPFD_CLOEXEC, 0);
     if (copy < 0) {
-        return false; // there is none free yet
+        return false; // no free descriptor yet
     }
     m_server->close();
-    (void)m_server->setSocketDescriptor(copy); // a listening socket, which it was until now
-    // The server's own error outlives this and is replaced by the outcome of looking for a client.
-    // Should one be there, it is taken, and the next pause looks again.
+    (void)m_server->setSocketDescriptor(copy); // it is already listening
+    // The server keeps its own error until it looks for a client. If there is one, it is accepted,
+    // and the error is checked again at the next pause.
     (void)m_server->waitForNewConnection(0);
     return true;
 #else

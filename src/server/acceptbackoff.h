@@ -5,9 +5,10 @@
 
 class QTcpServer;
 
-// Lets a server rest while the process, or the system, has no descriptor left, and go on then.
-// Accepting fails while the client still waits, and Qt either tries again at once, for as long as
-// that lasts, on a whole processor core, or never. A child of the server, in its thread.
+// Pauses accepting while the process, or the system, is out of descriptors, and resumes it later.
+// Without it, accepting fails while the client is still in the queue, and Qt either retries at
+// once, keeping a core busy for as long as that lasts, or never again. A child of the server; lives
+// in its thread.
 class AcceptBackoff : public QObject
 {
     Q_OBJECT
@@ -16,7 +17,7 @@ public:
     explicit AcceptBackoff(QTcpServer *server);
 
 private Q_SLOTS:
-    // Another turn of the event loop.
+    // The event loop has woken up.
     void handleAwake();
 
 protected:
@@ -27,6 +28,6 @@ private:
     [[nodiscard]] bool listenAnew();
 
     QTcpServer *m_server; // the parent
-    int m_turns = 0; // since the last look
+    int m_turns = 0; // since the last check
     QBasicTimer m_pause;
 };

@@ -25,7 +25,7 @@ std::unique_ptr<ClientReservation> ClientReservation::make(qintptr accepted)
     if (!client->m_claim.isGranted()) {
         return nullptr;
     }
-    client->m_claim.reduceTo(server::descriptorsOfAClient); // there is room for a run
+    client->m_claim.reduceTo(server::descriptorsOfAClient); // a run would fit
     return client;
 }
 
@@ -34,11 +34,11 @@ namespace server {
 void rejectClient(qintptr descriptor, const char *reason)
 {
     constexpr int quietMs = 1000;
-    static QDeadlineTimer quiet(0); // many are refused in a row, and a log is not to be flooded
+    static QDeadlineTimer quiet(0); // rejections come in bursts, which must not flood the log
     if (quiet.hasExpired()) {
         try {
             base::writeErrorLine(QByteArrayLiteral("client refused: ") + reason);
-        } catch (const std::bad_alloc &) { // NOLINT(bugprone-empty-catch): closed untold
+        } catch (const std::bad_alloc &) { // NOLINT(bugprone-empty-catch): closed silently
         }
         quiet.setRemainingTime(quietMs);
     }

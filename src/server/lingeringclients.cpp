@@ -20,7 +20,7 @@
 
 namespace {
 
-// Whether the client has closed its side, or the connection has broken. Takes what has come without
+// Whether the client has closed its side, or the connection is broken. Discards input without
 // copying it (tcp(7), MSG_TRUNC).
 bool hasEnded(int descriptor)
 {
@@ -37,7 +37,7 @@ LingeringClients::LingeringClients(QObject *server)
     m_poll = ::epoll_create1(EPOLL_CLOEXEC);
     m_timer = ::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
     if (m_poll < 0 || m_timer < 0 || !listenTo(m_timer)) {
-        return; // nobody is taken then
+        return; // take() will always fail
     }
     auto *const notifier = new QSocketNotifier(m_poll, QSocketNotifier::Read, this);
     connect(notifier, SIGNAL(activated(int)), this, SLOT(handleActivity()), Qt::DirectConnection);
@@ -62,7 +62,7 @@ bool LingeringClients::take(const QTcpSocket &socket)
         if (add(descriptor)) {
             return true;
         }
-    } catch (const std::bad_alloc &) { // NOLINT(bugprone-empty-catch): the caller lingers itself
+    } catch (const std::bad_alloc &) { // NOLINT(bugprone-empty-catch): the caller waits instead
     }
     (void)::close(descriptor);
     return false;

@@ -10,9 +10,9 @@
 
 class QTcpSocket;
 
-// The clients that have had their last answer and have not closed their side yet. Listens to all of
-// them at one place, so that a connection's thread need not stay for that. A child of the server,
-// in its thread. Only on Linux; elsewhere it takes nobody.
+// The clients that have received their last response but have not closed their side yet. Watches
+// all of them in one place, so that their threads can end. A child of the server; lives in its
+// thread. Linux only; elsewhere take() always fails.
 class LingeringClients : public QObject
 {
     Q_OBJECT
@@ -25,10 +25,9 @@ public:
     LingeringClients(LingeringClients &&) = delete;
     LingeringClients &operator=(LingeringClients &&) = delete;
 
-    // Throws away what the client of this socket still sends until it closes its side, for
-    // http::lingerMs at the most, and closes the connection then: through a descriptor of its own,
-    // so that the caller can close the socket. False, and nothing done, when that cannot be had.
-    // Any thread.
+    // Discards further input from this socket's client until it closes its side, for http::lingerMs
+    // at most, and then closes the connection. It duplicates the descriptor, so the caller can
+    // close the socket. Does nothing and returns false when it cannot. Any thread.
     [[nodiscard]] bool take(const QTcpSocket &socket);
 
 private Q_SLOTS:
@@ -47,9 +46,9 @@ private:
     void wakeAt(const QDeadlineTimer &deadline);
     void closeLate();
 
-    int m_poll = -1; // an epoll(7) of all of them, and of the timer
+    int m_poll = -1; // an epoll(7) instance for all clients and the timer
     int m_timer = -1;
-    QMutex m_mutex; // guards the rest
+    QMutex m_mutex; // guards the members below
     std::map<int, Client> m_clients; // by descriptor
     bool m_timerRuns = false;
 };

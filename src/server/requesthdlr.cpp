@@ -21,10 +21,10 @@ RequestHdlr::RequestHdlr(QTcpSocket *tcpSocket, jobs::Registry *registry, QStrin
 {
 }
 
-// Reads nothing: what has come in waits on the socket for the HTTP server.
+// Reads nothing: the input stays on the socket for the HTTP server.
 void RequestHdlr::handleReadyRead()
 {
-    // What a stream would write; that would take a tenth of a connection's time.
+    // The same lines as through QDebug streams, which would take a tenth of a connection's time.
     base::writeDebugLine(QLatin1String("handling request from client: QHostAddress(\"")
                          % m_tcpSocket->peerAddress().toString() % QLatin1String("\")"));
     base::writeDebugLine(QLatin1String("descr: ")
@@ -45,11 +45,11 @@ void RequestHdlr::sendServerAnswer(QTcpSocket *tcpSocket)
         std::cerr << "Request body allocation failed: " << e.what() << '\n';
         try {
             base::debugLine("Request body allocation failed: ", e.what(), '\n');
-        } catch (const std::bad_alloc &) { // NOLINT(bugprone-empty-catch): told above
+        } catch (const std::bad_alloc &) { // NOLINT(bugprone-empty-catch): printed above
         }
         tcpSocket->close();
         if (tcpSocket->state() == QAbstractSocket::UnconnectedState) {
-            // Its disconnected() may be what there was no memory for.
+            // disconnected() may be what ran out of memory.
             QThread::currentThread()->quit();
         }
     }
@@ -68,7 +68,7 @@ void RequestHdlr::sendServerOkAnswer(QTcpSocket *tcpSocket)
     tcpSocket->write("Content-Type: text/html");
     tcpSocket->write("\r\n\r\n");
     tcpSocket->write(body);
-    // Deliberate: flushed but not closed, whatever the answer says.
+    // Deliberate: flushed but not closed, whatever the response says.
     tcpSocket->flush();
 }
 
@@ -80,12 +80,12 @@ void RequestHdlr::handleVondProgress()
 
 void RequestHdlr::releaseResources()
 {
-    // Where a failure, and not the connection's end, brought this about, the descriptor is still
-    // there: no memory for the HTTP server, or for what the socket itself wanted to read.
+    // After a failure (no memory for the HTTP server, or for the socket's own reading) rather than
+    // the end of the connection, the descriptor is still open.
     m_tcpSocket->abort();
-    m_tcpSocket->close(); // and with it its buffers; nobody has where no request ever came
-    // The text of its last error, the end of the connection, would stay. Only an open one forgets
-    // it.
+    m_tcpSocket->close(); // frees its buffers; nobody else has, if no request ever came
+    // The text of its last error, the end of the connection, would stay allocated. Opening it again
+    // is the only way to clear that.
     (void)m_tcpSocket->open(QIODevice::ReadOnly);
     m_tcpSocket->close();
     if (m_routeServer != nullptr) {

@@ -4,12 +4,12 @@
 #include "jobs/registry.h"
 
 #include <QObject>
-#include <QTcpSocket> // whole, so that the slots register their argument's type
+#include <QTcpSocket> // complete, so that the slots register their argument type
 
 class QHttpServer;
 
-// One client connection: hands the socket to an HTTP server of its own with the whole route table
-// and holds what a conversion of this connection needs. Lives in the connection's thread and is
+// One client connection: gives its socket to an HTTP server of its own with the whole route table,
+// and holds the state of this connection's conversions. Lives in the connection's thread and is
 // never deleted (docs/architecture.md, "Lifetimes").
 class RequestHdlr : public QObject
 {
@@ -18,19 +18,20 @@ class RequestHdlr : public QObject
 public:
     RequestHdlr(QTcpSocket *tcpSocket, jobs::Registry *registry, QString vondPath);
 
-    // Frees the conversion texts, socket buffers and routes of a finished connection, and closes a
-    // socket that is still open. No request may come after it. The socket object, the handler and
-    // its HTTP server stay.
+    // Frees the conversion texts, socket buffers and routes of a finished connection, and closes
+    // the socket if it is still open. No request may follow. The socket object, the handler and its
+    // HTTP server remain allocated.
     void releaseResources();
 
-    // Whether all that the connection waits for is the client's end.
+    // Whether the connection only waits for the client to close its side.
     [[nodiscard]] bool isLingering() const;
 
 public Q_SLOTS: // found by index and by name: keep the order
-    // The first bytes have come.
+    // The first bytes have arrived.
     void handleReadyRead();
     void sendServerAnswer(QTcpSocket *tcpSocket);
-    // Puts a fixed answer on the socket. Not used by the service; reached through the meta-object.
+    // Writes a fixed response to the socket. Not used by the service; callable through the
+    // meta-object.
     void sendServerOkAnswer(QTcpSocket *tcpSocket);
     // The tool of the running conversion has printed something.
     void handleVondProgress();
@@ -42,10 +43,10 @@ private:
     jobs::ConnectionJob lendJob();
 
     QTcpSocket *m_tcpSocket;
-    QHttpServer *m_routeServer = nullptr; // until sendServerAnswer() makes it
-    jobs::Registry *m_registry; // the server's, shared by all connections
+    QHttpServer *m_routeServer = nullptr; // until sendServerAnswer() creates it
+    jobs::Registry *m_registry; // owned by the server, shared by all connections
     tool::ChildProcess *m_process = nullptr; // until the first conversion starts
     QString m_vondPath;
     QString m_requestId;
-    QString m_lastStdOutMsg; // the tool's last output that was no progress
+    QString m_lastStdOutMsg; // the tool's last output other than progress
 };

@@ -18,15 +18,15 @@ using Method = QHttpServerRequest::Method;
 
 void RequestHdlr::registerRoutes(QHttpServer *server)
 {
-    // Copies, not members: what the handler holds now is what the routes keep.
+    // Copies, not members: the routes keep the values that the handler has now.
     const QString vond = m_vondPath;
     jobs::Registry *const registry = m_registry;
 
     constexpr int rowCount = 21;
     server->router()->reserve(rowCount);
 
-    // The first row that matches answers, so the order is part of the interface.
-    // One row a line, so that the table reads as one.
+    // The first matching row answers, so the order is part of the interface. One row per line, so
+    // that it reads as a table.
     // clang-format off
     server->route(QStringLiteral("/"),                                 [] { return diagnostics::hello(); });
     server->route(QStringLiteral("/sleep90secs"),                      [] { return diagnostics::sleep90secs(); });

@@ -19,14 +19,14 @@ namespace {
 
 #ifdef Q_OS_UNIX
 
-// Whether both are the same open socket: a number that was closed may be somebody else's already.
+// Whether both are the same open socket: a closed descriptor's number may already be in use again.
 bool isSame(const struct stat &one, const struct stat &other)
 {
     return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
 }
 
-// Ends a connection for which there was no memory before it was one. How far the socket got with
-// taking the descriptor over cannot be asked; it closes what it has when it goes.
+// Ends a connection that ran out of memory while it was being set up. There is no way to ask
+// whether the socket already owns the descriptor; if it does, deleting the socket closes it.
 void closeUnbound(std::unique_ptr<QTcpSocket> socket, int descriptor)
 {
     struct stat before = {};
@@ -62,7 +62,7 @@ void VondRequestThread::run()
     QTcpSocket *socket = nullptr; // stays allocated after the connection, see Lifetimes
     bool isBound = false;
     try {
-        base::ensureRoom(); // refused within the next lines, memory ends the process
+        base::ensureRoom(); // running out of memory in the next lines would end the process
         socket = new QTcpSocket(nullptr);
         if (!socket->setSocketDescriptor(
                 m_socketDescriptor, QAbstractSocket::ConnectedState, QIODevice::ReadWrite)) {
@@ -70,7 +70,7 @@ void VondRequestThread::run()
             return;
         }
         isBound = true;
-        m_requestHandler = new RequestHdlr(socket, m_registry, m_vondPath); // stays, too
+        m_requestHandler = new RequestHdlr(socket, m_registry, m_vondPath); // stays allocated, too
         static const auto firstBytes = base::SignalAndSlot::of<QTcpSocket, RequestHdlr>(
             SIGNAL(readyRead()), SLOT(handleReadyRead()));
         static const auto end = base::SignalAndSlot::of<QTcpSocket, VondRequestThread>(
@@ -92,15 +92,15 @@ void VondRequestThread::run()
     }
 }
 
-// Most clients send their request at once, and many no second one. Such a connection can be over
-// before the event loop begins, whose end takes a turn of the main thread.
+// Most clients send their request at once, and many send no second one. Such a connection can be
+// over before the event loop starts, which saves a turn of the main thread at its end.
 void VondRequestThread::serveWithoutLoop(QTcpSocket *socket)
 {
     constexpr int promptMs = 10;
     if (!http::hasInputWithin(socket, promptMs)) {
         return;
     }
-    (void)socket->waitForReadyRead(0); // it is there: handled as in the event loop
+    (void)socket->waitForReadyRead(0); // input is there; it is handled as in the event loop
     if (socket->state() == QAbstractSocket::ConnectedState && m_lingeringClients != nullptr
         && m_requestHandler->isLingering() && m_lingeringClients->take(*socket)) {
         socket->abort();
@@ -115,6 +115,6 @@ void VondRequestThread::releaseResources(QTcpSocket *socket)
         } else {
             socket->abort();
         }
-    } catch (const std::exception &) { // NOLINT(bugprone-empty-catch): what is left stays
+    } catch (const std::exception &) { // NOLINT(bugprone-empty-catch): the rest is leaked
     }
 }

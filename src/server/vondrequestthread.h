@@ -8,10 +8,10 @@
 class LingeringClients;
 class RequestHdlr;
 
-// The thread of one connection: binds the socket, makes the handler, runs the event loop until the
-// client has gone. The object itself lives in the main thread, is a child of the server and is
-// deleted there when the thread has finished; what run() creates stays (docs/architecture.md,
-// "Lifetimes").
+// The thread of one connection: binds the socket, creates the handler and runs the event loop until
+// the client disconnects. The object itself lives in the main thread, is a child of the server and
+// is deleted there when the thread has finished; what run() creates remains allocated
+// (docs/architecture.md, "Lifetimes").
 class VondRequestThread : public QThread
 {
     Q_OBJECT
@@ -22,15 +22,15 @@ public:
                       int socketDescriptor,
                       QObject *parent);
 
-    // Who waits for the client's end when the last answer is out. Before the start; without it the
-    // thread does that itself.
+    // Sets who waits for the client to close its side after the last response; without this, the
+    // thread waits itself. To be called before start().
     void setLingeringClients(LingeringClients *clients)
     {
         m_lingeringClients = clients;
     }
 
 Q_SIGNALS:
-    // The descriptor could not be made a socket. Nobody listens in the service.
+    // The socket could not be made from the descriptor. Not connected in the service.
     void error(QTcpSocket::SocketError socketError);
 
 protected:
@@ -42,10 +42,10 @@ private:
     void serveWithoutLoop(QTcpSocket *socket);
     void releaseResources(QTcpSocket *socket);
 
-    // Deliberate: narrower than the handle it is given; widened with its sign when it is used.
+    // Deliberate: narrower than the handle it is given; sign-extended when it is used.
     int m_socketDescriptor;
     RequestHdlr *m_requestHandler = nullptr; // set in run(); never deleted
     QString m_vondPath;
-    jobs::Registry *m_registry; // the server's, shared by all connections
-    LingeringClients *m_lingeringClients = nullptr; // the server's, like that
+    jobs::Registry *m_registry; // owned by the server, shared by all connections
+    LingeringClients *m_lingeringClients = nullptr; // owned by the server, too
 };

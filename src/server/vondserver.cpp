@@ -12,9 +12,9 @@
 
 namespace {
 
-// The deepest JSON that Qt reads takes some 300 KiB, and a thread checker a megabyte for itself.
-// The C library keeps some 40 MiB of stacks for the next threads: with the usual 8 MiB each, nearly
-// every connection maps a new one.
+// Far more than a request takes (JSON is read without recursion); a thread sanitizer needs a
+// megabyte of it. The C library caches some 40 MiB of stacks for later threads: at the usual 8 MiB
+// each, nearly every connection would map a new one.
 constexpr uint threadStackBytes = 2 * 1024 * 1024;
 
 } // namespace
@@ -24,8 +24,8 @@ VondServer::VondServer(QString vondPath, QObject *parent)
     , m_vondPath(std::move(vondPath))
     , m_lingeringClients(new LingeringClients(this))
 {
-    // Deliberate: newConnection() is never emitted, for there is never a pending connection to
-    // take; Qt by itself emits it after every incomingConnection().
+    // Deliberate: newConnection() is never emitted, because there is never a pending connection to
+    // take; Qt would emit it after every incomingConnection().
     blockSignals(true);
     new AcceptBackoff(this);
 }
@@ -40,7 +40,7 @@ void VondServer::incomingConnection(qintptr handle)
     }
 }
 
-// What is thrown leaves the descriptor to the caller.
+// When this throws, the caller still owns the descriptor.
 void VondServer::serve(qintptr handle)
 {
     auto claim = ClientReservation::make(handle);
@@ -57,7 +57,7 @@ void VondServer::serve(qintptr handle)
     thread->setLingeringClients(m_lingeringClients);
     thread->setStackSize(threadStackBytes);
     thread->start(QThread::InheritPriority);
-    if (!thread->isRunning() && !thread->isFinished()) { // it never began, so nobody has the socket
+    if (!thread->isRunning() && !thread->isFinished()) { // never started: nobody owns the socket
         server::rejectClient(handle, "no thread can be started");
         return;
     }

@@ -6,14 +6,14 @@
 
 class LingeringClients;
 
-// Accepts the clients and gives each connection a thread of its own. Owns the conversion registry.
+// Accepts clients and gives each connection a thread of its own. Owns the conversion registry.
 // Lives in the main thread.
 class VondServer : public QTcpServer
 {
     Q_OBJECT
 
 public:
-    // `vondPath` is the tool's executable, used as it stands.
+    // `vondPath` is the tool's executable, used as given.
     explicit VondServer(QString vondPath, QObject *parent = nullptr);
 
 protected:
@@ -26,6 +26,6 @@ private:
 
     QString m_vondPath;
     jobs::Registry
-        m_registry; // lent to every connection; guarded by the functions of jobs/registry.h
+        m_registry; // shared by all connections; locked by the functions of jobs/registry.h
     LingeringClients *m_lingeringClients; // a child
 };
