@@ -6,10 +6,10 @@
 
 namespace app {
 
-// Qt listens with a backlog of 50. A burst of more connections than that overflows it; the system
-// then drops what comes, and each of those clients waits a full second before it tries again.
-// Listening once more on the same socket only changes the length. Should that ever fail, the
-// shorter backlog stays, which is no reason not to serve.
+// Qt listens with a backlog of 50. A larger burst overflows it; the system then drops connection
+// requests, and each of those clients waits a full second before it retries. Calling listen() again
+// on the same socket only changes the length. If that fails, the shorter backlog remains, which is
+// no reason not to serve.
 void raiseBacklog([[maybe_unused]] qintptr descriptor)
 {
 #ifdef Q_OS_UNIX

@@ -4,8 +4,7 @@
 
 namespace app {
 
-// Lets as many connections wait to be accepted as the system allows. Takes the descriptor of a
-// socket that listens already.
+// Raises the backlog of a listening socket to the most that the system allows.
 void raiseBacklog(qintptr descriptor);
 
 } // namespace app

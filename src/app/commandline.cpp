@@ -29,7 +29,7 @@ Command commandWithValue(std::string_view word)
 
 Words wordsAfterProgramName(int argc, char **argv)
 {
-    // A caller may leave out even the program's name.
+    // A caller may omit even the program name.
     return argc > 1 ? Words(argv + 1, argv + argc) : Words();
 }
 
@@ -43,7 +43,7 @@ Command commandFor(const Words &words)
     case 3:
         return Command::ServeAsTold;
     default:
-        // Deliberate: four words and more are not looked at, they serve as stored.
+        // Deliberate: four or more words are ignored; the stored settings apply.
         return Command::ServeAsStored;
     }
 }

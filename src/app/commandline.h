@@ -4,7 +4,7 @@
 
 namespace app {
 
-// The command line after the program's name, as the process got it.
+// The command line after the program name, as the process received it.
 using Words = std::vector<const char *>;
 
 enum class Command
@@ -20,7 +20,7 @@ enum class Command
 
 [[nodiscard]] Words wordsAfterProgramName(int argc, char **argv);
 
-// The number of words decides first, then the first word, which must match whole.
+// The number of words decides first, then the first word, which must match entirely.
 [[nodiscard]] Command commandFor(const Words &words);
 
 } // namespace app

@@ -13,11 +13,11 @@ quint64 raisedDescriptorLimit(quint64 soft, quint64 hard)
     return std::min(std::max(soft, mostDescriptors), hard);
 }
 
-// A connection takes two descriptors, its socket and its thread's wake-up. The usual soft limit of
-// 1024 is reached with some 500 clients, and Qt ends the whole process when a thread's wake-up
-// cannot be made. The soft limit is that low for programs that use select(), which Qt does not. The
-// tool inherits the raised limit.
-// Should raising fail, the limit stays, and fewer clients fit.
+// A connection takes two descriptors, its socket and its thread's wake-up descriptor. Some 500
+// clients reach the usual soft limit of 1024, and Qt ends the whole process when it cannot create a
+// thread's wake-up descriptor. The soft limit is that low for programs that use select(), which Qt
+// does not. The tool inherits the raised limit. If raising fails, the limit stays and fewer clients
+// fit.
 void raiseDescriptorLimit()
 {
 #ifdef Q_OS_UNIX

@@ -1,6 +1,6 @@
 #include "app/freedmemory.h"
 
-#include <QtGlobal> // brings the C library's own macros along
+#include <QtGlobal> // defines the C library's macros
 
 #ifdef __GLIBC__
 #include <QThread>
@@ -14,14 +14,14 @@ namespace app {
 void giveFreedMemoryBack()
 {
 #ifdef __GLIBC__
-    // Blocks from this size on are mapped one by one and leave the process when they are freed.
-    // Setting the size keeps the library from raising it, to 32 MiB in the end, as it sees large
-    // blocks freed: bodies would then lie in the heaps of their threads, which hold on to
-    // hundreds of megabytes after a burst of large requests.
+    // Blocks of at least this size are mapped individually and returned when they are freed.
+    // Setting the threshold keeps the library from raising it, up to 32 MiB, as large blocks are
+    // freed: bodies would then be allocated in per-thread heaps, which keep hundreds of megabytes
+    // after a burst of large requests.
     constexpr int ownMappingBytes = 128 * 1024;
     (void)mallopt(M_MMAP_THRESHOLD, ownMappingBytes); // a sanitizer's allocator has no such option
-    // Of its own accord the library makes eight heaps for each core. Where memory is short, the
-    // next thread then finds none for another heap although the others have room.
+    // By default the library creates up to eight heaps per core. When memory is short, a new thread
+    // may then fail to get another heap although the others have room.
     constexpr int leastHeaps = 2;
     (void)mallopt(M_ARENA_MAX, std::max(QThread::idealThreadCount(), leastHeaps));
 #endif

@@ -2,8 +2,8 @@
 
 namespace app {
 
-// Makes freed memory go back to the system soon, instead of being kept for later requests. Call it
-// at start, before there are threads.
+// Makes the C library return freed memory to the system instead of keeping it for later requests.
+// Call it at start, before there are threads.
 void giveFreedMemoryBack();
 
 } // namespace app

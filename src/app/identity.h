@@ -2,7 +2,8 @@
 
 namespace app {
 
-// Says who we are, which decides where the settings lie. Before the application object is made.
+// Sets the organization and application names, which decide where the settings are stored. Call it
+// before creating the application object.
 void setIdentity();
 
 } // namespace app

@@ -15,12 +15,12 @@ void settleInheritedState()
 #ifdef Q_OS_UNIX
     (void)std::signal(SIGPIPE, SIG_IGN);
     (void)std::signal(SIGXFSZ, SIG_IGN);
-    // When it is ignored, the system reaps children itself and may give their numbers to others.
+    // If it is ignored, the system reaps children itself and may reuse their process IDs.
     (void)std::signal(SIGCHLD, SIG_DFL);
 
     int descriptor = 0;
     do {
-        descriptor = ::open("/dev/null", O_RDWR); // the lowest number that is free
+        descriptor = ::open("/dev/null", O_RDWR); // the lowest free number
     } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
     if (descriptor >= 0) {
         (void)::close(descriptor);

@@ -2,13 +2,13 @@
 
 namespace app {
 
-// Settles what a process inherits from whoever starts it, so that the service behaves the same
-// everywhere. Call it first of all, before there are threads or open files.
+// Resets what the process inherits from whoever starts it, so that the service behaves the same
+// everywhere. Call it first, before there are threads or open files.
 //
-// A write to a reader that has gone, or beyond the size that files may have, fails instead of
-// ending the process. Children are waited for. Standard streams that were left closed lead to
-// nowhere; else the next file or client would take their numbers and get what is printed. The tool
-// inherits none of it but the streams.
+// A write to a closed pipe, or beyond the file size limit, fails instead of ending the process.
+// Children can be waited for. Standard streams that were closed are opened on /dev/null; otherwise
+// the next file or client would get their numbers and receive what is printed. The tool inherits
+// only the streams.
 void settleInheritedState();
 
 } // namespace app

@@ -8,17 +8,17 @@
 
 namespace app {
 
-// The address that a host text names. Null when it names none.
+// The address for a host text. Null when it is not an address.
 [[nodiscard]] QHostAddress listenAddress(const QString &host);
 
-// The port that is listened on for a number typed: its low 16 bits.
+// The port to listen on for a typed number: its low 16 bits.
 [[nodiscard]] quint16 listenPort(int typed);
 
-// Listens. Nothing when that went well, otherwise the words for what went wrong.
+// Starts listening. Returns nothing on success, otherwise the error text.
 [[nodiscard]] std::optional<QString>
 startListening(QTcpServer &server, const QHostAddress &address, quint16 port);
 
-// What the log says once we listen, with the port as it was typed.
+// The log line for a server that listens, with the port as typed.
 [[nodiscard]] QString announcement(const QHostAddress &address, int typedPort);
 
 } // namespace app

@@ -9,7 +9,7 @@ namespace {
 
 std::string narrowWord(const wchar_t *word)
 {
-    constexpr int upToItsEnd = -1; // the end is converted and counted with it
+    constexpr int upToItsEnd = -1; // the terminator is converted and counted, too
     const int size = WideCharToMultiByte(CP_ACP, 0, word, upToItsEnd, nullptr, 0, nullptr, nullptr);
     if (size <= 1) {
         return {};

@@ -18,19 +18,19 @@ namespace app {
 
 namespace {
 
-// Qt's own event dispatcher is faster than the one on GLib and lets an exception through to the
-// place that catches it. Qt looks for this variable when it makes a dispatcher, in every thread.
-// The tool inherits it, which does no harm: a tool that is no Qt program does not know it.
+// Qt's own event dispatcher is faster than the GLib one and lets an exception through to the place
+// that catches it. Qt reads this variable whenever it creates a dispatcher, in every thread. The
+// tool inherits it, which does no harm: only Qt programs read it.
 void preferQtsOwnEventDispatcher()
 {
     qputenv("QT_NO_GLIB", "1");
 }
 
-// Shows an administrator, in the log and in the store, that and where settings can be written.
+// Shows an administrator, in the log and in the store, whether and where settings can be written.
 void writeProbe(QSettings &store)
 {
-    // A value that cannot be written stays with Qt, which from then on tries that again instead of
-    // reading what others have stored meanwhile. So a store that is read-only here gets none.
+    // Qt keeps a value that cannot be written and retries it from then on, instead of reading what
+    // others have stored meanwhile. So a read-only store gets none.
     if (store.isWritable()) {
         store.setValue(settings::probeKey, QStringLiteral("servertester"));
         store.sync();

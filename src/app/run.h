@@ -2,8 +2,8 @@
 
 namespace app {
 
-// The whole program: common start, then a settings command or serving. Returns the exit status.
-// The words must stay where they are until it returns.
+// The whole program: common start, then a settings command or serving. Returns the exit status. The
+// arguments must remain valid until it returns.
 [[nodiscard]] int run(int &argc, char **argv);
 
 } // namespace app

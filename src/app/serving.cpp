@@ -21,7 +21,7 @@ namespace {
 
 constexpr int startFailed = -1;
 
-QString toolPath; // the tool, once start has chosen it; the server gets a copy
+QString toolPath; // set at start; the server gets a copy
 
 void warnWithoutTool()
 {
@@ -33,7 +33,7 @@ void warnWithoutTool()
     qDebug() << text << toolPath;
 }
 
-// Runs until the event loop is left.
+// Runs until the event loop ends.
 int listenAndRun(const QHostAddress &address, int typedPort)
 {
     raiseDescriptorLimit();
@@ -91,7 +91,7 @@ int serveAsTold(const char *host, const char *port, const char *path)
     if (!QFile::exists(toolPath)) {
         const char *const text = "wrong vondPath, file does not exist:";
         qDebug() << text << toolPath;
-        // Deliberate: the one line that is not ended.
+        // Deliberate: the only line without a line end.
         std::cerr << text << toolPath.toStdString();
         return startFailed;
     }

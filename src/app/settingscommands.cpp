@@ -68,7 +68,7 @@ int setLogging(const char *value)
                   << "wrong argument:" << value << ", use '0' or '1'." << std::endl;
     }
     store.sync();
-    // Deliberate: a wrong value is complained of and yet no failure.
+    // Deliberate: a wrong value causes an error message, but no failure.
     return 0;
 }
 

@@ -2,10 +2,10 @@
 
 namespace app {
 
-// The uses of the program that end at once. Each returns the exit status, and takes its value as it
-// stands on the command line.
+// The commands that finish at once. Each returns the exit status and takes its value as given on
+// the command line.
 
-// Prints what is stored, also when there is no such folder.
+// Prints what is stored, even if there is no such folder.
 [[nodiscard]] int getTempFolder();
 
 [[nodiscard]] int setTempFolder(const char *value);

@@ -1,4 +1,4 @@
-// The entry of a Windows program without a console window. Elsewhere the system calls main().
+// The entry point of a Windows program without a console window. Elsewhere the system calls main().
 #include "app/narrowwords.h"
 
 #include <string>
