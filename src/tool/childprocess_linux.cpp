@@ -29,14 +29,14 @@ namespace {
 
 constexpr std::size_t readBytes = 65536; // no packet is larger
 
-// A write that does not fit into the pipe goes on when there is room, and its writer needs a moment
-// to notice. Such writes are put together again up to this size.
+// A write that does not fit into the pipe continues when there is room, after a moment that the
+// writer needs to notice. Such writes are reassembled up to this size.
 constexpr int restOfWriteMs = 10;
 constexpr int largestWrite = 1048576;
 
-constexpr int writesInATurn = 64; // then the end and the clock are looked at again
-constexpr int lookAgainMs = 5; // for the end, where the system cannot tell of it
-constexpr int killedWaitMs = 30000; // for a process that the system cannot end right now
+constexpr int writesInATurn = 64; // then the end and the deadline are checked again
+constexpr int lookAgainMs = 5; // for the end, where the system cannot signal it
+constexpr int killedWaitMs = 30000; // for a process that the system cannot kill at once
 
 struct Pipe
 {
@@ -44,7 +44,7 @@ struct Pipe
     base::FileDescriptor writeEnd;
 };
 
-// Whether the pipe could be made; otherwise errno says why not.
+// Whether the pipe could be made; sets errno if not.
 bool makePipe(Pipe *made, int flags = 0)
 {
     std::array<int, 2> ends = {};
@@ -55,8 +55,8 @@ bool makePipe(Pipe *made, int flags = 0)
     return true;
 }
 
-// A pipe that keeps the bounds of what is written into it (pipe(7), O_DIRECT): each write up to a
-// page is read by itself. A system that has no such pipes gives a plain one.
+// A pipe that preserves write boundaries (pipe(7), O_DIRECT): each write of up to a page is read
+// separately. A plain pipe on a system that has no such pipes.
 bool makePacketPipe(Pipe *made)
 {
     return makePipe(made, O_DIRECT) || (errno == EINVAL && makePipe(made));
@@ -67,15 +67,15 @@ bool makeNonBlocking(const base::FileDescriptor &descriptor)
     return ::fcntl(descriptor.get(), F_SETFL, O_NONBLOCK) == 0;
 }
 
-// Becomes readable when the process has ended. None on a system, or in a sandbox, that has no such
-// descriptors, or when there is no room for one.
+// A descriptor that becomes readable when the process ends. None on a system, or in a sandbox, that
+// lacks them, or when no descriptor is free.
 base::FileDescriptor openProcess(pid_t pid)
 {
     // By its number: glibc 2.36 declares the function in a way that C++ cannot link.
     return base::FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
 }
 
-// How the system is to make the process. The functions answer 0 or the number of an error.
+// How the system is to create the process.
 class SpawnSettings
 {
 public:
@@ -100,8 +100,8 @@ public:
     {
         sigset_t all;
         sigset_t none;
-        // Not sigfillset(): it leaves out the two signals that glibc keeps for itself, and glibc
-        // makes the program ignore those then.
+        // Not sigfillset(): it omits the two signals that glibc reserves, and glibc would then make
+        // the program ignore those.
         std::memset(&all, 0xff, sizeof all);
         (void)::sigemptyset(&none);
         note(::posix_spawnattr_setsigdefault(&m_attributes, &all));
@@ -138,7 +138,7 @@ private:
     int m_error;
 };
 
-// Searched for as QProcess does: a name that PATH does not have is taken as it stands.
+// Searches as QProcess does: a name that is not found in PATH is used as given.
 QString pathOf(const QString &program)
 {
     if (program.contains(QLatin1Char('/'))) {
@@ -159,7 +159,7 @@ std::vector<QByteArray> encodedWords(const QString &program, const QStringList &
     return words;
 }
 
-// 0, or the number of the error. The system does not change the words.
+// Returns 0 or an error number. The system does not change the words.
 int spawnProcess(pid_t *pid, const SpawnSettings &settings, std::vector<QByteArray> &words)
 {
     std::vector<char *> pointers;
@@ -186,14 +186,14 @@ qint64 bytesWaiting(const base::FileDescriptor &pipe)
     return pipe.isOpen() && ::ioctl(pipe.get(), FIONREAD, &waiting) == 0 ? waiting : 0;
 }
 
-// The size of a packet that may be a part of a longer write.
+// The size of a packet that may be part of a longer write.
 ssize_t fullPacket()
 {
     static const ssize_t pageBytes = ::sysconf(_SC_PAGESIZE);
     return pageBytes;
 }
 
-// Whether a writer may have found the pipe full before so many packets in a row were read.
+// Whether a writer may have found the pipe full before this many packets were read in a row.
 bool mayHaveBeenFull(const base::FileDescriptor &pipe, int packets)
 {
     return packets >= ::fcntl(pipe.get(), F_GETPIPE_SZ) / fullPacket();
@@ -210,12 +210,12 @@ int remainingMs(const QDeadlineTimer &deadline)
 
 struct ChildProcess::Run
 {
-    // 0, or the number of the error.
+    // Returns 0 or an error number.
     int start(std::vector<QByteArray> &words);
 
     void kill() const;
 
-    // Until its output has been read to the end, as QProcess has it.
+    // True until its output has been read to the end, as with QProcess.
     [[nodiscard]] bool isRunning() const
     {
         return stdIn.isOpen();
@@ -223,17 +223,17 @@ struct ChildProcess::Run
 
     void closeAll();
 
-    pid_t pid = -1; // -1 again when it is reaped: the number may be another's then
+    pid_t pid = -1; // -1 again once it is reaped: the number may then be reused
     base::FileDescriptor
-        process; // becomes readable at its end; none on a system without such things
+        process; // readable when it has ended; none where the system has no such descriptors
     base::FileDescriptor stdIn;
     base::FileDescriptor stdOut;
     base::FileDescriptor stdErr;
     QDeadlineTimer restOfWrite; // how long to wait for more before `unannounced` is announced
-    int unannounced = 0; // bytes of a write that may go on
-    int packetsInARow = 0; // read since the pipe was found empty
+    int unannounced = 0; // bytes of a write that may continue
+    int packetsInARow = 0; // read since the pipe was last empty
     bool isFlooding = false;
-    QByteArray output; // that nobody has taken yet
+    QByteArray output; // not taken yet
     QByteArray errors;
     QString errorString;
 };
@@ -260,7 +260,7 @@ int ChildProcess::Run::start(std::vector<QByteArray> &words)
     if (const int error = spawnProcess(&pid, settings, words)) {
         return error;
     }
-    in.readEnd.close(); // so that there is room for the next descriptor
+    in.readEnd.close(); // frees a descriptor for the next one
     process = openProcess(pid);
     stdIn = std::move(in.writeEnd);
     stdOut = std::move(out.readEnd);
@@ -367,10 +367,9 @@ QString ChildProcess::errorString() const
 // False when waiting failed; errno says why.
 bool ChildProcess::poll(const QDeadlineTimer &deadline, Ready *ready)
 {
-    std::array<pollfd, 3> entries = {
-        {{m_run->process.get(), POLLIN, 0}, // without one it is skipped
-         {m_run->stdOut.get(), POLLIN, 0},
-         {m_run->stdErr.get(), POLLIN, 0}}};
+    std::array<pollfd, 3> entries = {{{m_run->process.get(), POLLIN, 0}, // skipped if there is none
+                                      {m_run->stdOut.get(), POLLIN, 0},
+                                      {m_run->stdErr.get(), POLLIN, 0}}};
     int timeout = remainingMs(deadline);
     if (!m_run->process.isOpen()) {
         timeout = std::min(timeout, lookAgainMs);
@@ -385,7 +384,7 @@ bool ChildProcess::poll(const QDeadlineTimer &deadline, Ready *ready)
     return true;
 }
 
-// Whether the program has ended and is reaped.
+// Whether the program has ended; reaps it.
 bool ChildProcess::hasEnded(bool isSaidToHaveEnded)
 {
     if (m_run->pid > 0 && (isSaidToHaveEnded || !m_run->process.isOpen())) {
@@ -405,8 +404,8 @@ void ChildProcess::readWrites()
     for (int i = 0; i < writesInATurn && readWrite() > 0 && m_run->unannounced == 0; ++i) { }
 }
 
-// Reads what the program wrote at once, and announces it unless there may be more to come. How many
-// bytes were read.
+// Reads one write of the program and announces it unless more of it may follow. Returns the number
+// of bytes read.
 qint64 ChildProcess::readWrite()
 {
     std::array<char, readBytes> buffer; // NOLINT(cppcoreguidelines-pro-type-member-init): read into
@@ -458,8 +457,8 @@ qint64 ChildProcess::readErrors()
     return count;
 }
 
-// What the program left in the pipes. No more than that: a process that it has started may hold
-// them open and go on writing.
+// Reads what the program left in the pipes, and no more: a process that it started may hold them
+// open and keep writing.
 void ChildProcess::readRest()
 {
     qint64 errors = bytesWaiting(m_run->stdErr);
@@ -493,7 +492,7 @@ void ChildProcess::killAndReap()
         return;
     }
     m_run->kill();
-    m_run->stdOut.close(); // what it still has to say is of no use
+    m_run->stdOut.close(); // further output is of no use
     m_run->stdErr.close();
     const QDeadlineTimer deadline(killedWaitMs);
     Ready ready;
@@ -502,7 +501,7 @@ void ChildProcess::killAndReap()
     m_run->closeAll();
 }
 
-// A conversion's object stays for good: what it no longer needs does not stay with it.
+// A conversion's object is never deleted, so it frees what it no longer needs.
 void ChildProcess::release()
 {
     if (m_run && !m_run->isRunning() && m_run->output.isEmpty() && m_run->errors.isEmpty()

@@ -27,8 +27,8 @@ QHash<QByteArray, Entry> &claimed() // under claimedMutex
     return entries;
 }
 
-// The name and the folder's own number, whatever way leads there; the path as it stands when there
-// is no such folder.
+// The folder's device and inode number, whatever path leads there, and the file name; the plain
+// path when there is no such folder.
 QByteArray keyOf(const QString &path)
 {
     const QByteArray native = QFile::encodeName(path);
@@ -62,7 +62,7 @@ ClaimedPaths::Claim ClaimedPaths::claim(const QString &path)
     if (found != claimed().constEnd()) {
         return found->owner == this && !found->isClosed ? Claim::Own : Claim::Refused;
     }
-    m_keys.insert(key); // first: what is entered must be taken back, also when memory ends here
+    m_keys.insert(key); // first, so that the destructor removes it, even if insert() throws
     claimed().insert(key, {this, false});
     return Claim::New;
 }

@@ -6,17 +6,17 @@
 
 namespace tool {
 
-// The paths that one request has been given, for files that it has written or that its run of the
-// tool will write. While it lives, no other request of this process is given one of them: a name
-// that only looks free is found free by two at once, but claimed by one. Two spellings of one
-// folder are one path. No file is made. One thread for each object.
+// The paths that one request has claimed, for files that it has written or that its run of the tool
+// will write. While this object lives, no other request in this process can claim one of them: two
+// requests may find the same name free at once, but only one can claim it. Different spellings of
+// one folder count as one path. Creates no files. Each object belongs to one thread.
 class ClaimedPaths
 {
 public:
     enum class Claim
     {
         New,
-        Own, // claimed by this request before, and shared
+        Own, // already claimed by this request, and shared
         Refused
     };
 
@@ -27,11 +27,11 @@ public:
     ClaimedPaths(ClaimedPaths &&) = delete;
     ClaimedPaths &operator=(ClaimedPaths &&) = delete;
 
-    // Claims a path, to be shared by all of this request that name it, as a file does that the tool
-    // writes for one argument and reads for another.
+    // Claims a path. Every argument of this request that names it shares it: the tool may write the
+    // file for one argument and read it for another.
     [[nodiscard]] Claim claim(const QString &path);
 
-    // From here on, a path that has been claimed is refused to this request as well.
+    // Makes further claims of a claimed path fail for this request, too.
     void close(const QString &path);
 
     void giveBack(const QString &path);

@@ -2,7 +2,7 @@
 
 #include <QLatin1String>
 
-// The words by which the tool says what a piece of its output is.
+// The prefixes by which the tool marks what a piece of its output is.
 namespace tool {
 
 inline constexpr QLatin1String progressMarker("Progress:", 9);

@@ -13,9 +13,9 @@ std::optional<QString> rejectBadPath(const QString &vondPath)
         base::writeErrorLine(rejection.toUtf8());
         return rejection;
     }
-    // A folder passes, too: starting it then fails.
+    // A folder passes the check; starting it fails later.
     if (!QFile::exists(vondPath)) {
-        // Deliberate: a colon before the path in the answer, none on the console.
+        // Deliberate: a colon before the path in the response, none on the console.
         base::writeErrorLine("error: no vond-exe not found" + vondPath.toUtf8());
         return QStringLiteral("error: no vond-exe not found:%1").arg(vondPath);
     }

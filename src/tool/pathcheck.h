@@ -6,8 +6,8 @@
 
 namespace tool {
 
-// The check that stands before everything else in each route that uses the tool. Nothing when the
-// path may be used; otherwise the operator has been told, and this is the route's answer.
+// The first check in every route that uses the tool. Returns nothing when the path may be used;
+// otherwise writes a line for the operator and returns the route's response.
 [[nodiscard]] std::optional<QString> rejectBadPath(const QString &vondPath);
 
 } // namespace tool

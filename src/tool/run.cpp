@@ -20,9 +20,8 @@ bool holdsZero(const QString &argument)
     return argument.contains(QChar(QChar::Null));
 }
 
-// So many tools start at the same time as there are cores to start them, the others wait for their
-// turn. When a thousand conversions come at once, whoever polls meanwhile is not behind all of
-// them.
+// Only as many tools start at the same time as there are cores; the others wait for their turn. So
+// when a thousand conversions arrive at once, polls do not have to wait for all of them.
 void startInTurn(ChildProcess *process, const QString &vondPath, const QStringList &arguments)
 {
     static QSemaphore turns(QThread::idealThreadCount());
@@ -54,8 +53,8 @@ bool startAndWait(ChildProcess *process,
 
 QByteArray shortQuery(const QString &vondPath, const QStringList &arguments, int timeoutMs)
 {
-    ChildProcess process; // at the end of the block a tool that still runs is killed
-    // Deliberate: how the wait ended is not looked at, what was printed until then is the answer.
+    ChildProcess process; // its destructor kills a tool that is still running
+    // Deliberate: ignores how the wait ended; what was printed until then is the response.
     static_cast<void>(startAndWait(&process, vondPath, arguments, timeoutMs));
     return process.readAllStandardOutput();
 }

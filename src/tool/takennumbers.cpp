@@ -48,18 +48,18 @@ struct Known
     int watch = -1;
     NumberedNames names;
     std::size_t firstUnknown = leastRemembered;
-    quint64 lastLoss = 0; // when a file of these names has gone; a number that never comes again
+    quint64 lastLoss = 0; // sequence number of the last removal of such a file
 };
 
-constexpr std::size_t mostKnown = 256; // kinds of names; beyond, all is forgotten
+constexpr std::size_t mostKnown = 256; // sets of names; beyond that, everything is forgotten
 
 QMutex takenMutex;
 
-// Under the mutex. It is made once, and its descriptor stays.
+// To be used under the mutex. Created once; its descriptor stays open.
 class Memory
 {
 public:
-    // Null where the system does not tell of what goes.
+    // Null where the system does not report removals.
     Known *find(const QByteArray &key, const NumberedNames &names)
     {
         readEvents();
@@ -71,7 +71,7 @@ public:
             forgetAll();
         }
         const QByteArray folder = names.folder.isEmpty() ? QByteArray(".") : names.folder;
-        // Of a folder that is watched already it gives the same number again.
+        // For a folder that is already watched, this returns the same number.
         const int watch =
             ::inotify_add_watch(m_descriptor, folder.constData(), IN_DELETE | IN_MOVED_FROM);
         if (watch < 0) {
@@ -80,7 +80,7 @@ public:
         return &m_known.emplace(key, Known{watch, names, leastRemembered, ++m_time}).first->second;
     }
 
-    // What is remembered still; null when it was forgotten meanwhile.
+    // What is still remembered; null when it has been forgotten meanwhile.
     Known *findAgain(const QByteArray &key)
     {
         readEvents();
@@ -124,7 +124,7 @@ private:
         }
     }
 
-    // The watches stay: a folder that is asked for again has its own already.
+    // The watches stay: a folder that comes up again reuses its own.
     void forgetAll()
     {
         m_known.clear();
@@ -141,7 +141,7 @@ Memory &memory()
     return theOne;
 }
 
-// The folder's own number and the names; empty where files may go without this system's knowing.
+// The folder's device and inode number, and the names; empty where files may be removed unnoticed.
 QByteArray keyOf(const NumberedNames &names)
 {
     const QByteArray folder = names.folder.isEmpty() ? QByteArray(".") : names.folder;
@@ -187,7 +187,7 @@ void TakenNumbers::remember(std::size_t firstFree) const
     }
     const QMutexLocker lock(&takenMutex);
     Known *const known = memory().findAgain(m_key);
-    // What went during the search may have gone after it was seen.
+    // A file removed during the search may have been counted as taken.
     if (known != nullptr && known->lastLoss == m_lastLoss) {
         known->firstUnknown = std::max(known->firstUnknown, firstFree);
     }

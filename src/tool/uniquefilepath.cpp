@@ -21,7 +21,7 @@ namespace tool {
 
 namespace {
 
-// The candidates for one path, in their order.
+// The candidates for one path, in order.
 class Candidates
 {
 public:
@@ -30,7 +30,7 @@ public:
     // The next one that is not known to be taken.
     [[nodiscard]] QString next();
 
-    // Nothing bears the last one's name.
+    // The last candidate turned out to be free.
     void noteFree();
 
 private:
@@ -42,18 +42,18 @@ private:
     QString m_path;
     QString m_suffix;
     QString m_stem;
-    std::size_t m_number = 0; // of the next
-    std::vector<bool> m_taken; // by number, as far as the folder has shown
+    std::size_t m_number = 0; // of the next candidate
+    std::vector<bool> m_taken; // by number, as read from the folder
     std::size_t m_looks = 0;
     bool m_folderRead = false;
-    std::optional<TakenNumbers> m_remembered; // from where it pays
+    std::optional<TakenNumbers> m_remembered; // set from leastRemembered on
 };
 
 Candidates::Candidates(const QString &path)
     : m_path(path)
     , m_suffix(QLatin1Char('.') + QFileInfo(path).suffix())
-    // Deliberate: every occurrence of the suffix goes, in folder names and inside the name as well;
-    // a name without suffix loses every dot of its path and gets one at the end.
+    // Deliberate: every occurrence of the suffix is removed, in folder names and inside the name,
+    // too; a name without a suffix loses every dot in its path and gets one at the end.
     , m_stem(base::withoutPart(path, m_suffix))
 {
 }
@@ -100,8 +100,8 @@ NumberedNames Candidates::names() const
 
 #ifdef Q_OS_UNIX
 
-// Looking at one name takes as long as reading some ten entries of a folder, which are some hundred
-// bytes. The folder is read when that takes no longer than a few times what the looks took so far.
+// Checking one name takes as long as reading some ten entries of a folder, or some hundred bytes.
+// The folder is read when that takes no longer than a few times the checks made so far.
 bool Candidates::paysToReadFolder() const
 {
     constexpr std::size_t fewLooks = 64;
@@ -114,7 +114,7 @@ bool Candidates::paysToReadFolder() const
         && info.st_size <= static_cast<qint64>(m_looks) * folderBytesForALook;
 }
 
-// One pass over the folder in place of a look for each number.
+// One pass over the folder instead of one check per number.
 void Candidates::readFolder()
 {
     m_folderRead = true;
@@ -159,7 +159,7 @@ bool isNameTaken(const QString &path)
 QString uniqueFilePath(const QString &path, ClaimedPaths *claims)
 {
     return uniqueFilePath(path, claims, [](const QString &candidate) {
-        return !isNameTaken(candidate); // looked at again: it may have come before the claim
+        return !isNameTaken(candidate); // checked again: it may have appeared before the claim
     });
 }
 

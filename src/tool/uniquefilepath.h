@@ -8,17 +8,17 @@
 
 namespace tool {
 
-// Whether anything bears this name: a file, a folder, a link wherever it leads, a pipe, a device.
-// It is not opened.
+// Whether anything has this name: a file, a folder, a link, even a dangling one, a pipe, a device.
+// Does not open it.
 [[nodiscard]] bool isNameTaken(const QString &path);
 
-// The path itself when nothing is there, otherwise the first of "name_1.suffix", "name_2.suffix"
-// and so on that is free: neither there nor claimed by another request. It is claimed.
+// The path itself if it is free, otherwise the first free one of "name_1.suffix", "name_2.suffix"
+// and so on. Free means that it neither exists nor is claimed by another request. The returned path
+// is claimed.
 [[nodiscard]] QString uniqueFilePath(const QString &path, ClaimedPaths *claims);
 
-// The same with a step of the caller's, which is given a free candidate that has been claimed and
-// answers whether it is the one. It is not when somebody outside this process was quicker; then the
-// next is looked for.
+// The same, with a callback that receives each free candidate, already claimed, and returns whether
+// to use it. If not, because another process was quicker, the search goes on.
 [[nodiscard]] QString uniqueFilePath(const QString &path,
                                      ClaimedPaths *claims,
                                      const std::function<bool(const QString &)> &accept);
