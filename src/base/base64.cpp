@@ -43,7 +43,8 @@ char *putThree(char *out, std::uint32_t bits)
     return out;
 }
 
-// The usual case, four digits in a row. Returns where the first four begin that are not all digits.
+// The usual case, four digits in a row. Returns the first position from which the next four
+// characters are not all digits.
 const ushort *takeFours(const ushort *in, const ushort *end, char **out)
 {
     for (; end - in >= 4; in += 4) {
@@ -69,7 +70,7 @@ QByteArray decodedBase64(const QString &text)
     const ushort *in = text.utf16();
     const ushort *const end = in + text.size();
     std::uint32_t bits = 0;
-    int digits = 0; // in `bits`, not yet put
+    int digits = 0; // in `bits`, not yet written
     while (in != end) {
         if (digits == 0 && end - in >= 4) {
             const ushort *const before = in;

@@ -5,18 +5,18 @@
 
 namespace base {
 
-// Puts a line on the debug stream. Throws std::bad_alloc when there is no memory for it.
+// Writes a line to the debug stream. Throws std::bad_alloc when there is no memory for it.
 void writeDebugLine(QString line);
 
-// The line that qDebug() << item << item ... makes, for texts as large as a client or the tool
-// likes. qDebug() itself writes in a destructor: lack of memory cannot leave that and ends the
-// process.
+// Writes the same line as qDebug() << item << item ..., for texts as large as a client or the tool
+// makes them. qDebug() itself writes in a destructor, which std::bad_alloc cannot leave: it would
+// end the process.
 template <typename... Items>
 void debugLine(const Items &...items)
 {
     QString line;
     {
-        QDebug stream(&line); // collects, and writes nothing
+        QDebug stream(&line); // only collects
         static_cast<void>((stream << ... << items));
     }
     writeDebugLine(line);

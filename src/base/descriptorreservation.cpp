@@ -23,7 +23,7 @@ bool fits(qint64 limit, qint64 taken, int wanted)
     return taken + wanted + descriptorsOfTheService <= limit;
 }
 
-// Asked for each time: an administrator may change the limit of a process that runs.
+// Read each time: an administrator may change the limit of a running process.
 qint64 descriptorLimit()
 {
 #ifdef Q_OS_UNIX
@@ -43,18 +43,18 @@ std::optional<int> lowestFreeDescriptor()
     descriptor = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
     if (descriptor >= 0) {
         (void)::close(descriptor);
-    } else if (errno == EMFILE || errno == ENFILE) { // of the process, of the system
+    } else if (errno == EMFILE || errno == ENFILE) { // the process's limit, the system's
         return std::nullopt;
     }
 #endif
-    return descriptor; // a system without that file tells nothing, and is trusted
+    return descriptor; // without that file nothing is known; assume the best
 }
 
 DescriptorReservation::DescriptorReservation(int count, std::optional<int> lowestFree)
     : m_count(count)
 {
-    // Entered first and looked at then: of two that come at once and do not both fit, none is let
-    // in by mistake.
+    // Added first and checked afterwards: of two simultaneous reservations that do not both fit,
+    // neither is granted by mistake.
     const int before = reserved.fetch_add(count);
     const qint64 limit = descriptorLimit();
     if (!lowestFree || !fits(limit, before, count) || !fits(limit, *lowestFree, count)) {

@@ -23,7 +23,7 @@ namespace base {
 
 namespace {
 
-constexpr mode_t rightsOfNewFiles = 0666; // less the process's mask, as for every new file
+constexpr mode_t rightsOfNewFiles = 0666; // less the umask, as for every new file
 
 QByteArray helperPath(const QString &folder)
 {
@@ -38,7 +38,7 @@ std::optional<Attributes> attributesOf(int descriptor)
 {
     Attributes attributes;
 #ifdef Q_OS_LINUX
-    constexpr std::size_t longest = 65536; // bytes, the system's own limit for list and value
+    constexpr std::size_t longest = 65536; // bytes, the system's limit for both list and value
     if (::flistxattr(descriptor, nullptr, 0) == 0) {
         return attributes;
     }
@@ -47,7 +47,7 @@ std::optional<Attributes> attributesOf(int descriptor)
     if (listed < 0) {
         return errno == ENOTSUP ? std::make_optional(attributes) : std::nullopt;
     }
-    // Each name ends with a zero.
+    // Each name ends with a zero byte.
     const QList<QByteArray> names =
         QByteArray(buffer.data(), static_cast<int>(qMax<ssize_t>(0, listed - 1))).split('\0');
     for (const QByteArray &name : names) {
@@ -84,7 +84,7 @@ DraftFile::DraftFile(const QString &folder, Ability most)
 bool DraftFile::openWithoutName()
 {
 #ifdef O_TMPFILE
-    // Its name is given through this folder, which a bare container may lack.
+    // Naming it needs this folder, which a minimal container may lack.
     static const bool canBeNamed = ::access("/proc/self/fd", X_OK) == 0;
     if (canBeNamed) {
         m_descriptor = ::open(QFile::encodeName(m_folder).constData(),
@@ -134,7 +134,7 @@ QString DraftFile::errorString() const
 
 bool DraftFile::adoptRightsOf(int descriptor) const
 {
-    constexpr mode_t rights = 01777; // a write takes the other bits away
+    constexpr mode_t rights = 01777; // a write clears the other bits
     struct stat theirs = {};
     struct stat own = {};
     if (::fstat(descriptor, &theirs) != 0 || ::fstat(m_descriptor, &own) != 0) {
@@ -169,7 +169,7 @@ bool DraftFile::write(const QByteArray &bytes)
     if (m_ability == Ability::FileWithoutName) {
         return true;
     }
-    // A file server tells here that the disk is full.
+    // A network file system reports a full disk here.
     const bool closed = ::close(m_descriptor) == 0;
     m_descriptor = -1;
     return closed;
@@ -230,7 +230,7 @@ DraftFile::Naming DraftFile::nameNew(const QString &path)
         }
     }
 #endif
-    // The name is taken with an empty file, which is then replaced.
+    // An empty file takes the name and is then replaced.
     const int taken = ::open(native.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
     if (taken < 0) {
         return failed();

@@ -5,14 +5,14 @@
 
 namespace base {
 
-// A file that is still without a name: its bytes are written where nobody finds them, and the name
-// comes at once with all of them. Until it has one, nothing of it outlives the object.
+// A file that has no name yet: its bytes are written where nobody can see them, and it gets its
+// name once they are complete. Until then, it is removed with the object.
 //
-// On Linux it is a file without any name (O_TMPFILE), which goes with the process as well. Where
-// there is no such thing, as on a file server, it bears a helper's name, ".vond-" and a random
-// number; to replace a file that is there, it bears one between two calls of the system. What a
-// killed process leaves under such a name ages like every file of the folder. Unix only; one thread
-// at a time.
+// On Linux it is a file without a name (O_TMPFILE), which disappears with the process, too. Where
+// that is not supported, as on a network file system, it has a temporary name, ".vond-" and a
+// random number; to replace an existing file, it has one between two system calls. What a killed
+// process leaves under such a name is up to the clean-up of the folder. Unix only; one thread at a
+// time.
 class DraftFile
 {
 public:
@@ -23,15 +23,15 @@ public:
         Failed // errorString() says why
     };
 
-    // What a file system may be able to do; each can do what stands after it, too.
+    // What a file system may support; each value includes those after it.
     enum class Ability
     {
         FileWithoutName,
         RenameToNewName, // in one step
-        Least // a new name is taken with an empty file, which is replaced
+        Least // an empty file takes the new name and is then replaced
     };
 
-    // In this folder, to be named there. More than the system can do is not tried.
+    // Creates the file in this folder, where it will get its name. Uses no more than `most`.
     explicit DraftFile(const QString &folder, Ability most = Ability::FileWithoutName);
     ~DraftFile();
     DraftFile(const DraftFile &) = delete;
@@ -40,22 +40,23 @@ public:
     DraftFile &operator=(DraftFile &&) = delete;
 
     [[nodiscard]] bool isOpen() const; // false when it could not be made
-    [[nodiscard]] QString errorString() const; // of the last thing that failed, the system's words
+    [[nodiscard]] QString errorString() const; // the system's text for the last failure
 
-    // Takes over owner, rights and attributes of an open file. Whether it has exactly these now.
+    // Copies owner, permissions and attributes of an open file. Returns whether they are now the
+    // same.
     [[nodiscard]] bool adoptRightsOf(int descriptor) const;
 
-    // Writes the bytes, or, after a call that failed, what is missing of them. Whether all have
-    // arrived: on a full disk they do not.
+    // Writes the bytes or, after a failed call, those that are missing. Returns whether all have
+    // been written; on a full disk they are not.
     [[nodiscard]] bool write(const QByteArray &bytes);
 
-    // Empties it. Whether that was possible.
+    // Truncates it to nothing. Returns whether that succeeded.
     [[nodiscard]] bool clear();
 
-    // Gives it a name that nobody bears.
+    // Gives it a name that nothing has.
     [[nodiscard]] Naming nameNew(const QString &path);
 
-    // Gives it a name in place of the file that bears it.
+    // Gives it the name of an existing file, which it replaces.
     [[nodiscard]] Naming nameOver(const QString &path);
 
 private:
@@ -68,7 +69,7 @@ private:
     Naming failed();
 
     QString m_folder;
-    QByteArray m_helper; // its path, while it has such a name
+    QByteArray m_helper; // its temporary path, while it has one
     int m_descriptor = -1;
     int m_written = 0; // bytes
     int m_error = 0; // errno

@@ -5,11 +5,11 @@
 
 namespace base {
 
-// One line for the operator on the standard error stream, flushed. Text and line end go out in one
-// piece, so that lines of several connections do not run into each other.
+// Writes one line for the operator to standard error and flushes it. Text and line end are written
+// together, so that lines of several connections do not mix.
 void writeErrorLine(const QByteArray &line);
 
-// A text as such a line has it: in the local 8-bit encoding, as far as its first zero character.
+// A text as it appears in such a line: in the local 8-bit encoding, up to its first zero character.
 [[nodiscard]] QByteArray errorText(const QString &text);
 
 } // namespace base

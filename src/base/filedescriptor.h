@@ -5,7 +5,7 @@
 
 namespace base {
 
-// Owns an open file descriptor of the system and closes it. -1 stands for none.
+// Owns an open file descriptor and closes it. -1 means none.
 class FileDescriptor
 {
 public:
@@ -49,7 +49,7 @@ public:
     void close()
     {
         if (isOpen()) {
-            // Not repeated after EINTR: on Linux the descriptor is gone in any case.
+            // Not repeated after EINTR: on Linux the descriptor is closed in any case.
             (void)::close(std::exchange(m_descriptor, -1));
         }
     }

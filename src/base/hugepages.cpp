@@ -14,12 +14,12 @@ void preferHugePages(const void *data, qint64 size)
     if (size < leastBytes) {
         return;
     }
-    // Whole pages, the one with the block's own head included: a block of this size has a mapping
-    // to itself, and a mapping in two parts could not grow in place (mremap(2)).
+    // Whole pages, including the one with the block's header: a block of this size has its own
+    // mapping, and a split mapping could not grow in place (mremap(2)).
     const auto begin = reinterpret_cast<quintptr>(data) / pageBytes * pageBytes;
     const auto end = (reinterpret_cast<quintptr>(data) + static_cast<quintptr>(size) + pageBytes)
         / pageBytes * pageBytes;
-    // Refused where there are none; then the pages are small.
+    // Fails where there are none; then the pages stay small.
     (void)::madvise(reinterpret_cast<void *>(begin), end - begin, MADV_HUGEPAGE); // NOLINT: a block
 #else
     Q_UNUSED(data)

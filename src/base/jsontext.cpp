@@ -14,7 +14,7 @@
 namespace base {
 namespace {
 
-constexpr int deepest = 1024; // arrays and objects in one another
+constexpr int deepest = 1024; // nested arrays and objects
 constexpr char quote = '"';
 constexpr char backslash = '\\';
 constexpr const char *byteOrderMark = "\xef\xbb\xbf";
@@ -33,13 +33,14 @@ const char *behindSpace(const char *at, const char *end)
     return at;
 }
 
-// On to the first quote, backslash or byte beyond ASCII; eight bytes at a time, as the strings here
-// are up to gigabytes long.
+// Skips to the first quote, backslash or non-ASCII byte; eight bytes at a time, because strings can
+// be gigabytes long.
 const char *behindPlain(const char *at, const char *end)
 {
     constexpr std::uint64_t ones = 0x0101010101010101U;
     constexpr std::uint64_t highBits = ones << 7U;
-    // Of a word without high bits: has one where a byte equals the character, and perhaps above it.
+    // For a word without high bits: sets the high bit of each byte that equals the character, and
+    // perhaps of bytes above it.
     const auto marked = [](std::uint64_t word, char character) {
         return (word ^ (ones * static_cast<std::uint8_t>(character))) - ones;
     };
@@ -56,8 +57,8 @@ const char *behindPlain(const char *at, const char *end)
     return at;
 }
 
-// One character of well-formed UTF-8 (RFC 3629 section 4), and on behind it. False, and not on,
-// when it is none.
+// Reads one character of well-formed UTF-8 (RFC 3629 section 4) and advances past it. Returns
+// false, without advancing, if it is malformed.
 bool takeUtf8(const char *&at, const char *end, char32_t *character)
 {
     const auto byte = [at](int i) { return static_cast<std::uint8_t>(at[i]); };
@@ -96,8 +97,8 @@ int hexDigit(char digit)
     return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
-// What stands behind a backslash, and on behind it. False when the bytes end, or are no four digits
-// behind a "u".
+// Reads what follows a backslash and advances past it. False at the end of the bytes, or unless
+// four hexadecimal digits follow a "u".
 bool takeEscaped(const char *&at, const char *end, char32_t *character)
 {
     if (at == end) {
@@ -132,14 +133,14 @@ bool takeEscaped(const char *&at, const char *end, char32_t *character)
         }
         return true;
     default:
-        // Deliberate: the character itself; a byte beyond ASCII with its sign, as Qt takes it where
-        // char has one. Where it has none (arm64) Qt reads another character, and we do not.
+        // Deliberate: the character itself; a non-ASCII byte is sign-extended, as Qt does where
+        // char is signed. Where it is unsigned (arm64), Qt reads another character, and we do not.
         *character = static_cast<char32_t>(static_cast<signed char>(escaped));
         return true;
     }
 }
 
-// The next character of a string, escaped or not.
+// Reads the next character of a string, escaped or not.
 bool takeCharacter(const char *&at, const char *end, char32_t *character)
 {
     if (*at != backslash) {
@@ -149,7 +150,8 @@ bool takeCharacter(const char *&at, const char *end, char32_t *character)
     return takeEscaped(at, end, character);
 }
 
-// On behind the closing quote; `at` stands behind the opening one. Nothing when the string is none.
+// Returns the position after the closing quote; `at` is after the opening one. Null if the string
+// is malformed.
 const char *checkedString(const char *at, const char *end)
 {
     while ((at = behindPlain(at, end)) != end) {
@@ -172,7 +174,8 @@ const char *behindDigits(const char *at, const char *end)
     return at;
 }
 
-// On behind a number; nothing when it is none that Qt can read: "1." is one, "-" and 1e999 are not.
+// Returns the position after a number; null unless Qt can read it: it accepts "1.", but neither "-"
+// nor 1e999.
 const char *checkedNumber(const char *begin, const char *end)
 {
     const char *at = begin;
@@ -212,8 +215,8 @@ const char *checkedWord(const char *at, const char *end, const char *word)
     return stands ? at + size : nullptr;
 }
 
-// Holds a document against the grammar. What is open lies in a fixed array, so that nothing is
-// allocated, and the depth is no recursion.
+// Checks a document against the grammar. The open containers are kept in a fixed array, so it
+// neither allocates nor recurses.
 class Grammar
 {
 public:
@@ -223,7 +226,7 @@ public:
     {
     }
 
-    // On behind the array or object that begins here; nothing when it is none.
+    // Returns the position after the array or object that begins here; null if it is malformed.
     const char *behindContainer()
     {
         Next next = open();
@@ -237,7 +240,7 @@ private:
     enum class Next
     {
         Value, // m_at is at the first byte of one
-        Done, // all that was open is closed
+        Done, // all containers are closed
         Failed
     };
 
@@ -322,9 +325,9 @@ private:
     std::size_t m_depth = 0;
 };
 
-// From here on, the bytes are known to keep to the grammar.
+// From here on, the bytes are known to match the grammar.
 
-// `at` stands behind the opening quote.
+// `at` is after the opening quote.
 const char *behindString(const char *at, const char *end)
 {
     while (*(at = behindPlain(at, end)) != quote) {
@@ -362,7 +365,7 @@ const char *behindValue(const char *at, const char *end)
     });
 }
 
-// The UTF-16 units of what stands between the quotes.
+// The UTF-16 code units of what is between the quotes.
 class Units
 {
 public:
@@ -372,7 +375,7 @@ public:
     {
     }
 
-    // Negative behind the last.
+    // Negative after the last one.
     int next()
     {
         if (m_low >= 0) {
@@ -393,7 +396,7 @@ public:
 private:
     const char *m_at;
     const char *m_end;
-    int m_low = -1; // the second half of the character before
+    int m_low = -1; // the low surrogate of the previous character
 };
 
 int nextCodePoint(Units &units)
@@ -459,14 +462,14 @@ QString JsonText::text() const
     const char *const begin = m_begin + 1;
     const char *const end = m_end - 1;
     const auto size = static_cast<int>(end - begin);
-    if (behindPlain(begin, end) == end) { // base64, which may be long, is
+    if (behindPlain(begin, end) == end) { // as base64 is, which may be long
         QString text(size, Qt::Uninitialized);
         preferHugePages(text.constData(), qint64(size) * qint64(sizeof(QChar)));
         std::transform(begin, end, text.begin(), [](char c) { return QLatin1Char(c); });
         return text;
     }
     if (!hasEscapes(begin, end)) {
-        return QString::fromUtf8(begin, size); // without a byte order mark, as Qt has it
+        return QString::fromUtf8(begin, size); // drops a byte order mark, as Qt does
     }
     QString text(size, Qt::Uninitialized); // no character takes more units than bytes
     QChar *out = text.data();
@@ -527,7 +530,7 @@ bool JsonWalk::next()
     return true;
 }
 
-// The value that begins here, and on behind it and the space that follows.
+// Returns the value that begins here and advances past it and any space.
 JsonText JsonWalk::take()
 {
     const char *const begin = m_at;
@@ -538,7 +541,7 @@ JsonText JsonWalk::take()
 
 JsonMember JsonMember::firstByKey(const JsonText &object)
 {
-    // Where both are escaped, Qt compares units, otherwise code points.
+    // If both are escaped, Qt compares code units, otherwise code points.
     const auto isBehind = [](const JsonMember &one, const JsonMember &other) {
         Units left(one.key.m_begin + 1, one.key.m_end - 1);
         Units right(other.key.m_begin + 1, other.key.m_end - 1);

@@ -6,43 +6,42 @@
 
 #include <array>
 
-// Reading JSON (RFC 8259) where it stands. Qt's own reader cannot be used on what clients send: it
-// keeps some 25 bytes for each byte of "[[0],", loses the memory of arrays and objects whose key
-// comes again, and ends the process when memory is refused, since it allocates in destructors.
+// Reads JSON (RFC 8259) in place. Qt's own parser is not fit for what clients send: it takes some
+// 25 bytes for each byte of "[[0],", leaks arrays and objects under repeated keys, and ends the
+// process when it runs out of memory, because it allocates in destructors.
 namespace base {
 
-// A value in a document, as a view: nothing is copied and nothing allocated but by text(). The
-// bytes of the document must stay. What is not there is a value, too: neither array nor object nor
-// text.
+// A view of a value in a document: only text() copies or allocates. The bytes of the document must
+// outlive it. An absent value is one, too: neither array nor object nor string.
 //
-// What is accepted and what it reads as is what QJsonDocument::fromJson() and its classes make of
-// it, to the letter. They differ from the RFC in some places: the document is an array or an
-// object; at most 1024 of these lie in one another; text may hold control characters; a backslash
-// may stand before any character; UTF-8 must be valid, but an escaped surrogate may stand alone. Of
-// equal keys the last counts; Qt leaves it to chance in objects of more than 16 members.
+// It accepts and yields exactly what QJsonDocument::fromJson() and its classes do. They differ from
+// the RFC in some points: the document is an array or an object; these nest at most 1024 deep;
+// strings may contain control characters; a backslash may precede any character; UTF-8 must be
+// valid, but an escaped surrogate may be unpaired. Of duplicate keys the last counts; in Qt, the
+// outcome is arbitrary in objects of more than 16 members.
 class JsonText
 {
 public:
     JsonText() = default;
 
-    // The array or object that the bytes are; nothing when they are no JSON from the first byte to
-    // the last. Takes one pass.
+    // The document's array or object; an absent value unless the bytes are JSON from first to last.
+    // Takes one pass.
     [[nodiscard]] static JsonText document(const QByteArray &bytes);
 
     [[nodiscard]] bool isArray() const;
     [[nodiscard]] bool isObject() const;
     [[nodiscard]] bool isString() const;
 
-    // The text of a string; of anything else, the empty text. Throws std::bad_alloc.
+    // The text of a string; empty for anything else. Throws std::bad_alloc.
     [[nodiscard]] QString text() const;
 
-    // Whether this is a string of exactly these ASCII characters, however they are written.
+    // Whether this is a string of exactly these ASCII characters, escaped or not.
     [[nodiscard]] bool isText(QLatin1String text) const;
 
-    // The bytes of the document that are the value. They live as long as the document's.
+    // The bytes of the value within the document. Valid as long as the document's bytes.
     [[nodiscard]] QByteArray source() const;
 
-    // An object's values for these keys: for each the last one, or nothing. Takes one pass.
+    // An object's values for these keys: for each the last one, or an absent value. Takes one pass.
     template <std::size_t Count>
     [[nodiscard]] std::array<JsonText, Count>
     values(const std::array<QLatin1String, Count> &keys) const;
@@ -61,17 +60,17 @@ private:
     const char *m_end = nullptr;
 };
 
-// Goes through the elements of an array, or the members of an object, in the order of the document:
-// for (JsonWalk walk(array); walk.next();). Of anything else there are none.
+// Iterates over the elements of an array, or the members of an object, in document order: for
+// (JsonWalk walk(array); walk.next();). Anything else has none.
 class JsonWalk
 {
 public:
     explicit JsonWalk(const JsonText &container);
 
-    // On to the next one; false behind the last.
+    // Advances to the next one; false after the last.
     [[nodiscard]] bool next();
 
-    // A string in an object, nothing in an array.
+    // A string in an object, absent in an array.
     [[nodiscard]] const JsonText &key() const
     {
         return m_key;
@@ -92,11 +91,11 @@ private:
     JsonText m_value;
 };
 
-// A member of an object, as QJsonObject has it.
+// A member of an object, as in QJsonObject.
 struct JsonMember
 {
-    // The one whose key comes first in the alphabet; of equal keys, the last. Nothing, an absent
-    // key, when there is none.
+    // The member whose key sorts first; of duplicate keys, the last. Its key is absent when there
+    // is none.
     [[nodiscard]] static JsonMember firstByKey(const JsonText &object);
 
     JsonText key;
@@ -104,12 +103,12 @@ struct JsonMember
     bool isEscaped = false; // the key
 };
 
-// More elements than an argument list can have on Linux where it is limited as usual (a quarter of
-// a stack of 8 MiB: 233,016 arguments without a character).
+// More elements than an argument list can have on Linux with the usual limit (a quarter of an 8 MiB
+// stack: 233,016 empty arguments).
 constexpr int mostElements = 262144;
 
-// How many elements the array has. Throws std::bad_alloc above `mostElements`: what would be made
-// of them takes up to thirty times as much memory as the body, in small blocks.
+// The number of elements in the array. Throws std::bad_alloc above `mostElements`: converting them
+// would take up to thirty times as much memory as the body, in small blocks.
 [[nodiscard]] int boundedCount(const JsonText &array);
 
 template <std::size_t Count>

@@ -2,7 +2,8 @@
 
 #include <QString>
 
-// The operator's lines for a file that would not open, on stderr in the local 8-bit encoding.
+// Lines for the operator about a file that could not be opened, on stderr in the local 8-bit
+// encoding.
 namespace base {
 
 void reportCannotOpenForReading(const QString &path, const QString &reason);

@@ -7,10 +7,10 @@ namespace base {
 
 void ensureRoom()
 {
-    // Many times what is needed, and less than what is mapped by itself (app/freedmemory.cpp): once
-    // it has been free, it stays within the heap.
+    // Many times what is needed, and less than the size that gets its own mapping
+    // (app/freedmemory.cpp): once freed, it stays in the heap.
     constexpr std::size_t bytes = 65536;
-    void *volatile const room = std::malloc(bytes); // NOLINT(*-no-malloc): `new` may be left out
+    void *volatile const room = std::malloc(bytes); // NOLINT(*-no-malloc): not `new`: may be elided
     if (room == nullptr) {
         throw std::bad_alloc();
     }

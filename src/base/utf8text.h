@@ -9,8 +9,9 @@ namespace base {
 // the text, as it would with QString::fromUtf8(QByteArray).
 [[nodiscard]] QString utf8Text(const QByteArray &bytes);
 
-// The longest text that Qt can hold, in characters: its block has to stay within 2147483647 bytes,
-// with two for each character, the zero at the end and the header. As many bytes always fit in it.
+// The longest text that Qt can hold, in characters: its block must not exceed 2147483647 bytes,
+// with two for each character, the terminating zero and the header. As many bytes of UTF-8 always
+// fit.
 constexpr int longestText = (2147483647 - static_cast<int>(sizeof(QStringData))) / 2 - 1;
 
 } // namespace base

@@ -16,11 +16,11 @@ QByteArray arrayInOwnBlock(int size)
         throw std::bad_alloc();
     }
     auto *const header = new (block) QArrayData{
-        {Q_BASIC_ATOMIC_INITIALIZER(1)}, // held by the one array made below
+        {Q_BASIC_ATOMIC_INITIALIZER(1)}, // one reference: the array made below
         size,
-        (static_cast<uint>(size) + 1U) & 0x7fffffffU, // room in bytes, the zero byte too; 31 bits
+        (static_cast<uint>(size) + 1U) & 0x7fffffffU, // capacity with the zero byte; 31 bits
         0, // no capacity was reserved
-        sizeof(QArrayData), // where the bytes begin
+        sizeof(QArrayData), // offset of the bytes
     };
     static_cast<char *>(header->data())[size] = '\0';
     // NOLINTNEXTLINE(clang-analyzer-unix.Malloc): the array owns the block from here on

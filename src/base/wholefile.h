@@ -6,22 +6,23 @@ class QIODevice;
 
 namespace base {
 
-// The longest byte array that Qt's own functions make: the block that holds it, with the header in
-// front and the zero byte at the end, has to stay within 2147483647 bytes.
+// The longest byte array that Qt's own functions can make: its block, with the header in front and
+// the zero byte at the end, must not exceed 2147483647 bytes.
 constexpr int longestPlainArray = 2147483647 - static_cast<int>(sizeof(QByteArrayData)) - 1;
 
-// A file of up to 2147483646 bytes is to be served, but QIODevice::readAll() answers nothing, and
-// QByteArray's own allocation fails, for the last sizes below that. What stands in the way is only
-// the limit on the block, not the array, so here the block is made by hand the way Qt makes it:
-// from malloc, header first. Qt releases it with free() when the last copy goes. Mapping the file
-// instead would be shorter, but then a client that shortens the file ends the whole service.
-// The bytes are not set, but for the zero behind them. Throws std::bad_alloc.
+// Files of up to 2147483646 bytes are served, but for the largest sizes QIODevice::readAll()
+// returns nothing and QByteArray's own allocation fails. The limit is only on the block, not on the
+// array, so this makes the block by hand as Qt does: with malloc, header first. Qt releases it with
+// free() when the last copy goes. Mapping the file would be shorter, but then a client that
+// truncates the file would end the whole service. The bytes are uninitialised except for the
+// terminating zero. Throws std::bad_alloc.
 [[nodiscard]] QByteArray arrayInOwnBlock(int size);
 
-// A byte array of this size, its bytes not set: in a block of its own only where Qt's would not do.
+// A byte array of this size, uninitialised; made by arrayInOwnBlock() only when Qt's own would
+// fail.
 [[nodiscard]] QByteArray uninitializedArray(int size);
 
-// Reads this many bytes, or as many as there are.
+// Reads up to `size` bytes, or as many as there are.
 [[nodiscard]] QByteArray readWhole(QIODevice *device, int size);
 
 } // namespace base

@@ -4,8 +4,8 @@
 
 namespace base {
 
-// The text without any occurrence of the part. The same as QString::remove(), which moves the rest
-// of the text for every occurrence, in time proportional to the text.
+// The text with every occurrence of the part removed, in linear time. The result is the same as
+// that of QString::remove(), which moves the rest of the text for every occurrence.
 [[nodiscard]] QString withoutPart(const QString &text, const QString &part);
 
 } // namespace base

@@ -20,7 +20,7 @@ namespace base {
 
 namespace {
 
-// The system would end the name at the zero, and a file of another name would be written.
+// The system would end the name at the zero and write a file of another name.
 std::optional<QString> refuseZero(const QString &path)
 {
     return path.contains(QChar(QChar::Null))
@@ -35,7 +35,7 @@ std::optional<QString> openAndWrite(const QString &path, const QByteArray &bytes
         return file.errorString();
     }
     if (file.write(bytes) != bytes.size()) {
-        // Deliberate: a write that is cut short, on a full disk for instance, is not told.
+        // Deliberate: a short write, on a full disk for instance, is not reported.
         static_cast<void>(file.resize(0));
     }
     return std::nullopt;
@@ -43,7 +43,7 @@ std::optional<QString> openAndWrite(const QString &path, const QByteArray &bytes
 
 #ifdef Q_OS_UNIX
 
-QMutex inPlaceMutex; // two that empty and write one file at a time would mix it
+QMutex inPlaceMutex; // two that truncate and write one file at once would mix their bytes
 
 QString folderOf(const QString &path)
 {
@@ -56,7 +56,7 @@ bool endsWithName(const QString &path)
     return !path.isEmpty() && !path.endsWith(QLatin1Char('/'));
 }
 
-// The file that is there, open for writing, so that whatever forbids to write it has been met.
+// The existing file, open for writing, so that anything that forbids writing it has already failed.
 class Present
 {
 public:
@@ -92,8 +92,8 @@ public:
         return m_info.st_nlink <= 1;
     }
 
-    // Its path without links, which another upload may have replaced by now. Empty when a link no
-    // longer leads to a file.
+    // Its path with links resolved; another upload may have replaced them by now. Empty when a link
+    // no longer leads to a file.
     [[nodiscard]] QString ownPath() const;
     void close();
 
@@ -108,7 +108,7 @@ Present::Present(const QString &path)
     : m_path(path)
 {
     const QByteArray native = QFile::encodeName(path);
-    constexpr int flags = O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC; // a pipe is not waited for
+    constexpr int flags = O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC; // waits for no reader
     m_descriptor = ::open(native.constData(), flags);
     if (m_descriptor < 0 && errno == ENOENT && QFileInfo(path).isSymLink()) {
         m_descriptor = ::open(native.constData(), flags | O_CREAT, 0666); // where the link leads
@@ -118,8 +118,8 @@ Present::Present(const QString &path)
         close();
     }
     if (isThere() && isFile() && m_info.st_uid != ::geteuid()) {
-        // In a folder that is everybody's, the system refuses another user's file only to those who
-        // would make it.
+        // In a shared folder, the system protects another user's file only from being opened with
+        // O_CREAT.
         const int again = ::open(native.constData(), flags | O_CREAT, 0666);
         if (again < 0) {
             m_error = errno;
@@ -162,8 +162,8 @@ std::optional<QString> writeInPlace(const QString &path, const QByteArray &bytes
     return openAndWrite(path, bytes);
 }
 
-// Whether the draft holds all bytes. When there is no room for them, the old file goes: in any
-// case it would have to, and its room may do.
+// Whether the draft holds all bytes. If there is no room for them, the old file is removed: it
+// would have to go in any case, and its space may be enough.
 bool fillDraft(DraftFile *draft, const QByteArray &bytes, const QString &old)
 {
     if (draft->write(bytes)) {
@@ -176,7 +176,7 @@ bool fillDraft(DraftFile *draft, const QByteArray &bytes, const QString &old)
     return draft->write(bytes);
 }
 
-// Whether the draft has become the file of this path.
+// Whether the draft has replaced the file at this path.
 bool replaceBy(DraftFile *draft,
                const QString &path,
                const QByteArray &bytes,
@@ -241,7 +241,7 @@ NewFile writeNewFile(const QString &path, const QByteArray &bytes, QString *reas
         return NewFile::CannotBeMade;
     }
     if (!draft.write(bytes)) {
-        return NewFile::Made; // Deliberate: a full disk is not told here
+        return NewFile::Made; // Deliberate: a full disk is not reported here
     }
     const DraftFile::Naming naming = draft.nameNew(path);
     if (naming == DraftFile::Naming::Failed) {
@@ -265,7 +265,7 @@ std::optional<QString> writeFile(const QString &path, const QByteArray &bytes, O
     }
     static_cast<void>(file.write(bytes));
     if (!file.commit()) {
-        static_cast<void>(QFile::remove(path)); // nobody is to take the old bytes for the new ones
+        static_cast<void>(QFile::remove(path)); // nobody must take the old bytes for the new ones
     }
     return std::nullopt;
 }

@@ -5,8 +5,8 @@
 
 #include <optional>
 
-// Files that appear under their name whole, or not at all: who opens the name reads what was there
-// before, or all the new bytes. None of it is forced onto the disk.
+// Files that appear under their name complete or not at all: opening the name gives the old
+// contents or all the new bytes. Nothing is synced to the disk.
 namespace base {
 
 enum class OnFullDisk
@@ -15,28 +15,28 @@ enum class OnFullDisk
     LeaveEmpty // a file without bytes
 };
 
-// Puts the bytes into the file of this name, in place of what is there. Rights, owner and a link
-// stay, as if it had been opened and emptied. Nothing when it could be opened, otherwise the
-// reason, and then all is as before.
+// Replaces the contents of the file, or creates it. Permissions, owner and a link are kept, as if
+// it had been opened and truncated. Returns nothing when it could be opened, otherwise the reason;
+// then everything is as before.
 //
-// That not all bytes found room is not told. The old bytes are gone then, too, so that nobody takes
-// them for the new ones.
+// Does not report a full disk. The old bytes are gone then, too, so that nobody takes them for the
+// new ones.
 //
-// A pipe or a device is written to. A file that cannot be replaced (in a folder without the right
-// to write, of another user, with a second name, with attributes that a new one does not get) is
-// emptied and written, one at a time; readers can see that.
+// Writes to a pipe or a device. A file that cannot be replaced (in a read-only folder, of another
+// user, with a second hard link, with attributes that a new one cannot get) is truncated and
+// written, one at a time; readers can see that happen.
 [[nodiscard]] std::optional<QString> writeFile(const QString &path,
                                                const QByteArray &bytes,
                                                OnFullDisk onFullDisk = OnFullDisk::LeaveNothing);
 
 enum class NewFile
 {
-    Made, // or left out: that not all bytes found room is not told
-    Taken, // something bears the name
+    Made, // or not, if the disk is full, which is not reported
+    Taken, // something has the name
     CannotBeMade
 };
 
-// Makes the file, if nothing bears the name. `reason` is set when it cannot be made.
+// Creates the file if nothing has the name. Sets `reason` when it cannot be created.
 [[nodiscard]] NewFile writeNewFile(const QString &path, const QByteArray &bytes, QString *reason);
 
 } // namespace base
