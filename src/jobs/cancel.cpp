@@ -11,12 +11,12 @@ namespace jobs {
 QString cancelConversion(const QString &vondPath, const QString &cancelId)
 {
     // Deliberate: checked although the tool is not run, so that a server without a usable tool
-    // refuses to cancel in the same words as to convert.
+    // rejects a cancellation with the same text as a conversion.
     if (const auto rejection = tool::rejectBadPath(vondPath)) {
         return *rejection;
     }
     const QString path = settings::filePathIn(settings::workFolder(), stopFileName(cancelId));
-    // Deliberate: empty on a full disk, for that it is there is all that the tool looks at.
+    // Deliberate: empty on a full disk, because the tool only checks that it exists.
     if (const auto reason = base::writeFile(
             path, QByteArrayLiteral("This is a stop file."), base::OnFullDisk::LeaveEmpty)) {
         base::reportCannotOpenForWriting(path, *reason);

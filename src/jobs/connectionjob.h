@@ -9,7 +9,7 @@ namespace jobs {
 
 struct ConnectionJob // lent by the request handler for one call
 {
-    QObject *handler; // becomes parent of the process and receiver of its output
+    QObject *handler; // becomes the parent of the process and receives its output
     tool::ChildProcess *&process;
     QString &requestId;
     QString &lastStdOutMsg;

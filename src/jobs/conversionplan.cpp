@@ -14,7 +14,7 @@ namespace {
 
 QString plannedOutput(const QString &folder, const QString &inputPath, const QString &configuration)
 {
-    // Deliberate: of several dots the middle part is dropped.
+    // Deliberate: in a name with several dots, the middle part is dropped.
     const QFileInfo input(inputPath);
     const QString stem =
         folder + QLatin1Char('/') + input.baseName() + QLatin1Char('_') + configuration;

@@ -4,7 +4,7 @@
 #include <QString>
 #include <QStringList>
 
-// What is decided about a conversion, without files and processes.
+// The decisions about a conversion, without files and processes.
 namespace jobs {
 
 struct ConversionRequest
@@ -15,22 +15,22 @@ struct ConversionRequest
     QString cancelId;
 };
 
-// Missing keys and a body that is no JSON read as empty.
+// Missing keys, and a body that is not JSON, give empty texts.
 [[nodiscard]] ConversionRequest readConversionRequest(const QByteArray &body);
 
 struct ConversionPlan
 {
     QString stopFilePath;
     QString inputPath;
-    QString outputPath; // wanted; the tool may number it rather than overwrite
+    QString outputPath; // requested; the tool may number it rather than overwrite
     QStringList arguments; // for the tool
 };
 
 [[nodiscard]] ConversionPlan planConversion(const ConversionRequest &request,
                                             const QString &folder);
 
-// The answer after the tool has ended: what it said last when it reports an error, otherwise the
-// bare name of the output. A message that names the output loses its marker.
+// The response after the tool has ended: its last message if it reports an error, otherwise the
+// bare name of the output. Removes the marker from a last message that names the output.
 [[nodiscard]] QString
 conversionAnswer(const ConversionPlan &plan, const QByteArray &stdErr, QString &lastStdOutMsg);
 

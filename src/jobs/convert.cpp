@@ -14,7 +14,7 @@ namespace jobs {
 
 namespace {
 
-// An entry in the registry for as long as the object lives: an exception takes it back, too.
+// An entry in the registry for as long as the object lives: an exception removes it, too.
 class RegistryEntry
 {
 public:
@@ -40,27 +40,27 @@ private:
     QString m_id;
 };
 
-// Runs the tool as the connection's process; its output reaches the handler during the wait.
-// Whether the wait succeeded.
+// Runs the tool as the connection's process; the handler receives its output during the wait.
+// Returns whether the wait succeeded.
 bool runForConnection(const QString &vondPath,
                       const ConnectionJob &job,
                       const QStringList &arguments)
 {
-    // Stays until the handler goes; a next job replaces it. The parent comes second: where memory
-    // for its list of children is refused, the constructor gives back the thread's data twice.
+    // Lives as long as the handler; a later job replaces the pointer. The parent is set afterwards:
+    // if the list of children cannot grow, the constructor frees the thread's data twice.
     auto process = std::make_unique<tool::ChildProcess>();
     process->setParent(job.handler);
     job.process = process.release();
     base::debugLine("arguments:");
     base::debugLine(arguments);
-    base::ensureRoom(); // refused within the next line, memory ends the process
+    base::ensureRoom(); // running out of memory in the next line would end the process
     QObject::connect(job.process,
                      SIGNAL(readyReadStandardOutput()),
                      job.handler,
                      SLOT(handleVondProgress()),
                      Qt::AutoConnection);
     const bool ended = tool::startAndWait(job.process, vondPath, arguments, tool::withoutLimit);
-    job.process->disconnect(job.handler); // the object stays; what it no longer needs does not
+    job.process->disconnect(job.handler); // the object stays, the connection must not
     return ended;
 }
 
@@ -75,8 +75,8 @@ QString convert(const QString &vondPath,
         return *rejection;
     }
     const ConversionRequest request = readConversionRequest(body);
-    // Deliberate: the last message of an earlier job on this connection is not cleared. A tool that
-    // prints nothing leaves it standing.
+    // Deliberate: the last message of an earlier job on this connection is not cleared. It remains
+    // if the tool prints nothing.
     job.requestId = request.requestId;
     base::debugLine("convert reqestID: ", job.requestId);
     std::optional<RegistryEntry> entry(std::in_place, registry, job.requestId);
@@ -84,8 +84,8 @@ QString convert(const QString &vondPath,
     base::debugLine("convert: stopfile: ", plan.stopFilePath);
 
     const bool ended = runForConnection(vondPath, job, plan.arguments);
-    // Deliberate: the entry goes before the wait's result is looked at, so that a poll after the
-    // answer reads empty.
+    // Deliberate: the entry is removed before the result of the wait is checked, so that a poll
+    // after the response reads empty.
     entry.reset();
     if (!ended) {
         tool::reportFailedConversionWait(plan.inputPath);

@@ -7,17 +7,17 @@
 
 namespace jobs {
 
-// What a client reads while it polls: the last progress text, or empty when no such job runs.
+// What a polling client reads: the last progress text; empty when no such job is running.
 [[nodiscard]] QString progressInfo(Registry *registry, const QString &id);
 
-// Shows that a path argument arrives; nothing else.
+// Only shows that a path argument arrives.
 [[nodiscard]] QString progressInf(const QString &argument);
 
-// Registers a job that never runs and never ends, for trying to poll; answers its ID.
+// Registers a job that never runs and never ends, for trying out polling. Returns its ID.
 [[nodiscard]] QString progressTest(Registry *registry);
 
-// One chunk of the tool's standard output, as it came out of the pipe: either progress of the job,
-// or the last thing the tool said.
+// Takes one chunk of the tool's standard output, as read from the pipe: either progress of the job,
+// or the tool's last message.
 void takeOutputChunk(Registry *registry,
                      const QString &requestId,
                      const QByteArray &chunk,

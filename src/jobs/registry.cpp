@@ -10,7 +10,7 @@ namespace jobs {
 namespace {
 
 QBasicMutex
-    registryMutex; // guards every registry; nothing that locks is called under it but the logger
+    registryMutex; // guards every registry; of all that locks, only the logger is called under it
 
 } // namespace
 

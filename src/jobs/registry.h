@@ -3,20 +3,20 @@
 #include <QMap>
 #include <QString>
 
-// What runs: request ID to the last progress text of the tool. One per server, shared by all
-// connections, so any thread may call; the functions take turns under one lock of their own. IDs
-// are taken as they come, the empty one too.
+// Running conversions: maps the request ID to the tool's last progress text. One per server, shared
+// by all connections, so any thread may call; the functions share one lock. Any ID is valid, even
+// an empty one.
 namespace jobs {
 
 using Registry = QMap<QString, QString>;
 
-// The job reads "Progress: 0%" from now on; one that is there already starts anew.
+// Sets the job's progress to "Progress: 0%", whether or not it exists.
 void registerRequest(Registry *registry, const QString &id);
 
-// Makes the entry when it is missing.
+// Creates the entry if it is missing.
 void setProgressText(Registry *registry, const QString &id, const QString &text);
 
-// Empty when there is no such entry; then the known IDs are logged.
+// Empty when there is no such entry; then logs the known IDs.
 [[nodiscard]] QString progressText(Registry *registry, const QString &id);
 
 void removeRequest(Registry *registry, const QString &id);

@@ -12,7 +12,7 @@ namespace jobs {
 
 namespace {
 
-// Zero for a file that is not there, which includes any name with a zero character.
+// Zero for a missing file, which includes any name with a zero character.
 qint64 sizeOf(const QString &path)
 {
     return path.contains(QChar(QChar::Null)) ? 0 : QFileInfo(path).size();
@@ -23,7 +23,7 @@ QByteArray sizeAndName(qint64 size, const QString &name)
     return ", Size:" + QByteArray::number(size) + ", File:" + name.toUtf8();
 }
 
-// Whether a file of this size is served. The operator is told why not.
+// Whether a file of this size is served. If not, writes a line for the operator.
 bool isServed(qint64 size, const QString &name)
 {
     if (static_cast<quint64>(size) >= tooBigSize) {
@@ -62,7 +62,7 @@ QByteArray getConversionResult(const QString &name)
         base::reportCannotOpenForReading(path, file.errorString());
         return {};
     }
-    const qint64 size = file.size(); // of what is open: the name may lead to another file by now
+    const qint64 size = file.size(); // of the open file: the name may refer to another one by now
     return isServed(size, name) ? readResult(&file, static_cast<int>(size), name) : QByteArray();
 }
 

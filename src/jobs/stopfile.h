@@ -4,7 +4,7 @@
 
 namespace jobs {
 
-// The name of the file that tells the tool of this cancellation ID to stop.
+// The name of the stop file for this cancel ID.
 [[nodiscard]] inline QString stopFileName(const QString &cancelId)
 {
     return cancelId + QStringLiteral(".txt");

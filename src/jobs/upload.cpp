@@ -20,7 +20,7 @@ QByteArray upload(const QString &name, const QByteArray &body)
     if (hasFolderPart(name)) {
         base::debugLine("upload refused, name with a folder part:", name);
     } else {
-        // Deliberate: a file that cannot be written is neither told to the client nor logged.
+        // Deliberate: a failed write is neither reported to the client nor logged.
         static_cast<void>(
             base::writeFile(settings::filePathIn(settings::workFolder(), name), body));
     }

@@ -12,11 +12,11 @@ inline constexpr QLatin1String folderMarks("/\\:", 3); // the colon after a driv
 inline constexpr QLatin1String folderMarks("/", 1);
 #endif
 
-// Whether a name leads out of the folder it is meant for.
+// Whether a name leads out of its folder.
 [[nodiscard]] bool hasFolderPart(const QString &name, QLatin1String marks = folderMarks);
 
-// Stores the bytes under this name in the work folder, in place of what is there. The answer is
-// always the same, whatever became of the file. A name with a folder part writes nothing.
+// Stores the bytes under this name in the work folder, replacing what is there. The response is
+// always the same, whatever happened to the file. A name with a folder part writes nothing.
 [[nodiscard]] QByteArray upload(const QString &name, const QByteArray &body);
 
 } // namespace jobs
