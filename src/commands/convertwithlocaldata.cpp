@@ -14,7 +14,7 @@ namespace commands {
 
 namespace {
 
-// The option list for the tool, with the files written. Nothing when one could not be.
+// Writes the files and returns the option list for the tool; nothing when one could not be written.
 std::optional<QStringList>
 writeOptions(const QVector<LocalOption> &options, const QString &folder, tool::ClaimedPaths *claims)
 {

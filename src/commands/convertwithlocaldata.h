@@ -5,9 +5,9 @@
 
 namespace commands {
 
-// Converts the image that the body, a JSON object, carries. Where the result lies (a full path when
-// the tool printed anything, else a bare name), the tool's own words when it reports an error, or
-// an empty text.
+// Converts the image in the body, a JSON object. Returns where the result is (a full path if the
+// tool printed anything, otherwise a bare name), the tool's own message when it reports an error,
+// or an empty text.
 [[nodiscard]] QString convertWithLocalData(const QString &vondPath, const QByteArray &body);
 
 } // namespace commands

@@ -34,7 +34,7 @@ QVector<LocalOption> readOptions(const base::JsonText &elements)
     }
     options.reserve(base::boundedCount(elements));
     for (base::JsonWalk walk(elements); walk.next();) {
-        // Deliberate: only the first key counts, in the order of the alphabet.
+        // Deliberate: only the key that sorts first counts.
         const base::JsonMember member = base::JsonMember::firstByKey(walk.value());
         if (!member.key.isString()) {
             base::debugLine("setOptions: skipped an element without a key:", walk.value().source());
@@ -65,7 +65,8 @@ LocalDataRequest readLocalDataRequest(const QByteArray &body)
 QString
 localOutputPath(const QString &folder, const QString &inputPath, const QString &configuration)
 {
-    // Deliberate: of several dots the middle part is dropped, and the dot stays without a suffix.
+    // Deliberate: in a name with several dots, the middle part is dropped; without a suffix, a dot
+    // remains at the end.
     const QFileInfo input(inputPath);
     return folder + QLatin1Char('/') + input.baseName() + QLatin1Char('_') + configuration
         + QLatin1Char('.') + input.suffix();
@@ -97,7 +98,7 @@ QString localAnswer(const tool::Output &output, const QString &outputPath)
     if (output.stdOut.startsWith(tool::outputFileMarker.latin1())) {
         return base::utf8Text(output.stdOut.mid(tool::outputFileMarker.size())).trimmed();
     }
-    // Deliberate: a full path when the tool said anything, the bare name when it said nothing.
+    // Deliberate: a full path if the tool printed anything, the bare name if it printed nothing.
     return output.stdOut.isEmpty() ? QFileInfo(outputPath).fileName() : outputPath;
 }
 

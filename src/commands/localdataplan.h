@@ -7,14 +7,14 @@
 #include <QStringList>
 #include <QVector>
 
-// Converting an image that comes with the request: what is decided, without files and processes.
+// The decisions about converting an image in the request, without files and processes.
 namespace commands {
 
-// One option for the tool. Its value is a text, or a file that comes along.
+// One option for the tool. Its value is a text or an attached file.
 struct LocalOption
 {
     QString option;
-    QString value; // unused when a file comes along
+    QString value; // unused with an attached file
     bool hasFile = false;
     QString fileName;
     QString base64;
@@ -28,8 +28,8 @@ struct LocalDataRequest
     QVector<LocalOption> options; // in the request's order
 };
 
-// Missing keys and a body that is no JSON read as empty. Elements of the option list that are no
-// object or have no key are skipped, which is logged.
+// Missing keys, and a body that is not JSON, give empty texts. Elements of the option list that are
+// not objects, or have no key, are skipped and logged.
 [[nodiscard]] LocalDataRequest readLocalDataRequest(const QByteArray &body);
 
 [[nodiscard]] QString

@@ -2,13 +2,13 @@
 
 #include <QString>
 
-// What the tool says about itself, passed through as text. Empty when it says nothing.
+// What the tool reports about itself, passed through as text. Empty if it prints nothing.
 namespace commands {
 
 [[nodiscard]] QString version(const QString &vondPath);
 [[nodiscard]] QString listconfigurations(const QString &vondPath);
 
-// The name becomes part of one argument, whatever it holds.
+// The name becomes part of one argument, whatever it contains.
 [[nodiscard]] QString configDetails(const QString &vondPath, const QString &name);
 
 } // namespace commands

@@ -19,8 +19,8 @@ QStringList survivingReturnKeys(const QStringList &keys, const QByteArray &stdEr
         if (!line.startsWith(tool::errorMarker)) {
             continue;
         }
-        // Deliberate: a key counts wherever it occurs in the line, inside a longer name as well,
-        // and it is logged again for each line, also when an earlier one has removed it.
+        // Deliberate: a key counts wherever it occurs in the line, even inside a longer name, and
+        // is logged again for each line, even if an earlier one has already removed it.
         for (int i = 0; i < keys.size(); ++i) {
             if (line.contains(keys.at(i))) {
                 mentioned[i] = true;
@@ -39,7 +39,7 @@ QStringList survivingReturnKeys(const QStringList &keys, const QByteArray &stdEr
 
 QJsonObject returnFilesDict(const QStringList &keys)
 {
-    // Sorted first: the object moves all that comes behind a new member, so each goes to its end.
+    // Sorted first: the object moves everything after a new member, so each is appended.
     QMap<QString, QString> members;
     for (const QString &key : keys) {
         members.insert(QFileInfo(key).baseName(), key);
@@ -62,8 +62,8 @@ QJsonObject vondAnswer(const tool::Output &output, const QStringList &returnKeys
         base::debugLine(surviving);
         answer.insert(QLatin1String("returnFilesDict"), returnFilesDict(surviving));
     }
-    // The stream's own words for an object. Its operator allocates in a destructor, where refused
-    // memory ends the process.
+    // What the stream prints for an object. Its operator allocates in a destructor, where running
+    // out of memory ends the process.
     const QByteArray json = QJsonDocument(answer).toJson(QJsonDocument::Compact);
     base::debugLine(("QJsonObject(" + json + ')').constData());
     return answer;

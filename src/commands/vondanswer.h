@@ -7,13 +7,13 @@
 
 namespace commands {
 
-// The keys that no "Error:" line of the tool's standard error mentions. Logs each one it removes.
+// The keys that no "Error:" line in the tool's standard error mentions. Logs each key it removes.
 [[nodiscard]] QStringList survivingReturnKeys(const QStringList &keys, const QByteArray &stdErr);
 
-// The members by which the client finds its files: base name to whole name.
+// The members by which the client finds its files: base name to full name.
 [[nodiscard]] QJsonObject returnFilesDict(const QStringList &keys);
 
-// The answer after a run of the tool.
+// The response after a run of the tool.
 [[nodiscard]] QJsonObject vondAnswer(const tool::Output &output, const QStringList &returnKeys);
 
 } // namespace commands

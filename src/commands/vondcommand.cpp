@@ -23,7 +23,7 @@ struct VondPlan
     QStringList returnKeys;
 };
 
-// The array that the body is, of a bearable length.
+// The array in the body, of an acceptable length.
 std::optional<base::JsonText> readArguments(const QByteArray &body)
 {
     const base::JsonText document = base::JsonText::document(body);
@@ -38,8 +38,8 @@ std::optional<base::JsonText> readArguments(const QByteArray &body)
     return document;
 }
 
-// Elements are worked off one after the other, because a file that comes along takes a name that a
-// later element may ask for. Files written before a refused element stay.
+// Elements are processed in order, because an attached file takes a name that a later element may
+// ask for. Files written before a rejected element stay.
 std::optional<VondPlan>
 planRun(const base::JsonText &elements, const QString &folder, tool::ClaimedPaths *claims)
 {
@@ -81,7 +81,7 @@ planRun(const base::JsonText &elements, const QString &folder, tool::ClaimedPath
 QJsonObject vond(const QString &vondPath, const QByteArray &body)
 {
     if (tool::rejectBadPath(vondPath)) {
-        return {}; // Deliberate: the words go to the operator alone
+        return {}; // Deliberate: only the operator sees the reason
     }
     const auto elements = readArguments(body);
     if (!elements) {

@@ -6,8 +6,8 @@
 
 namespace commands {
 
-// Runs the tool with the arguments that the body, a JSON array, names. What it printed and the
-// files that can be fetched; an empty object on every failure, whose reason only the operator gets.
+// Runs the tool with the arguments in the body, a JSON array. Returns what it printed and the files
+// that can be fetched; an empty object on every failure, whose reason only the operator sees.
 [[nodiscard]] QJsonObject vond(const QString &vondPath, const QByteArray &body);
 
 } // namespace commands

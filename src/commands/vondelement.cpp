@@ -49,8 +49,8 @@ reserveReturnFile(const VondElement &element, const QString &folder, tool::Claim
     QString key;
     static_cast<void>(
         tool::uniqueFilePath(prefix + element.name, claims, [&](const QString &candidate) {
-            // Deliberate: every occurrence of the prefix goes, not only the one in front. What is
-            // left may be a name that another client has been given.
+            // Deliberate: every occurrence of the prefix is removed, not only the one in front. The
+            // result may be a name that another client has claimed.
             key = base::withoutPart(candidate, prefix);
             return !tool::isNameTaken(candidate)
                 && (prefix + key == candidate

@@ -10,15 +10,15 @@ class JsonText;
 
 namespace commands {
 
-// One element of the request's argument array, read.
+// One parsed element of the request's argument array.
 struct VondElement
 {
     enum class Kind
     {
         Literal, // text is the argument
-        ReturnFile, // text is what stands before the marker, name the file that is wanted back
-        InputFile, // name and base64 content of a file that comes along
-        Neither // an element that is refused
+        ReturnFile, // text precedes the marker, name is the file that is wanted back
+        InputFile, // name and base64 content of an attached file
+        Neither // to be rejected
     };
 
     Kind kind = Kind::Neither;
@@ -29,15 +29,15 @@ struct VondElement
 
 [[nodiscard]] VondElement readVondElement(const base::JsonText &element);
 
-// A file that the client wants back: the argument for the tool and the name to fetch it by.
+// A file that the client wants back: the tool's argument and the name to fetch it by.
 struct ReturnFile
 {
     QString argument;
     QString key;
 };
 
-// Gives the wanted file a name in the folder that is free, and nobody else's while the claims live.
-// The file is not made. A name that one request asks for twice is one file.
+// Gives the wanted file a free name in the folder, reserved as long as the claims live. Does not
+// create the file. A name that one request asks for twice is one file.
 [[nodiscard]] ReturnFile
 reserveReturnFile(const VondElement &element, const QString &folder, tool::ClaimedPaths *claims);
 

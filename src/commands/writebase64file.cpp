@@ -18,7 +18,7 @@ QString writeBase64File(const QString &path, const QString &base64Text, tool::Cl
     });
     if (result == base::NewFile::CannotBeMade) {
         claims->giveBack(target);
-        // Deliberate: the path that was asked for, not the target.
+        // Deliberate: the requested path, not the actual one.
         base::reportCannotOpenForWriting(path, reason);
         return {};
     }
