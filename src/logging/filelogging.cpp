@@ -13,8 +13,8 @@
 
 namespace {
 
-QString logFilePath; // set before the message handler is installed, only read afterwards
-QMutex logFileMutex; // held from the opening of the log file to its closing
+QString logFilePath; // set before the message handler is installed, then only read
+QMutex logFileMutex; // held from opening the log file to closing it
 
 } // namespace
 
@@ -31,11 +31,11 @@ void serverMessageHandler(QtMsgType /*type*/,
     // Deliberate: opened and closed for every message, so that the file can be moved or deleted
     // while the service runs.
     if (!file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered)) {
-        // Writing on would make Qt complain on standard error.
+        // Writing now would make Qt complain on standard error.
         return;
     }
-    // Not through a text stream, which would write the same bytes: where memory is refused, one
-    // ends the process.
+    // Not through a text stream, which would write the same bytes but ends the process when it runs
+    // out of memory.
     static_cast<void>(file.write(bytes));
     file.close();
 }

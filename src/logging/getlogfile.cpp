@@ -11,8 +11,8 @@ namespace logging {
 
 QString getLogFile()
 {
-    // Deliberate: the folder configured now, whatever the run itself logs to and whether it logs at
-    // all. The file is read without the writers' lock, so that a slow reader never stops them.
+    // Deliberate: the folder configured now, wherever this process logs to, if it logs at all.
+    // Reads the file without the writers' lock, so that a slow reader never blocks them.
     const QString path = configuredLogFilePath();
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
@@ -23,7 +23,7 @@ QString getLogFile()
         base::writeErrorLine("Could not read " + base::errorText(path) + ": too large");
         return {};
     }
-    return base::utf8Text(file.readAll()); // a crash of the machine may leave zero bytes
+    return base::utf8Text(file.readAll()); // a system crash may leave zero bytes
 }
 
 } // namespace logging

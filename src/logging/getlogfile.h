@@ -4,7 +4,7 @@
 
 namespace logging {
 
-// The whole log file, as it is now. Empty, and told on standard error, when it cannot be read.
+// The whole log file, as it is now. Empty, with a line on standard error, when it cannot be read.
 [[nodiscard]] QString getLogFile();
 
 } // namespace logging

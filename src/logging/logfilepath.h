@@ -4,8 +4,8 @@
 
 namespace logging {
 
-// Where the log file lies by the settings of this moment. A run that has begun to log stays with
-// the path it had then.
+// The path of the log file according to the current settings. A service that has started logging
+// keeps the path it had then.
 [[nodiscard]] QString configuredLogFilePath();
 
 } // namespace logging

@@ -5,10 +5,10 @@
 
 namespace logging {
 
-// One line of the log file, without its line end. The type of a message is not told.
+// One line of the log file, without its line end. Does not show the type of the message.
 [[nodiscard]] QString logLine(const QDateTime &time, quint32 thread, const QString &message);
 
-// The number by which the calling thread is told apart in the log file.
+// The number that identifies the calling thread in the log file.
 [[nodiscard]] quint32 currentThreadNumber();
 
 } // namespace logging
