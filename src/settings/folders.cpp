@@ -21,7 +21,7 @@ QString existingFolderOrTemp(const QString &folder)
 
 QString workFolder()
 {
-    base::ensureRoom(); // refused within the next line, memory ends the process
+    base::ensureRoom(); // running out of memory in the next line would end the process
     const QSettings store;
     return existingFolderOrTemp(store.value(tempFolderKey, QDir::tempPath()).toString());
 }
