@@ -20,7 +20,7 @@ QString text(const QByteArray &body)
         return {};
     }
     QString answer = base::utf8Text(body);
-    answer.prepend(label); // in place: the text may have gigabytes
+    answer.prepend(label); // in place: the text may be gigabytes long
     return answer;
 }
 

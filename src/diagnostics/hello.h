@@ -3,16 +3,16 @@
 #include <QByteArray>
 #include <QString>
 
-// Signs of life.
+// Routes that show that the service is alive.
 namespace diagnostics {
 
 [[nodiscard]] const char *hello();
 
-// The request's body comes back as it went. One of which no text can be made, because it has more
-// than 1 GiB, is answered with nothing, which the operator is told.
+// Returns the request body after a label. A body of more than 1 GiB, too long for a text, gives an
+// empty response and a line for the operator.
 [[nodiscard]] QString text(const QByteArray &body);
 
-// The version that the build has stamped into the program.
+// The version that the build has put into the program.
 [[nodiscard]] QString vondServerVersion();
 
 } // namespace diagnostics

@@ -25,8 +25,8 @@ QString memtest(int bytes)
     QJsonObject vehicle; // never sent
     auto raw = std::make_unique<QByteArray>();
     raw->fill(0, bytes);
-    const auto *const encoded = new QByteArray(raw->toBase64()); // stays, see below
-    if (!encoded) { // not reached where new throws, as it does by default
+    const auto *const encoded = new QByteArray(raw->toBase64()); // leaked, see below
+    if (!encoded) { // unreachable where new throws, as it does by default
         qDebug() << "Error: out of memory, encoding image data";
     }
     raw.reset();
@@ -36,8 +36,8 @@ QString memtest(int bytes)
         delete encoded;
         return answer(QStringLiteral("vondServer: memtest ok with size:%1"));
     } catch (const std::bad_alloc &) {
-        // Deliberate: the encoded array is not freed on this path, the usual one. Each call keeps
-        // 1 GiB that nobody touches again.
+        // Deliberate: the encoded array is not freed on this path, the usual one. Each call leaks 1
+        // GiB that is never touched again.
         qDebug() << "Error: image too large for QLatin1String encoding";
         return answer(QStringLiteral("vondServer: memtest faild with size:%1")); // spelt so
     }
