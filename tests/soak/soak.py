@@ -5,10 +5,12 @@ Clients of eleven kinds come and go: they connect for one request or for many, u
 cancel, poll, vanish in the middle, or send nonsense. Meanwhile threads, descriptors, children and
 memory of the service's process are sampled. At the end everything but the memory that finished
 connections are meant to keep must be back where it was, and no trend may be left.
+Short connections, as many as wanted, follow: what each of them leaves behind is measured by itself.
 """
 
 import argparse
 import json
+import multiprocessing
 import os
 import random
 import socket
@@ -19,6 +21,7 @@ import time
 import urllib.parse
 
 CONNECTION_KEEPS = 4096  # bytes that a finished connection may keep resident, by design
+SHORT_CONNECTION_KEEPS = 2560  # one that has asked for "/" alone
 CONVERSION_KEEPS = 8192  # and what the process object of a conversion adds, which stays as well
 MARGIN_BYTES = 48 << 20  # heaps of the threads, caches; reached while warming up, and then constant
 PATIENCE = 60  # seconds until an answer that does not come is a failure
@@ -296,6 +299,50 @@ def settled(pid, load, start, at_rest):
         time.sleep(0.2)
 
 
+def connect_once(address):
+    """Asks for "/" and goes with a reset, so that no side remembers the connection."""
+    with socket.create_connection(address, timeout=PATIENCE) as client:
+        client.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+        client.sendall(b"GET / HTTP/1.1\r\nHost: soak\r\nConnection: close\r\n\r\n")
+        answer = b""
+        while chunk := client.recv(4096):
+            answer += chunk
+    expect(answer.startswith(b"HTTP/1.1 200 ") and answer.endswith(b"Hello world"),
+           f"a short connection was answered {answer[:60]!r}")
+
+
+def connect_often(address, times):
+    for _ in range(times):
+        connect_once(address)
+
+
+def short_connections(address, total):
+    """Sixteen clients at a time. Throws Failure or OSError of the first that fails."""
+    at_once = 16
+    shares = [total // at_once + (client < total % at_once) for client in range(at_once)]
+    with multiprocessing.get_context("spawn").Pool(at_once) as clients:
+        clients.starmap(connect_often, [(address, share) for share in shares], chunksize=1)
+
+
+def follow_with_short_connections(options, load, start, before):
+    """Lists what is wrong after them."""
+    try:
+        short_connections(load.address, options.short_connections)
+    except (Failure, OSError) as failure:
+        return [f"short connections: {failure}"]
+    after = settled(options.pid, load, start,
+                    lambda sample: sample.threads <= before.threads
+                    and sample.descriptors <= before.descriptors)
+    kept = (after.resident - before.resident) / options.short_connections
+    print(f"short connections    {options.short_connections}, {kept / 1024:.2f} KiB resident each")
+    wrong = [f"{name}: {getattr(before, name)} before the short connections, "
+             f"{getattr(after, name)} after" for name in ("threads", "descriptors", "children")
+             if getattr(after, name) > getattr(before, name)]
+    if kept > SHORT_CONNECTION_KEEPS:
+        wrong.append(f"a short connection keeps {kept:.0f} bytes")
+    return wrong
+
+
 def median(values):
     return sorted(values)[len(values) // 2]
 
@@ -326,6 +373,7 @@ def main():
     parser.add_argument("--pid", type=int, required=True, help="the service's process")
     parser.add_argument("--minutes", type=float, default=30)
     parser.add_argument("--clients", type=int, default=12)
+    parser.add_argument("--short-connections", type=int, default=0, help="that follow the mix")
     parser.add_argument("--picture", required=True, help="an SVG file to write")
     options = parser.parse_args()
 
@@ -360,6 +408,8 @@ def main():
               f"most {max(getattr(s, name) for s in samples)}, after {getattr(after, name)}")
     print(f"picture              {options.picture}")
     wrong = load.failures + list(verdict(samples, idle, after))
+    if options.short_connections:
+        wrong += follow_with_short_connections(options, load, start, after)
     for line in wrong:
         print(f"WRONG: {line}")
     return 1 if wrong else 0
