@@ -1,12 +1,9 @@
 """The table on the terminal and in the document."""
 
 import os
-import pathlib
 import platform
 import re
 import subprocess
-
-BEGIN, END = "<!-- measured: begin -->", "<!-- measured: end -->"
 
 
 def terminal_lines(cases: list) -> list:
@@ -54,9 +51,13 @@ def configurations(texts: dict) -> str:
     return "\n".join(f"{name}:\n\n```\n{text.strip()}\n```\n" for name, text in texts.items())
 
 
-def document_part(cases: list, scale: str, rounds: int, load: str) -> str:
-    return f"""{BEGIN}
-Written by `scripts/bench`: {scale} scale, {rounds} rounds.
+def document(cases: list, scale: str, rounds: int, load: str, texts: dict, micro: str) -> str:
+    """The whole page of one run."""
+    return f"""# Figures of one run
+
+Written by `scripts/bench`: {scale} scale, {rounds} rounds. What they mean:
+[performance.md](performance.md).
+
 Machine: {load}.
 Packages: {versions()}.
 
@@ -67,15 +68,6 @@ service to the peer, taken round by round.
 
 ![Medians and rounds of every case that has an aim, as a share of the aim](performance.svg)
 
-The micro benchmarks and the peers' configurations of this run: [performance-raw.md](performance-raw.md).
-{END}"""
-
-
-def raw_document(texts: dict, micro: str) -> str:
-    return f"""# Raw output of the run in [performance.md](performance.md)
-
-Written by `scripts/bench`.
-
 ## Micro benchmarks
 
 ```
@@ -85,11 +77,3 @@ Written by `scripts/bench`.
 ## How the peers were set up
 
 {configurations(texts)}"""
-
-
-def write_document(path: pathlib.Path, part: str) -> None:
-    """The rest of the document is written by hand and stays."""
-    text = path.read_text(encoding="utf-8")
-    before, _, rest = text.partition(BEGIN)
-    _, _, after = rest.partition(END)
-    path.write_text(before + part + after, encoding="utf-8")

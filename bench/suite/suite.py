@@ -17,7 +17,6 @@ from servers import HELLO, Lighttpd, Nginx, Webhook
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 RECORDED = ROOT / "bench/recorded.json"
-DOCUMENT = ROOT / "docs/performance.md"
 RAW = ROOT / "docs/performance-raw.md"
 PICTURE = ROOT / "docs/performance.svg"
 MICRO = "micro"
@@ -126,9 +125,8 @@ def main() -> int:
     elif chosen.record or whole_run:
         results.record(RECORDED, scale.name, cases)
     if whole_run and not chosen.check:
-        report.write_document(DOCUMENT, report.document_part(
-            cases, scale.name, scale.rounds, load))
-        RAW.write_text(report.raw_document(texts, micro), encoding="utf-8")
+        RAW.write_text(report.document(cases, scale.name, scale.rounds, load, texts, micro),
+                       encoding="utf-8")
         PICTURE.write_text(plot.svg(cases), encoding="utf-8")
     if failed:
         print(f"could not be measured: {', '.join(failed)}", file=sys.stderr)

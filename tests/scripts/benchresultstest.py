@@ -82,13 +82,12 @@ class Lines(unittest.TestCase):
 
 
 class Documents(unittest.TestCase):
-    def test_only_the_measured_part_is_replaced(self):
-        with tempfile.TemporaryDirectory() as folder:
-            path = pathlib.Path(folder) / "performance.md"
-            path.write_text(f"above\n{report.BEGIN}\nold\n{report.END}\nbelow\n", encoding="utf-8")
-            report.write_document(path, f"{report.BEGIN}\nnew\n{report.END}")
-            self.assertEqual(path.read_text(encoding="utf-8"),
-                             f"above\n{report.BEGIN}\nnew\n{report.END}\nbelow\n")
+    def test_the_page_of_a_run_holds_all_of_it(self):
+        page = report.document([case([0.5], AT_LEAST, 0.8)], "quick", 3, "2 cores",
+                               {"nginx": "worker_processes 2;"}, "decode 12 ns")
+        for part in ("quick scale, 3 rounds", "2 cores", "| at least 0.8 | **0.50** |", "NOT MET",
+                     "worker_processes 2;", "decode 12 ns"):
+            self.assertIn(part, page)
 
     def test_what_misses_its_aim_lies_left_of_it_in_the_picture(self):
         aim = plot.across(1)
