@@ -1,5 +1,5 @@
-# installed_document(<file> <result>): the file as it lies beside the others in the folder of
-# documents, which is flat: its links lead to what is installed, and what is not is no link.
+# installed_document(<file> <result>): the file as installed next to the others, in a flat folder:
+# its links lead to what is installed, and the other links become plain text.
 function(installed_document file result)
     file(READ "${file}" text)
     set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${file}")
