@@ -15,8 +15,8 @@
 
 namespace {
 
-// Runs the function in a copy of this process, whose signals and descriptors it may change. What it
-// returned.
+// Runs the function in a copy of this process, whose signals and descriptors it may change. Returns
+// its result.
 template <typename Function>
 int inACopy(Function function)
 {

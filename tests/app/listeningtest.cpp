@@ -18,7 +18,8 @@
 
 namespace {
 
-// How many connections may wait on a listening socket, as the system tells it; -1 when it does not.
+// How many connections may wait on a listening socket, according to the system; -1 when that is
+// unknown.
 int backlogOf(const QTcpServer &server)
 {
     tcp_info info = {};
@@ -27,10 +28,10 @@ int backlogOf(const QTcpServer &server)
     if (::getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &info, &size) != 0) {
         return -1;
     }
-    return static_cast<int>(info.tcpi_sacked); // its meaning for a socket that listens
+    return static_cast<int>(info.tcpi_sacked); // its meaning for a listening socket
 }
 
-// The most that the system allows.
+// The system's maximum.
 int largestBacklog()
 {
     QFile file(QStringLiteral("/proc/sys/net/core/somaxconn"));
@@ -202,7 +203,7 @@ void ListeningTest::anAddressOfAnotherMachineIsToldInQtsWords()
 {
     QTcpServer server;
 
-    // An address kept for documentation: nobody has it.
+    // An address reserved for documentation: nobody has it.
     const auto reason = app::startListening(server, QHostAddress(QStringLiteral("192.0.2.1")), 0);
 
     QVERIFY(reason);
@@ -227,7 +228,7 @@ void ListeningTest::aBurstOfConnectsFitsIntoTheBacklog()
     QTcpServer server;
     QVERIFY(!app::startListening(server, QHostAddress::LocalHost, 0));
 
-    // Nobody accepts meanwhile: what does not fit is never connected.
+    // Nobody accepts meanwhile: connections that do not fit are never established.
     std::vector<std::unique_ptr<QTcpSocket>> clients;
     for (int i = 0; i < clientCount; ++i) {
         auto &client = clients.emplace_back(std::make_unique<QTcpSocket>());

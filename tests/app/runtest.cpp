@@ -16,7 +16,7 @@
 
 namespace {
 
-// What the application object was when it was made, inside run().
+// The state of the application object when it was created, inside run().
 struct Identity
 {
     QString organization;
@@ -35,7 +35,7 @@ void look()
     seen.eventDispatcher = QAbstractEventDispatcher::instance()->metaObject()->className();
 }
 
-// The status of a run of the program with one word.
+// The exit status of the program when run with one word.
 int runWith(QByteArray word)
 {
     QByteArray program("vondServer");

@@ -13,8 +13,8 @@
 #include <QTest>
 #include <QTimer>
 
-// Serving inside this process, where the event loop can be left. What the service prints as a
-// process of its own is startuptest's.
+// Serving inside this process, where the event loop can be ended. startuptest covers what the
+// service prints as a separate process.
 class ServingTest : public QObject
 {
     Q_OBJECT

@@ -8,8 +8,8 @@
 #include <QTest>
 #include <QTextCodec>
 
-// The settings commands as an administrator meets them: the built executable, its words, its
-// channels, its status.
+// The settings commands as an administrator uses them: the built executable, its arguments, its
+// channels, its exit status.
 class SettingsCommandsTest : public QObject
 {
     Q_OBJECT
@@ -50,7 +50,7 @@ private:
 
 void SettingsCommandsTest::initTestCase()
 {
-    // The words of a process are handed over in the local encoding, whatever the caller's is.
+    // Arguments are passed to a process in the local encoding, whatever the caller's is.
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
 }
 

@@ -22,7 +22,7 @@
 
 namespace {
 
-// A port that nobody listens on at the moment.
+// A port on which nothing is listening at the moment.
 int freePort()
 {
     QTcpServer server;
@@ -36,7 +36,7 @@ bool answers(const QString &address, quint16 port)
     return socket.waitForConnected(5000);
 }
 
-// What the service answers to a plain request; a text that says so when there is no answer.
+// The service's response to a plain request; a text that says so when there is none.
 QByteArray get(quint16 port, const QByteArray &path)
 {
     RawClient client(port);
@@ -52,8 +52,8 @@ QByteArray announced(const QByteArray &addressAndPort)
 
 } // namespace
 
-// Starting to serve as an operator meets it: the built executable, its words, its channels, its
-// status.
+// Starting the service as an operator does: the built executable, its arguments, its channels, its
+// exit status.
 class StartupTest : public QObject
 {
     Q_OBJECT
@@ -103,7 +103,7 @@ private:
     void store(const QString &host, const QString &port, const QString &tool);
 
     QScopedPointer<ServiceUnderTest> m_service;
-    QString m_tool; // it is there, and never run here
+    QString m_tool; // it exists, and is never run here
 };
 
 void StartupTest::initTestCase()
@@ -392,7 +392,7 @@ void StartupTest::withLoggingOnTheDebugStreamGoesIntoTheLogFile()
 
     QVERIFY(m_service->start(m_tool));
 
-    // All lines are the main thread's.
+    // All lines come from the main thread.
     QTRY_VERIFY(contentOf(path).endsWith(announced("127.0.0.1:0")));
     const QRegularExpression stamp(
         QStringLiteral(R"(^\d\d-\d\d-\d{4} \d\d:\d\d:\d\d:\d{3} (\[T\]:[1-9]\d*): )"));
@@ -471,8 +471,8 @@ void StartupTest::changingTheLogFolderMovesTheRouteAndNotTheWriting()
 
 void StartupTest::aStoreThatCannotBeWrittenIsServedFromAndSeenToChange()
 {
-    // Root may write to any file, unless the programs it starts lack this capability. Another user
-    // has nothing to drop.
+    // Root may write to any file, unless the programs it starts lack this capability. Other users
+    // have nothing to drop.
     (void)::prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0);
     const QStringList folders = {m_service->temporaryFolder() + QStringLiteral("/first"),
                                  m_service->temporaryFolder() + QStringLiteral("/the second")};
@@ -492,7 +492,7 @@ void StartupTest::aStoreThatCannotBeWrittenIsServedFromAndSeenToChange()
 
     QVERIFY(!m_service->setting(settings::probeKey).isValid());
     QCOMPARE(get(m_service->port(), "/getLogFile"), "lies in " + folders.first().toUtf8());
-    // Somebody else may write, as an administrator outside the service's sandbox.
+    // Another process may write, such as an administrator outside the service's sandbox.
     storeReadOnly(folders.last());
     QCOMPARE(get(m_service->port(), "/getLogFile"), "lies in " + folders.last().toUtf8());
 }

@@ -1,5 +1,5 @@
-// Stands in for the service behind the Windows entry: writes each word it was handed as a line of
-// hexadecimal digits and ends with the number of words.
+// Replaces the service behind the Windows entry point: writes each argument that it received as a
+// line of hexadecimal digits and exits with their number.
 #include <cstdio>
 
 int main(int argc, char **argv)

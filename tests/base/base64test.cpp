@@ -93,7 +93,8 @@ void Base64Test::anyTextIsDecodedAsQtDoes()
     for (int round = 0; round < 5000; ++round) {
         QString text;
         for (int i = random.bounded(40); i > 0; --i) {
-            // Mostly digits, so that groups come about; some from all of the first 512 characters.
+            // Mostly digits, so that there are complete groups; some are any of the first 512
+            // characters.
             text += random.bounded(8) == 0 ? QChar(random.bounded(512))
                                            : QChar(random.bounded('A', 'z'));
         }

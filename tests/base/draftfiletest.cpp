@@ -9,7 +9,7 @@ using base::DraftFile;
 
 Q_DECLARE_METATYPE(base::DraftFile::Ability)
 
-// What holds whatever the file system can do.
+// What holds whatever the file system supports.
 class DraftFileTest : public QObject
 {
     Q_OBJECT

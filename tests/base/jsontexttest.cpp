@@ -14,7 +14,7 @@ using base::JsonMember;
 using base::JsonText;
 using base::JsonWalk;
 
-// Makes documents, right ones and nearly right ones.
+// Generates documents, valid and nearly valid ones.
 class Author
 {
 public:
@@ -326,7 +326,7 @@ void JsonTextTest::spoiltRealDocumentsAreReadAsQtReadsThem()
 
 void JsonTextTest::anEscapedByteHasItsSignOnEveryProcessor()
 {
-    const QByteArray json = "{\"\": \"\\\xff\"}"; // lives as long as what reads it
+    const QByteArray json = "{\"\": \"\\\xff\"}"; // must outlive what reads it
     const JsonMember first = JsonMember::firstByKey(JsonText::document(json));
     const std::array beyondUnicode = {QChar(0xd7bf), QChar(0xdfff)}; // as if it were one
     QCOMPARE(first.value.text(), QString(beyondUnicode.data(), 2));
@@ -366,7 +366,7 @@ void JsonTextTest::theFirstKeyIsTheFirstOfTheAlphabet()
     QCOMPARE(first(R"({"b":"1","B":"2"})"), QStringLiteral("B=2"));
     QCOMPARE(first(R"({"ab":"1","a":"2"})"), QStringLiteral("a=2"));
     QCOMPARE(first(R"({"":"1","a":"2"})"), QStringLiteral("=1"));
-    // By code points where one is not escaped, by units where both are.
+    // By code points if either is unescaped, by code units if both are escaped.
     QCOMPARE(first("{\"\xf0\x9f\x98\x80\":\"1\",\"\xef\xbf\xbd\":\"2\"}"),
              QString::fromUtf8("\xef\xbf\xbd=2"));
     QCOMPARE(first("{\"\\ud83d\\ude00\":\"1\",\"\xef\xbf\xbd\":\"2\"}"),
@@ -381,7 +381,7 @@ void JsonTextTest::moreElementsThanTheBoundAreRefusedMemory()
     QCOMPARE(base::boundedCount(JsonText::document(most)), base::mostElements);
     const QByteArray more = '[' + QByteArray("0,").repeated(base::mostElements) + "0]";
     QVERIFY_EXCEPTION_THROWN((void)base::boundedCount(JsonText::document(more)), std::bad_alloc);
-    const QByteArray inner = '[' + more + ']'; // counted where they are asked for
+    const QByteArray inner = '[' + more + ']'; // counted only on request
     QCOMPARE(base::boundedCount(JsonText::document(inner)), 1);
 }
 

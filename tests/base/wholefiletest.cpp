@@ -7,7 +7,7 @@
 
 namespace {
 
-// Gives its bytes in small pieces, and then an end or an error.
+// Returns its bytes in small pieces, then an end or an error.
 class Dripping : public QIODevice
 {
 public:

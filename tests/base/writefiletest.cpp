@@ -19,7 +19,7 @@
 
 namespace {
 
-// Files end here while it lives: what a full disk does to a write, without one.
+// Limits the size of files while it lives: the effect of a full disk on a write, without one.
 class ShortDisk
 {
 public:
@@ -47,7 +47,7 @@ private:
     void (*m_signal)(int);
 };
 
-// Somebody whom rights bind, who owns the folder while it lives: for root they are nothing.
+// A user for whom permissions matter, who owns the folder while this lives: root ignores them.
 class Somebody
 {
 public:
@@ -109,7 +109,7 @@ void inThreads(int count, const std::function<void(int)> &work)
     }
 }
 
-// As one request after the other.
+// As in successive requests.
 QString writeBase64File(const QString &path, const QString &text)
 {
     tool::ClaimedPaths claims;
@@ -260,7 +260,7 @@ void WriteFileTest::theFolderItselfAsTargetIsWrittenUnderANumber()
 
 void WriteFileTest::aFileThatCannotBeMadeIsToldWithThePathThatWasAskedFor()
 {
-    // The free name for a file in a folder with a dot lies in a folder that is not there.
+    // The free name for a file in a folder with a dot is in a folder that does not exist.
     const OwnWorkFolder folder;
     QVERIFY(QDir(folder.path()).mkdir(QStringLiteral("v1.2")));
     const QString path = folder.filePath(QStringLiteral("v1.2/raw"));
@@ -319,7 +319,7 @@ void WriteFileTest::rightsAndOwnerOfAFileThatIsReplacedStay()
     QCOMPARE(after.st_mode, before.st_mode);
     QCOMPARE(after.st_uid, before.st_uid);
     QCOMPARE(after.st_gid, before.st_gid);
-    QVERIFY(after.st_ino != before.st_ino); // replaced, not emptied
+    QVERIFY(after.st_ino != before.st_ino); // replaced, not truncated
 }
 
 void WriteFileTest::aReadOnlyFileIsNotWrittenAndTheReasonComesBack()
@@ -419,7 +419,7 @@ void WriteFileTest::aFileOfAnotherUserKeepsItsOwner()
     QCOMPARE(statOf(path).st_uid, 64323U);
     QCOMPARE(statOf(path).st_gid, 64324U);
     {
-        const Somebody somebody(folder); // who cannot make a file of that owner
+        const Somebody somebody(folder); // who cannot create a file with that owner
         QVERIFY(!base::writeFile(path, "newer"));
     }
     QCOMPARE(contentOf(path), QByteArray("newer"));

@@ -14,7 +14,7 @@ constexpr int base64Bytes = 100 * 1024 * 1024;
 constexpr int fileBytes = base64Bytes / 4 * 3;
 constexpr qint64 toleratedBytes = Q_INT64_C(16) * 1024 * 1024;
 
-// What of the process is in memory.
+// The process's resident memory.
 qint64 residentBytes()
 {
     return contentOf(QStringLiteral("/proc/self/statm")).split(' ').value(1).toLongLong() * 4096;

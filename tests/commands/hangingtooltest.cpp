@@ -17,7 +17,7 @@ private Q_SLOTS:
 void HangingToolTest::theAnswerComesAfterThirtySecondsAndTheToolIsGone()
 {
     faketool::behave("hang after a word");
-    const MessageCatcher catcher; // Qt tells that it ends a running process
+    const MessageCatcher catcher; // Qt warns that it kills a running process
     QElapsedTimer timer;
     timer.start();
     QCOMPARE(commands::version(faketool::path()), QStringLiteral("partial\n"));

@@ -92,7 +92,7 @@ void QueriesTest::aZeroByteDoesNotEndTheAnswer()
 
 void QueriesTest::errorsAloneAreAnEmptyAnswer()
 {
-    faketool::behave("no such behaviour"); // tells so on standard error
+    faketool::behave("no such behaviour"); // says so on standard error
     QCOMPARE(commands::version(faketool::path()), QString());
     QVERIFY(faketool::ran());
 }

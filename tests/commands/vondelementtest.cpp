@@ -191,7 +191,7 @@ void VondElementTest::aNameInsideTheFolderIsNobodyElsesEither()
 {
     const OwnWorkFolder folder;
     const QString name = QStringLiteral("x.tif");
-    const QString longer = folder.filePath(name); // which is cut to the name
+    const QString longer = folder.filePath(name); // which is reduced to the name
     for (const bool longerFirst : {false, true}) {
         tool::ClaimedPaths claims;
         tool::ClaimedPaths others;

@@ -44,7 +44,7 @@ void MemtestTest::aTextThatDoesNotGoIntoTheObjectIsLogged()
     const MessageCatcher catcher;
     QJsonObject vehicle;
     diagnostics::insertImage(&vehicle,
-                             QJsonValue(QJsonValue::Undefined)); // the one that never does
+                             QJsonValue(QJsonValue::Undefined)); // the array that is never freed
     QCOMPARE(catcher.messages(),
              QStringList{
                  QStringLiteral("Error: image too large for JSON object, must be less than 98MB")});

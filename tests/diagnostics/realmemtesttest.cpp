@@ -11,10 +11,10 @@
 
 namespace {
 
-constexpr qint64 keptBytes = 1076540288; // the encoded text, meant to stay
+constexpr qint64 keptBytes = 1076540288; // the encoded text, leaked on purpose
 constexpr qint64 toleratedBytes = Q_INT64_C(64) * 1024 * 1024;
 
-// What of the process is in memory; -1 where the system does not tell.
+// The process's resident memory; -1 where the system does not report it.
 qint64 residentBytes()
 {
     const QList<QByteArray> pages = contentOf(QStringLiteral("/proc/self/statm")).split(' ');

@@ -13,9 +13,9 @@
 
 namespace {
 
-constexpr int patienceMs = 5000; // what a busy machine may take on top
+constexpr int patienceMs = 5000; // what a busy machine may add
 
-// The 36 characters behind the label of a log line.
+// The 36 characters after the label in a log line.
 QString loggedId(const QString &line, const QString &label)
 {
     const QRegularExpression pattern(

@@ -1,5 +1,5 @@
-// The base64 writer and the free names: whatever comes, what was decoded lies under the name that
-// is told, no older file is touched, and nothing lands outside the folder.
+// The base64 writer and the free names: whatever the input, the decoded bytes are in the file with
+// the returned name, no older file is touched, and nothing is written outside the folder.
 #include "commands/writebase64file.h"
 #include "tests/fuzz/property.h"
 #include "tests/fuzz/target.h"
@@ -23,12 +23,12 @@ QByteArray contentOf(const QString &path)
 
 int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    // Up to the first line end a name, then the text.
+    // A name up to the first line end, then the text.
     static const QTemporaryDir folder;
     const QByteArray bytes(reinterpret_cast<const char *>(data), static_cast<int>(size));
     const int lineEnd = bytes.indexOf('\n');
     QString name = QString::fromUtf8(bytes.left(lineEnd < 0 ? bytes.size() : lineEnd));
-    name.remove(QLatin1Char('/')); // folder parts are a matter of their own
+    name.remove(QLatin1Char('/')); // folder parts are another matter
     const QString text = lineEnd < 0 ? QString() : QString::fromUtf8(bytes.mid(lineEnd + 1));
     const QByteArray decoded = QByteArray::fromBase64(text.toLocal8Bit());
     const QString path = folder.path() + QLatin1Char('/') + name;

@@ -1,4 +1,4 @@
-// The request of "/convert": reading, planning, and choosing the answer.
+// The request of "/convert": reading, planning, and choosing the response.
 #include "jobs/conversionplan.h"
 #include "tests/fuzz/property.h"
 #include "tests/fuzz/target.h"
@@ -20,7 +20,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     mustHold(plan.inputPath.startsWith(QStringLiteral("/T/")), "the input lies in the folder");
     mustHold(plan.outputPath.startsWith(QStringLiteral("/T/")), "the output lies in the folder");
 
-    // The same bytes as what the tool said last.
+    // The same bytes, as the tool's last message.
     QString last = QString::fromUtf8(body);
     const QString said = last;
     const QString answer = jobs::conversionAnswer(plan, {}, last);

@@ -1,6 +1,6 @@
-// The HTTP layer: the same bytes whole, cut into arbitrary pieces, and byte by byte must make the
-// same requests and end the same way; and what the first of them is, its head must say. No length
-// that is told claims memory, and no head takes more time than its size can explain.
+// The HTTP layer: the same bytes in one piece, split into arbitrary pieces, and byte by byte must
+// give the same requests and the same end; and the first request must match its head. No declared
+// length allocates memory, and the time for a head is proportional to its size.
 #include "http/qhttpserverresponse.h"
 #include "http/requestparser.h"
 #include "tests/fuzz/property.h"
@@ -26,7 +26,7 @@ struct Outcome
     RequestParser::Result last = RequestParser::Result::NeedsMore;
 };
 
-// Feeds pieces of the lengths that `cuts` gives, in turn; without cuts all at once.
+// Feeds pieces with the lengths in `cuts`, in turn; without cuts everything at once.
 Outcome feed(const QByteArray &bytes, const QByteArray &cuts, bool direct)
 {
     RequestParser parser;
@@ -77,7 +77,7 @@ void mustEqual(const Outcome &one, const Outcome &other)
     }
 }
 
-// The value of the first field of that name, empty if there is none. Names are in lower case.
+// The value of the first field with this name, empty if there is none. Names are in lower case.
 QByteArray field(const QByteArray &head, const QByteArray &name)
 {
     const int at = head.toLower().indexOf("\r\n" + name + ':');
@@ -88,7 +88,7 @@ QByteArray field(const QByteArray &head, const QByteArray &name)
     return head.mid(begin, head.indexOf("\r\n", begin) - begin).trimmed();
 }
 
-// Holds the first request against a second, much simpler reading of its head.
+// Compares the first request with a second, much simpler parser's reading of its head.
 void mustFollowItsHead(const QByteArray &bytes, const Outcome &outcome)
 {
     int begin = 0;
@@ -101,7 +101,7 @@ void mustFollowItsHead(const QByteArray &bytes, const Outcome &outcome)
         return;
     }
     const QByteArray head = bytes.mid(begin, end + 2 - begin);
-    const QByteArray lengths = field(head, "content-length"); // several are taken if all are equal
+    const QByteArray lengths = field(head, "content-length"); // equal ones may repeat
     const qint64 length = lengths.left((lengths + ',').indexOf(',')).toLongLong();
     const bool isChunked = !field(head, "transfer-encoding").isEmpty();
     if (outcome.requests.isEmpty()) {
@@ -124,7 +124,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     if (size < 1) {
         return 0;
     }
-    // The first byte says how many of the next are lengths of pieces; the rest is what is sent.
+    // The first byte is the number of piece lengths that follow; the rest is what is sent.
     const auto *const text = reinterpret_cast<const char *>(data);
     const auto cutCount = static_cast<int>(std::min<std::size_t>(data[0] % 16, size - 1));
     const QByteArray cuts(text + 1, cutCount);
@@ -142,7 +142,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
                                                    http::persistenceOf(request));
         mustHold(head.count("\r\n\r\n") == 1 && head.endsWith("\r\n\r\n"), "an answer is one head");
     }
-    // Read five times over, byte by byte too, and with a sanitizer; a square takes far more.
+    // Parsed five times, also byte by byte, and with a sanitizer; quadratic time would be far
+    // longer.
     mustHold(processorSeconds() - start < 0.1 + 1e-4 * static_cast<double>(size),
              "the time is in proportion to the input");
     return 0;

@@ -1,4 +1,4 @@
-// Reading JSON: the same as Qt's own reader reads.
+// Reading JSON: the same result as Qt's own parser.
 #include "tests/fuzz/property.h"
 #include "tests/fuzz/target.h"
 #include "tests/support/jsonpeer.h"

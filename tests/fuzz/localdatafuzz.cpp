@@ -1,4 +1,4 @@
-// The request of "/convertWithLocalData": reading, arguments, and choosing the answer.
+// The request of "/convertWithLocalData": reading, arguments, and choosing the response.
 #include "base/utf8text.h"
 #include "commands/localdataplan.h"
 #include "tests/fuzz/property.h"

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-// What must hold for every input. Not an assertion: it also counts in optimised builds.
+// What must hold for every input. Not an assertion, because optimised builds check it, too.
 inline void mustHold(bool condition, const char *what)
 {
     if (!condition) {

@@ -1,4 +1,4 @@
-// Runs a fuzz target over every file of a corpus folder, so that a finding once made stays found.
+// Runs a fuzz target on every file in a corpus folder, so that old findings do not return.
 #include "tests/fuzz/target.h"
 
 #include <cstddef>
@@ -20,9 +20,9 @@ int main(int argc, char **argv)
         std::ifstream file(entry.path(), std::ios::binary);
         const std::vector<char> bytes{std::istreambuf_iterator<char>(file), {}};
         const std::vector<std::uint8_t> data(bytes.begin(), bytes.end());
-        (void)LLVMFuzzerTestOneInput(data.data(), data.size()); // aborts where it finds a fault
+        (void)LLVMFuzzerTestOneInput(data.data(), data.size()); // aborts if it finds a fault
         ++count;
     }
     std::cout << count << " inputs\n";
-    return count > 0 ? 0 : 1; // an empty corpus shows nothing
+    return count > 0 ? 0 : 1; // an empty corpus proves nothing
 }

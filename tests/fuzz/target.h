@@ -3,6 +3,6 @@
 #include <cstddef>
 #include <cstdint>
 
-// What every target defines; the name is libFuzzer's.
+// Defined by every target; libFuzzer prescribes the name.
 // NOLINTNEXTLINE(readability-identifier-naming)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size);

@@ -41,7 +41,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     const QJsonObject answer = commands::vondAnswer({body, body}, keys);
     mustHold(answer.contains(QLatin1String("returnFilesDict")) == !surviving.isEmpty(),
              "a dictionary is there when a key is");
-    // Qt drops a byte order mark at the beginning of a text that it reads.
+    // Qt drops a byte order mark at the beginning of a text.
     const QByteArray json = QJsonDocument(answer).toJson();
     mustHold(json.contains("\xef\xbb\xbf") || QJsonDocument::fromJson(json).object() == answer,
              "the answer is JSON");

@@ -30,7 +30,8 @@ QByteArray largeBody()
     return body;
 }
 
-// Serves connections with the layer alone, in a thread of its own: the test's thread plays client.
+// Serves connections with only the HTTP layer, in a separate thread: the test's thread is the
+// client.
 class Server : public QThread
 {
 public:
@@ -58,7 +59,7 @@ public:
 
     std::atomic<int> views{0}; // how many requests reached a view
     std::atomic<int> sockets{0}; // how many sockets are open
-    std::atomic<int> missing{0}; // how many requests no route took
+    std::atomic<int> missing{0}; // how many requests matched no route
     std::atomic<int> thrown{0}; // how many exceptions left the layer
 
 protected:
@@ -129,8 +130,8 @@ private Q_SLOTS:
         m_server = std::make_unique<Server>();
     }
 
-    // The debug stream holds the service's own lines only, whatever clients did above. What Qt says
-    // of an exception is Qt's.
+    // The debug stream contains only the service's own lines, whatever clients did above. Qt adds
+    // its message about an exception.
     void cleanupTestCase()
     {
         QTRY_COMPARE(m_server->sockets.load(), 0);
@@ -329,7 +330,7 @@ private Q_SLOTS:
 
         const int before = m_server->views;
         RawClient client(m_server->port());
-        // What is sent behind is never carried out, and does not keep the answer from arriving.
+        // What is sent afterwards is never executed, and does not keep the response from arriving.
         client.send(bytes + request("/"));
         auto response = client.takeResponse();
         QVERIFY(response);
@@ -408,8 +409,8 @@ private Q_SLOTS:
         QCOMPARE(response->status(), 400);
     }
 
-    // More has to come in behind the last answer than the client had sent by then, while most of
-    // the answer still waits for room at the client: a socket that is closed takes it back.
+    // More input must arrive after the last response, while most of the response still waits for
+    // room at the client: closing the socket would destroy it.
     void whatComesAfterTheLastAnswerDoesNotTakeItBack()
     {
         RawClient client(m_server->port());
@@ -419,7 +420,7 @@ private Q_SLOTS:
         client.send("POST /echo HTTP/1.1\r\nHost: a\r\nConnection: close\r\nContent-Length: "
                     + QByteArray::number(body.size()) + "\r\n\r\n" + body);
         QTRY_COMPARE(m_server->views.load(), views + 1);
-        RawClient other(m_server->port()); // the thread is one: it is done with the answer now
+        RawClient other(m_server->port()); // there is only one thread, so the response is done now
         other.send(request("/"));
         QVERIFY(other.takeResponse());
 
@@ -434,7 +435,7 @@ private Q_SLOTS:
         QVERIFY(client.waitForClose());
     }
 
-    // The layer waits for nothing that the client has done already.
+    // The layer does not wait for what the client has already done.
     void aClientThatClosesAfterItsLastAnswerIsLetGoAtOnce()
     {
         QElapsedTimer time;
@@ -525,7 +526,7 @@ private Q_SLOTS:
             RawClient polite(m_server->port());
             polite.send(bytes);
             polite.halfClose();
-            QVERIFY(polite.waitForClose()); // no answer to half a request
+            QVERIFY(polite.waitForClose()); // no response to half a request
             QVERIFY(polite.received().isEmpty());
 
             RawClient rude(m_server->port());

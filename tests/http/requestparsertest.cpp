@@ -13,16 +13,16 @@ Q_DECLARE_METATYPE(Result)
 
 namespace {
 
-// What came of feeding bytes: the requests that were taken, and how it ended.
+// The result of feeding bytes: the requests that were parsed, and how it ended.
 struct Outcome
 {
     QVector<QHttpServerRequest> requests;
     Result last = Result::NeedsMore;
-    int pieceOfLast = -1; // the index of the piece that brought the last result
+    int pieceOfLast = -1; // the index of the piece that gave the last result
 };
 
-// Feeds the pieces in order, as a connection does: what a request leaves over begins the next, and
-// bodies of told length are read straight into the parser's own room when `direct` says so.
+// Feeds the pieces in order, as a connection does: what is left after one request begins the next,
+// and if `direct`, Content-Length bodies are read directly into the parser's buffer.
 Outcome feed(const QVector<QByteArray> &pieces, bool direct = false)
 {
     RequestParser parser;
@@ -241,7 +241,7 @@ private Q_SLOTS:
                 const Outcome outcome = feed(pieces, direct);
                 QCOMPARE(outcome.last, Result::Complete);
                 QCOMPARE(outcome.requests.size(), 1);
-                // Not before the last byte: an earlier end would leave some to the next request.
+                // Not before the last byte: an earlier end would leave some for the next request.
                 QCOMPARE(outcome.pieceOfLast, pieces.size() - 1);
                 const QHttpServerRequest &request = outcome.requests.first();
                 QCOMPARE(request.method(), whole.method());
@@ -464,7 +464,7 @@ private Q_SLOTS:
         QFETCH(Result, refusal);
 
         QVector<QVector<QByteArray>> ways = {{message}, bytewise(message)};
-        // The long ones at some places only: every place takes minutes and shows no more.
+        // Long messages only at some positions: every position takes minutes and shows no more.
         const int step = qMax(1, message.size() / 256);
         for (int at = 1; at < message.size(); at += step) {
             ways.append({message.left(at), message.mid(at)});
@@ -474,7 +474,7 @@ private Q_SLOTS:
             QCOMPARE(outcome.last, refusal);
             QVERIFY(outcome.requests.isEmpty());
         }
-        // And behind a good one, which is not lost.
+        // And after a valid request, which is not lost.
         const Outcome second = feed({get("Host: a\r\n") + message});
         QCOMPARE(second.last, refusal);
         QCOMPARE(second.requests.size(), 1);
@@ -601,7 +601,7 @@ private Q_SLOTS:
         qint64 consumed = 0;
         (void)parser.parse(message.constData(), message.size(), &consumed); // looked at below
         qint64 room = 0;
-        (void)parser.bodySpace(&room); // making room for the body is not receiving it
+        (void)parser.bodySpace(&room); // providing room for the body is not receiving it
         QCOMPARE(parser.takeContinue(), owed);
         QVERIFY(!parser.takeContinue());
     }
@@ -614,7 +614,7 @@ private Q_SLOTS:
             return parser.parse(bytes.constData(), bytes.size(), &consumed);
         };
         QVERIFY(!parser.headBegun());
-        QCOMPARE(take("\r\n"), Result::NeedsMore); // an empty line in front is not the head
+        QCOMPARE(take("\r\n"), Result::NeedsMore); // an empty line in front is not part of it
         QVERIFY(!parser.headBegun());
         QCOMPARE(take("G"), Result::NeedsMore);
         QVERIFY(parser.headBegun());
@@ -638,18 +638,18 @@ private Q_SLOTS:
         QCOMPARE(after("\r\n"), none);
         const qint64 head = after("P");
         QVERIFY(head > none);
-        QCOMPARE(after("OST / HTTP/1.1\r\nHost: a\r\n"), head); // bytes that come change nothing
+        QCOMPARE(after("OST / HTTP/1.1\r\nHost: a\r\n"), head); // more bytes change nothing
         QCOMPARE(after("Transfer-Encoding: chunked\r\n\r\n"), none);
 
         const qint64 first = after("1");
         QVERIFY(first > head);
         QCOMPARE(after("\r"), first);
         QCOMPARE(after("\n"),
-                 none); // data may come in its own time, before the first chunk as well
+                 none); // data may take its time, even before the first chunk
         QCOMPARE(after("x"), none);
         const qint64 second = after("\r");
         QVERIFY(second > first);
-        QCOMPARE(after("\n"), none); // the chunk has its end; when the next comes is the client's
+        QCOMPARE(after("\n"), none); // the client decides when the next chunk comes
         QCOMPARE(after("2"), second);
         QCOMPARE(after(";a"), second);
         QCOMPARE(after("\r\nx"), none);

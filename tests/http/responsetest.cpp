@@ -99,7 +99,7 @@ private Q_SLOTS:
         const QString text =
             head.section(QStringLiteral("Date: "), 1).section(QStringLiteral("\r\n"), 0, 0);
         QDateTime date = QDateTime::fromString(text, Qt::RFC2822Date);
-        if (!date.isValid()) { // the zone's name in place of its offset
+        if (!date.isValid()) { // the zone's name instead of its offset
             date = QLocale::c().toDateTime(text, QStringLiteral("ddd, dd MMM yyyy HH:mm:ss 'GMT'"));
             date.setTimeSpec(Qt::UTC);
         }

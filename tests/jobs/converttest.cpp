@@ -22,7 +22,7 @@ const QByteArray
 
 } // namespace
 
-// Lends what a connection's handler lends, and writes down what its slot sees.
+// Lends what a connection's handler lends, and records what its slot sees.
 class Connection : public QObject
 {
     Q_OBJECT
@@ -115,7 +115,7 @@ void ConvertTest::theToolGetsItsArgumentsInOrder()
         folder.filePath(QStringLiteral("a_X.c")),
     };
     QCOMPARE(faketool::arguments(), arguments);
-    QCOMPARE(folder.names(), QStringList()); // no stop file, no input of our making
+    QCOMPARE(folder.names(), QStringList()); // no stop file, no input created by us
 }
 
 void ConvertTest::theRunIsLoggedStepByStep()
@@ -223,7 +223,7 @@ void ConvertTest::anErrorAnswersTheTranslatedMessageAndIsLogged()
              QStringLiteral("m_lastStdOutMsg \"Die Datei kann nicht gelesen werden: "
                             "\u00e4\u00f6\u00fc\\n\""));
     QCOMPARE(lines.at(7), QStringLiteral(R"(conversion failed: "")"));
-    QCOMPARE(lines.at(8), lines.at(3)); // the arguments once more
+    QCOMPARE(lines.at(8), lines.at(3)); // the arguments again
 }
 
 void ConvertTest::theEntryIsGoneWhenTheAnswerIsThere()
@@ -275,7 +275,7 @@ void ConvertTest::aRunningJobIsPolledAndCancelledFromAnotherThread()
     QCOMPARE(cancelled, QStringLiteral("c1"));
     QCOMPARE(answer, QStringLiteral("The conversion was cancelled.\n"));
     QCOMPARE(jobs::progressInfo(&registry, id), QString());
-    QCOMPARE(folder.names(), QStringList{QStringLiteral("c1.txt")}); // nobody deletes it
+    QCOMPARE(folder.names(), QStringList{QStringLiteral("c1.txt")}); // it is not deleted
 }
 
 void ConvertTest::theLastMessageOfAnEarlierJobIsNotForgotten()
@@ -288,7 +288,7 @@ void ConvertTest::theLastMessageOfAnEarlierJobIsNotForgotten()
     faketool::behave("print nothing");
     QCOMPARE(connection.convert(faketool::path()), QStringLiteral("earlier.c"));
     QCOMPARE(connection.convert(faketool::path()),
-             QStringLiteral("a_X.c")); // its marker is used up
+             QStringLiteral("a_X.c")); // its marker has been removed
 }
 
 void ConvertTest::theProcessStaysAChildOfTheHandlerAndTheNextJobReplacesIt()

@@ -10,7 +10,7 @@
 
 namespace {
 
-// "first", zeroes that take no room on the disk, "last".
+// "first", zeros that take no space on the disk, "last".
 bool makeSparseFile(const QString &path, qint64 size)
 {
     QFile file(path);
@@ -20,7 +20,7 @@ bool makeSparseFile(const QString &path, qint64 size)
 
 bool isZeroBetweenTheWords(const QByteArray &bytes)
 {
-    // The first byte is, and each equals its neighbour.
+    // The first byte is, and each equals the next.
     const char *const zeroes = bytes.constData() + 5;
     return *zeroes == 0 && std::memcmp(zeroes, zeroes + 1, size_t(bytes.size() - 10)) == 0;
 }

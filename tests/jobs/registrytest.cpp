@@ -96,7 +96,7 @@ void RegistryTest::anUnknownIdReadsEmptyAndLogsTheKnownOnes()
     QCOMPARE(jobs::progressText(&registry, id), QString());
     const QStringList lines{QStringLiteral("Requests: "), QStringLiteral(R"(("a", "b"))")};
     QCOMPARE(catcher.messages(), lines);
-    QCOMPARE(registry.size(), 2); // reading makes no entry
+    QCOMPARE(registry.size(), 2); // reading creates no entry
 }
 
 void RegistryTest::anEmptyTextLogsTheKnownIdsToo()
@@ -147,7 +147,7 @@ void RegistryTest::twoJobsOfOneIdShareTheEntryAndTheFirstToEndRemovesIt()
 }
 
 // Every thread has a job of its own and one that all share. Without the lock the map's tree breaks,
-// or the thread sanitizer tells.
+// or the thread sanitizer reports it.
 void RegistryTest::connectionsTakeTurns()
 {
     constexpr int threadCount = 4;
@@ -167,7 +167,7 @@ void RegistryTest::connectionsTakeTurns()
             if (jobs::progressText(&registry, own) != text) {
                 ++lost;
             }
-            static_cast<void>(jobs::progressText(&registry, shared)); // may be gone already
+            static_cast<void>(jobs::progressText(&registry, shared)); // may already be gone
             jobs::removeRequest(&registry, own);
             jobs::removeRequest(&registry, shared);
         }

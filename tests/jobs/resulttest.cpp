@@ -79,7 +79,7 @@ void ResultTest::aFolderIsToldAsNotOpened()
 {
     const OwnWorkFolder folder;
     QVERIFY(QDir(folder.path()).mkdir(QStringLiteral("d")));
-    makeFile(folder.filePath(QStringLiteral("d/a"))); // some file systems call an empty folder 0
+    makeFile(folder.filePath(QStringLiteral("d/a"))); // an empty folder may have size 0
     OutputCatcher errors(OutputCatcher::Channel::Error);
     QCOMPARE(jobs::getConversionResult(QStringLiteral("d")), QByteArray());
     QCOMPARE(errors.take(),
@@ -89,7 +89,7 @@ void ResultTest::aFolderIsToldAsNotOpened()
 
 void ResultTest::aFileThatEndsBeforeItsSizeIsAnsweredAsFarAsItGoesAndTold()
 {
-    // The kernel's own files promise a whole page and give a line.
+    // The kernel's own files claim a whole page and contain a line.
     const QString promising = QStringLiteral("/sys/kernel/mm/transparent_hugepage/enabled");
     const qint64 size = QFileInfo(promising).size();
     const QByteArray content = contentOf(promising);

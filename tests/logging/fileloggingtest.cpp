@@ -25,7 +25,7 @@
 
 namespace {
 
-// The lines of a log file without what differs from run to run: time and thread.
+// The lines of a log file, without what varies: time and thread.
 QStringList messagesIn(const QString &path)
 {
     static const QRegularExpression line(
@@ -94,7 +94,7 @@ void FileLoggingTest::cleanup()
     qInstallMessageHandler(nullptr);
 }
 
-// Starts logging into the folder, with the line on standard output taken away.
+// Starts logging into the folder and swallows the line on standard output.
 void FileLoggingTest::logInto(const QString &folder)
 {
     QSettings().setValue(settings::logFolderKey, folder);
@@ -184,7 +184,7 @@ void FileLoggingTest::messagesOfEveryTypeCarryNoLevelTag()
     qInfo() << "info";
     qWarning() << "warning";
     qCritical() << "critical";
-    // A fatal message ends the process once it is written, so it is handed over directly.
+    // A fatal message ends the process once it is written, so it is passed directly to the handler.
     serverMessageHandler(
         QtFatalMsg, QMessageLogContext("file", 1, "function", "category"), QStringLiteral("fatal"));
 
@@ -248,7 +248,7 @@ void FileLoggingTest::linesOfManyThreadsNeverInterleave()
         thread.join();
     }
 
-    // Whole lines only, none lost, and each thread's own in its order.
+    // Only whole lines, none lost, and those of each thread in order.
     QStringList messages = messagesIn(path);
     QCOMPARE(messages.takeFirst(), QStringLiteral("Server starting ..."));
     QCOMPARE(messages.size(), threadCount * messageCount);

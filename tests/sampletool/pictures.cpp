@@ -105,7 +105,7 @@ void start()
     if (VIPS_INIT("sampletool-test") != 0) {
         std::abort();
     }
-    vips_cache_set_max(0); // a path is read anew each time
+    vips_cache_set_max(0); // a path is read again each time
 }
 
 QByteArray profile(const char *name)

@@ -8,7 +8,7 @@ namespace pictures {
 
 void start(); // once per program
 
-// The bytes of a profile that libvips brings along.
+// The bytes of a profile built into libvips.
 QByteArray profile(const char *name);
 
 enum class Kind
@@ -21,10 +21,10 @@ enum class Kind
 };
 
 // Dark to light, all hues from pale to saturated, and the steps of a colour cube. The suffix of the
-// path gives the format; an empty profile leaves the picture without one.
+// path determines the format; with an empty profile, the picture has none.
 void writeColourful(const QString &path, Kind kind, const QByteArray &profile = {});
 
-// One plain colour, large in pixels and small as a file.
+// One plain colour: many pixels, but a small file.
 void writeLargePlain(const QString &path, int width, int height, bool interlaced);
 
 struct Pixels

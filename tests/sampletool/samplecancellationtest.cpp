@@ -59,7 +59,7 @@ void SampleCancellationTest::initTestCase()
 {
     pictures::start();
     pictures::writeLargePlain(path("large.jpg"), 9000, 6000, false);
-    // Decoded whole before the first line comes out: nobody looks up for a while.
+    // Decoded entirely before the first line comes out: it does not check for a stop meanwhile.
     pictures::writeLargePlain(path("interlaced.jpg"), 12000, 9000, true);
 }
 
@@ -90,7 +90,7 @@ QStringList SampleCancellationTest::arguments(const char *input) const
             path("o.tif")};
 }
 
-// Halts the tool in the middle of its work, so that it cannot be done before the test goes on.
+// Suspends the tool in the middle of its work, so that it cannot finish before the test goes on.
 void SampleCancellationTest::startAndHold(QProcess &tool, const char *input)
 {
     tool.start(toolPath(), arguments(input));
@@ -120,7 +120,7 @@ void SampleCancellationTest::aStopFileEndsTheConversionWithinASecond()
     QElapsedTimer timer;
     timer.start();
     sendSignal(tool, SIGCONT);
-    // It tells when everything is tidied up.
+    // It reports when everything has been cleaned up.
     const QByteArray text = "The conversion was cancelled by its stop file.";
     QByteArray told;
     while (!told.endsWith(text + '\n') && tool.waitForReadyRead()) {

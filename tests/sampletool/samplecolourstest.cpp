@@ -10,7 +10,7 @@
 
 using pictures::Kind;
 
-// The tool's colours against those of tificc, a program that shares no line with it.
+// The tool's colours compared with those of tificc, a program that shares no code with it.
 class SampleColoursTest : public QObject
 {
     Q_OBJECT
@@ -166,8 +166,7 @@ void SampleColoursTest::anotherIntentGivesOtherColours()
     QVERIFY(pictures::largestDifference(convert("relative"), convert("perceptual")) > 10);
 }
 
-// Both programs could agree on the wrong sense of the inks; the first and the last colour of the
-// cube tell.
+// Both programs could agree on inverted inks; the first and the last colour of the cube show that.
 void SampleColoursTest::whiteIsPaperAndBlackIsInk()
 {
     const QString input = path(QStringLiteral("in.tif"));

@@ -26,7 +26,7 @@ private Q_SLOTS:
 
 namespace {
 
-// The conversion that the words ask for; a usage error fails the test.
+// The conversion that the words request; a usage error fails the test.
 sample::Convert convertFrom(const Words &words)
 {
     const auto parsed = sample::parse(words);

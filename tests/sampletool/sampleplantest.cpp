@@ -35,7 +35,7 @@ sample::Convert request(const char *configuration, const char *output)
     return convert;
 }
 
-// Just enough of a profile for its header to be read.
+// Just enough of a profile to read its header.
 std::string header(const char *colourSpace, const char *signature)
 {
     std::string bytes(128, '\0');

@@ -530,7 +530,7 @@ void SampleToolTest::transparencyIsFlattenedOnWhiteForCmyk()
     QCOMPARE(run.exitCode, 0);
     const pictures::Pixels converted = pictures::read(path("o.tif"));
     QCOMPARE(converted.bands, 4);
-    // The last pixel is fully transparent: paper, so next to no ink.
+    // The last pixel is fully transparent: paper, so almost no ink.
     const QByteArray last = converted.bytes.right(4);
     for (const char ink : last) {
         QVERIFY2(static_cast<unsigned char>(ink) < 16, last.toHex().constData());
@@ -684,7 +684,7 @@ void SampleToolTest::aTruncatedPictureFails()
 
 void SampleToolTest::aFullDiskLeavesNothing()
 {
-    // A limit on the size of files fails the write like a full disk does.
+    // A file size limit makes the write fail like a full disk.
     QProcess shell;
     shell.start(QStringLiteral("/bin/sh"),
                 QStringList{QStringLiteral("-c"),

@@ -12,8 +12,8 @@ struct ToolRun
     int exitCode = -1; // -1: did not end by itself
     QByteArray out;
     QByteArray err;
-    QList<QByteArray> chunks; // standard output as it came
+    QList<QByteArray> chunks; // standard output in chunks, as read
 };
 
-// Runs the built tool to its end. A reader that pauses takes its time before each chunk.
+// Runs the built tool to its end. A reader that pauses waits before each chunk.
 ToolRun runTool(const QStringList &arguments, unsigned long readerPauseMs = 0);

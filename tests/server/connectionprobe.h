@@ -4,7 +4,7 @@
 #include "server/vondrequestthread.h"
 #include "server/vondserver.h"
 
-// Looks into the connection classes for the tests. Only while the connection's thread rests.
+// Gives tests access to the connection classes. Only while the connection's thread is idle.
 struct ConnectionProbe
 {
     static jobs::Registry *registry(VondServer *server)
@@ -32,7 +32,7 @@ struct ConnectionProbe
         return handler->m_registry;
     }
 
-    // The addresses of the members in the order in which they are meant to stand.
+    // The addresses of the members in their intended order.
     static QVector<const void *> members(const VondServer &server)
     {
         return {&server.m_vondPath, &server.m_registry};

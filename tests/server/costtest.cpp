@@ -1,5 +1,5 @@
-// What a client can make the service work for, held against what the client has to send: eight
-// times the input must take about eight times the processor's time, not sixty-four times.
+// The work that a client can cause, compared with what it has to send: eight times the input must
+// take about eight times the processor time, not sixty-four times.
 #include "commands/vondanswer.h"
 #include "commands/vondelement.h"
 #include "http/qhttpserverrouter.h"
@@ -17,14 +17,14 @@
 
 namespace {
 
-// Some work whose input is ready, so that only the work is measured.
+// Work whose input is prepared, so that only the work is measured.
 using Work = std::function<void()>;
 using Maker = std::function<Work(int)>; // the work for an input of that size
 
 constexpr int growth = 8;
 constexpr int headPart = 7800; // eight of them fit into a head
 
-// Between the 8 of a straight line and the 64 of a square, with room for what disturbs the clock.
+// Between 8, which is linear, and 64, which is quadratic, with room for disturbances.
 constexpr double steepest = 24;
 
 double processorSeconds()
@@ -34,7 +34,7 @@ double processorSeconds()
     return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
 }
 
-// The shortest of several tries: what disturbs only adds.
+// The shortest of several tries: disturbances only add time.
 double secondsFor(const Work &work)
 {
     constexpr int tries = 7;
@@ -47,13 +47,14 @@ double secondsFor(const Work &work)
     return shortest;
 }
 
-// Over and over, up to the size.
+// Repeated up to the size.
 QByteArray filled(const QByteArray &pattern, int size)
 {
     return pattern.repeated(size / pattern.size());
 }
 
-// Reads the bytes as they come in steps of that size, and looks for a route for every request.
+// Parses the bytes as if they arrived in steps of that size, and looks up a route for every
+// request.
 void serve(const QByteArray &bytes, int step)
 {
     http::RequestParser parser;
@@ -107,7 +108,7 @@ private Q_SLOTS:
     void initTestCase()
     {
         useOwnSettings();
-        // What is told of every key would hide what finding it costs.
+        // Logging every key would hide the cost of finding it.
         QLoggingCategory::setFilterRules(QStringLiteral("*=false"));
     }
 
@@ -210,7 +211,7 @@ private Q_SLOTS:
         const Work small = maker(size);
         const Work large = maker(growth * size);
         double ratio = 0;
-        for (int i = 0; i < 3; ++i) { // a machine may be disturbed for as long as one comparison
+        for (int i = 0; i < 3; ++i) { // a machine may be disturbed during a whole comparison
             const double shorter = secondsFor(small);
             ratio = secondsFor(large) / shorter;
             if (ratio < steepest) {
@@ -221,13 +222,13 @@ private Q_SLOTS:
     }
 
 private:
-    // What routes make of a body, and of a tool's output.
+    // What routes do with a body, and with a tool's output.
     static void addBodies()
     {
         constexpr int bodyPart = 100000;
         QTest::newRow("JSON keys") << Maker([](int size) -> Work {
             QByteArray body = "{\"configuration\":\"c\"";
-            for (int i = size / 12; i > 0; --i) { // from behind: not in the order they are kept in
+            for (int i = size / 12; i > 0; --i) { // backwards: not in their sorted order
                 body += ",\"k" + QByteArray::number(1000000 + i) + "\":0";
             }
             return [body = body + '}'] { (void)jobs::readConversionRequest(body); };
@@ -253,7 +254,7 @@ private:
             << reserve("/tmp/") << bodyPart;
         QTest::newRow("return: name that holds its suffix again and again")
             << reserve(".a") << bodyPart;
-        // Lines times keys is what is told to the operator; each alone must be a straight line.
+        // The operator's lines grow with lines times keys; each factor alone must be linear.
         const auto prune = [](int lines, int keys) -> Work {
             QStringList names;
             QByteArray line = "Error: ";
@@ -287,7 +288,7 @@ private:
         }) << 1000;
         QTest::newRow("names of files to return") << Maker([](int size) -> Work {
             QStringList names;
-            for (int i = size; i > 0; --i) { // from behind, as above
+            for (int i = size; i > 0; --i) { // backwards, as above
                 names.append(QStringLiteral("name%1.tif").arg(1000000 + i));
             }
             return [names] { (void)commands::returnFilesDict(names); };

@@ -24,7 +24,7 @@ namespace {
 
 using base::DescriptorReservation;
 
-// This process's limit on descriptors, for one block.
+// Sets this process's descriptor limit for one block.
 class Limit
 {
 public:
@@ -54,13 +54,13 @@ rlim_t lowestFree()
     return static_cast<rlim_t>(base::lowestFreeDescriptor().value());
 }
 
-// Room for so many, on top of what the service keeps for itself and what is open.
+// Room for this many, in addition to the service's reserve and what is open.
 rlim_t roomFor(int count)
 {
     return lowestFree() + static_cast<rlim_t>(base::descriptorsOfTheService + count);
 }
 
-// The limit under which exactly so many more can be opened, wherever there are gaps.
+// The limit under which exactly this many more can be opened, wherever there are gaps.
 rlim_t limitThatLeaves(int count)
 {
     std::vector<base::FileDescriptor> open;
@@ -137,7 +137,7 @@ private Q_SLOTS:
         }
         QVERIFY(!DescriptorReservation(10, base::lowestFreeDescriptor()).isGranted());
         QVERIFY(!DescriptorReservation(10, base::lowestFreeDescriptor())
-                     .isGranted()); // a refusal takes nothing, and frees nothing
+                     .isGranted()); // a rejection takes nothing, and frees nothing
         claims.pop_back();
         QVERIFY(DescriptorReservation(10, base::lowestFreeDescriptor()).isGranted());
     }
@@ -202,7 +202,7 @@ private Q_SLOTS:
             QVERIFY(!isOpen(second));
         }
         QVERIFY(server.findChildren<VondRequestThread *>().isEmpty());
-        // The operator is told, and not once for each.
+        // The operator gets a line, but not one for each.
         QCOMPARE(errors.take(), QByteArray("client refused: too few descriptors are left\n"));
 
         QVERIFY(server.listen(QHostAddress::LocalHost));
@@ -249,7 +249,7 @@ private Q_SLOTS:
             QVERIFY(other.takeResponse());
         }
         QTRY_VERIFY(server.findChildren<VondRequestThread *>().isEmpty());
-        RawClient client(server.serverPort()); // the system has it, nobody has accepted it yet
+        RawClient client(server.serverPort()); // queued by the system, not accepted yet
         int turns = 0;
         const auto counting = connect(QAbstractEventDispatcher::instance(),
                                       &QAbstractEventDispatcher::awake,
@@ -260,7 +260,7 @@ private Q_SLOTS:
             QTest::qWait(1000);
         }
         disconnect(counting);
-        // Ten pauses, each after a hundred turns, and what the waiting itself turns.
+        // Ten pauses, each after a hundred turns, and the turns of the waiting itself.
         QVERIFY2(turns < 3000, qPrintable(QString::number(turns)));
         client.send("GET / HTTP/1.1\r\nHost: a\r\n\r\n");
         QVERIFY(client.takeResponse());
@@ -269,7 +269,7 @@ private Q_SLOTS:
             next.send("GET / HTTP/1.1\r\nHost: a\r\n\r\n");
             QVERIFY(next.takeResponse());
         }
-        // And rests no more, ever again: a server that rests lets its clients wait.
+        // And never pauses again: a paused server makes its clients wait.
         const auto rests = [pause = server.findChild<AcceptBackoff *>()] {
             return !QAbstractEventDispatcher::instance()->registeredTimers(pause).isEmpty();
         };
@@ -290,7 +290,7 @@ private Q_SLOTS:
         OpenServer server(QStringLiteral("/no/such/tool"));
         QVERIFY(server.listen(QHostAddress::LocalHost));
         const quint16 port = server.serverPort();
-        for (int round = 0; round < 3; ++round) { // the first failure is the one that is remembered
+        for (int round = 0; round < 3; ++round) { // Qt keeps the first error
             std::vector<std::unique_ptr<RawClient>> waiting;
             for (int i = 0; i < 10; ++i) {
                 waiting.push_back(std::make_unique<RawClient>(port));

@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-// The classes are found by name and their methods by index, as text: this is what others rely on.
+// The classes are found by name and their methods by index, as text: others rely on this.
 class MetaObjectTest : public QObject
 {
     Q_OBJECT

@@ -28,7 +28,7 @@ using refusedmemory::tellAndEnd;
 
 namespace {
 
-// A connection whose thread is refused memory from entering run() until it leaves.
+// A connection whose thread's allocations fail from entering run() until it leaves.
 class RefusedThread : public VondRequestThread
 {
 public:
@@ -75,7 +75,7 @@ public:
         return m_isReady;
     }
 
-    // A client's end and the service's end of a new connection.
+    // Both ends of a new connection: the client's and the service's.
     [[nodiscard]] std::pair<int, int> connection() const
     {
         const int client = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -95,7 +95,7 @@ private:
     bool m_isReady = false;
 };
 
-// All until the other side closes; nothing when that does not come.
+// Everything until the other side closes; nothing when it does not.
 std::optional<QByteArray> readToTheEnd(int client)
 {
     QByteArray received;
@@ -120,7 +120,7 @@ int openDescriptors()
     return QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::NoFilter).size();
 }
 
-// A server that is given the service's end of a connection.
+// A server that is given the server side of a connection.
 class OpenServer : public VondServer
 {
 public:
@@ -137,8 +137,8 @@ QByteArray post(const QByteArray &target, const char *json)
 
 } // namespace
 
-// The whole life of a connection, from accepting to closing, without memory from some moment on:
-// it ends, with or without its answer, nothing of it stays, and the next one is served.
+// The whole life of a connection, from accepting to closing, with memory running out at some point:
+// it ends, with or without a response, nothing of it remains, and the next one is served.
 class RefusedConnectionTest : public QObject
 {
     Q_OBJECT
@@ -151,7 +151,7 @@ private:
         Broken
     };
 
-    // One connection. What it must not do is a failure of the test.
+    // One connection. Forbidden behaviour fails the test.
     Outcome connectOnce(Mode mode, qint64 n, const QByteArray &request)
     {
         running = {QTest::currentDataTag(), mode, n};
@@ -204,14 +204,14 @@ private Q_SLOTS:
         QTest::newRow("arguments") << post("/vond", "['a','return:b']");
     }
 
-    // Bytes are refused beyond what was in use when the thread began, as the system refuses them.
+    // Allocations fail beyond what was in use when the thread began, as the system's limits do.
     void aConnectionEndsWithNothingLeft()
     {
         QFETCH(const QByteArray, request);
         constexpr qint64 step = 400;
         constexpr qint64 more = 1 << 20;
         OutputCatcher errors(OutputCatcher::Channel::Error);
-        (void)connectOnce(Mode::Beyond, 64 * more, request); // opens what stays open
+        (void)connectOnce(Mode::Beyond, 64 * more, request); // opens what remains open
         QCOMPARE(connectOnce(Mode::Beyond, 64 * more, request), Outcome::NothingRefused);
         qint64 n = 0;
         for (auto outcome = Outcome::Refused; outcome == Outcome::Refused; n += step) {
@@ -241,7 +241,7 @@ private Q_SLOTS:
         QVERIFY(server.findChildren<VondRequestThread *>().isEmpty());
     }
 
-    // The first refused bytes are those of the socket object.
+    // The first allocation that fails is the socket object's.
     void aConnectionWithoutMemoryTellsTheOperator()
     {
         OutputCatcher errors(OutputCatcher::Channel::Error);

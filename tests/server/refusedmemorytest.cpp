@@ -37,9 +37,9 @@ QByteArray json(const char *text)
 
 } // namespace
 
-// Two things of Qt's end the program when memory is refused to them, so they are spared: the
-// settings, and connecting a signal. The linker sends the calls of these functions here ("wrap"),
-// and has the functions themselves under another name ("real").
+// Two parts of Qt end the program when an allocation fails, so they are exempt: the settings, and
+// connecting a signal. The linker redirects calls of these functions to here ("wrap"), and provides
+// the originals under another name ("real").
 // NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
 QString realWorkFolder() __asm__("__real__ZN8settings10workFolderEv");
 QString sparedWorkFolder() __asm__("__wrap__ZN8settings10workFolderEv");
@@ -100,8 +100,8 @@ private:
     QString m_lastStdOutMsg;
 };
 
-// The routes that read JSON, without and with the run of a tool, and the making of an answer, with
-// memory refused at every moment. They may throw std::bad_alloc and nothing else, and the program
+// The routes that read JSON, without and with a run of the tool, and making the response, with
+// every allocation failing in turn. They may throw std::bad_alloc and nothing else, and the program
 // goes on.
 class RefusedMemoryTest : public QObject
 {
@@ -110,7 +110,7 @@ class RefusedMemoryTest : public QObject
 private:
     using Action = std::function<void()>;
 
-    // Whether memory was refused at all.
+    // Whether any allocation failed.
     bool refuse(Mode mode, qint64 n, const Action &action) const
     {
         const char *const tag = QTest::currentDataTag();
@@ -122,14 +122,14 @@ private:
             // as it should be
         }
         const bool refused = refusedmemory::end() > 0;
-        QDir folder(m_folder.path()); // files that came along
+        QDir folder(m_folder.path()); // files in the request
         for (const QString &name : folder.entryList(QDir::Files)) {
             (void)folder.remove(name);
         }
         return refused;
     }
 
-    // How many allocations there are to refuse.
+    // The number of allocations that can fail.
     qint64 refuseEach(Mode mode, const Action &action) const
     {
         qint64 n = 0;
@@ -141,7 +141,7 @@ private:
 
     void refuseAll(const Action &action) const
     {
-        action(); // what is only made once is there afterwards
+        action(); // creates what is created only once
         const qint64 once = refuseEach(Mode::Once, action);
         const qint64 all = refuseEach(Mode::FromThenOn, action);
         QVERIFY2(once > 3 && all > 3, "hardly anything was refused");
@@ -183,8 +183,8 @@ private Q_SLOTS:
         });
     }
 
-    // What is read asks for a tool run, and a zero character in it is refused just before the
-    // start.
+    // The request asks for a run of the tool, and a zero character in it is rejected just before
+    // the start.
     void convertEndsInAnException()
     {
         const QByteArray body =
@@ -229,7 +229,7 @@ private Q_SLOTS:
         refuseAll([&] { (void)QHttpServerResponse(commands::vond(faketool::path(), body)); });
     }
 
-    // With the tool run as well, which prints its arguments or nothing.
+    // With a run of the tool, too, which prints its arguments or nothing.
     void aRunEndsInAnException_data()
     {
         QTest::addColumn<QByteArray>("route");

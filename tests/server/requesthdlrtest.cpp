@@ -68,7 +68,7 @@ private Q_SLOTS:
         QCOMPARE(connection.client->take(95), expected);
         QCOMPARE(connection.socket->state(), QAbstractSocket::ConnectedState);
 
-        // Open in both directions, and nothing followed the answer.
+        // Open in both directions, and nothing followed the response.
         connection.client->send("x");
         QTRY_COMPARE(connection.socket->bytesAvailable(), 1);
         QVERIFY(connection.client->received().isEmpty());
@@ -99,7 +99,7 @@ private Q_SLOTS:
         QVERIFY(connection.client->takeResponse());
         QVERIFY(connection.client->takeResponse());
 
-        // Neither the rest of the request nor later ones came by the handler again.
+        // Neither the rest of the request nor later ones went through the handler again.
         QCOMPARE(messages.messages().size(), 2);
         QCOMPARE(ConnectionProbe::routeServer(connection.handler.get()), routeServer);
         QVERIFY(!disconnect(connection.socket,

@@ -23,7 +23,7 @@ QByteArray request(const QByteArray &method, const QByteArray &target, const QBy
 
 } // namespace
 
-// Walks the table as a client sees it. What each route does beyond that stands in its own test.
+// Walks the table as a client sees it. Each route has a test of its own for the rest.
 class RouteTableTest : public QObject
 {
     Q_OBJECT
@@ -44,7 +44,7 @@ private Q_SLOTS:
     {
         QTRY_VERIFY(m_server->findChildren<VondRequestThread *>().isEmpty());
         m_server.reset();
-        (void)m_errors->take(); // expected complaints, asserted in the routes' own tests
+        (void)m_errors->take(); // expected messages, checked in the routes' own tests
     }
 
     void init()

@@ -24,8 +24,8 @@ private Q_SLOTS:
         useOwnSettings();
     }
 
-    // All at once, for each waits a minute: heads, chunk lines and trailers that are not finished
-    // in time, whatever bytes come meanwhile; and what is not limited.
+    // All in parallel, because each waits a minute: heads, chunk lines and trailers that are not
+    // finished in time, whatever bytes arrive meanwhile; and what is not limited.
     void framingThatIsNotFinishedInTimeIsAnswered408AndAllElseIsLeftAlone()
     {
         VondServer server{QString()};
@@ -75,7 +75,7 @@ private Q_SLOTS:
             left.push_back({chunks + "1\r\nx\r\n", "", "0\r\n\r\n"});
             // Each piece ends one line and begins the next.
             left.push_back({chunks + "1\r\nx\r\n1", "\r\nx\r\n1", "\r\nx\r\n0\r\n\r\n"});
-            // A body's data may come as slowly as it likes.
+            // Body data may arrive as slowly as the client likes.
             left.push_back({chunks + "100000\r\n",
                             QByteArray("x"),
                             QByteArray(0x100000, 'x') + "\r\n0\r\n\r\n"});
@@ -95,7 +95,7 @@ private Q_SLOTS:
                     if (slow.client->received().isEmpty()) {
                         slow.client->send(slow.meanwhile);
                     } else {
-                        // The clock of such timers is a coarse one.
+                        // These timers use a coarse clock.
                         QVERIFY(time.elapsed() >= http::framingTimeoutMs * 9 / 10);
                     }
                 }
@@ -114,7 +114,7 @@ private Q_SLOTS:
                 QCOMPARE(response->body, slow.text);
                 QVERIFY(slow.client->waitForClose());
             }
-            left.back().last.remove(0, static_cast<int>(pieces)); // sent already
+            left.back().last.remove(0, static_cast<int>(pieces)); // already sent
             for (Patient &patient : left) {
                 patient.client->send(patient.last);
                 const auto response = patient.client->takeResponse();
@@ -142,10 +142,10 @@ private Q_SLOTS:
         client.send("GET / HTTP/1.1\r\nHost: a\r\n\r\n"); // its thread waits for another one
         QVERIFY(client.takeResponse());
         QVERIFY(!server.findChildren<VondRequestThread *>().isEmpty());
-        // So that it does not see the end, and answer it by closing.
+        // So that it does not see the end of input and close in response.
         client.socket().setReadBufferSize(1);
         client.send(bytes);
-        // It neither closes nor reads the end; the thread goes all the same.
+        // It neither closes nor reads the end; the thread still ends.
         QTRY_VERIFY_WITH_TIMEOUT(server.findChildren<VondRequestThread *>().isEmpty(),
                                  http::lingerMs + 5000);
     }

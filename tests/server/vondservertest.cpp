@@ -38,7 +38,7 @@ QByteArray get(const QByteArray &target)
     return "GET " + target + " HTTP/1.1\r\nHost: a\r\n\r\n";
 }
 
-// Leaves this process so much more memory than it has, for one block.
+// Limits this process to this much more memory than it has, for one block.
 class MemoryLimit
 {
 public:
@@ -73,7 +73,7 @@ int openDescriptors()
     return QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::System | QDir::Files).size();
 }
 
-// One that does not close its side when the server does.
+// A client that does not close its side when the server does.
 class PlainClient
 {
 public:
@@ -97,7 +97,7 @@ public:
     PlainClient(PlainClient &&) = delete;
     PlainClient &operator=(PlainClient &&) = delete;
 
-    // How much the system has taken.
+    // How much the system has accepted.
     int send(const QByteArray &bytes) const
     {
         const ssize_t count = ::send(m_descriptor,
@@ -129,7 +129,7 @@ private:
     int m_descriptor;
 };
 
-// A server whose accepted descriptors can be handed in by a test.
+// A server to which a test can pass accepted descriptors.
 class OpenServer : public VondServer
 {
 public:
@@ -248,7 +248,7 @@ private Q_SLOTS:
         const RequestHdlr *const handler = ConnectionProbe::handler(thread);
         QCOMPARE(ConnectionProbe::requestId(*handler), QStringLiteral("r1"));
         QVERIFY(!ConnectionProbe::lastStdOutMsg(*handler).isEmpty());
-        // Looked at in the connection's own thread, as its last deed.
+        // Checked in the connection's own thread, as its last action.
         std::atomic<bool> forgotten{false};
         connect(
             thread,
@@ -275,7 +275,7 @@ private Q_SLOTS:
         QHttpServer *const routeServer =
             ConnectionProbe::routeServer(ConnectionProbe::handler(thread));
         QVERIFY(!routeServer->router()->isEmpty());
-        // Looked at in the connection's own thread, as its last deed.
+        // Checked in the connection's own thread, as its last action.
         std::atomic<bool> forgotten{false};
         connect(
             thread,
@@ -295,7 +295,7 @@ private Q_SLOTS:
         auto client = std::make_unique<RawClient>(m_server->serverPort());
         QTRY_COMPARE(threads().size(), 1);
         VondRequestThread *const thread = threads().constFirst();
-        // Looked at in the connection's own thread, as its last deed. A closed socket has none.
+        // Checked in the connection's own thread, as its last action. A closed socket has none.
         std::atomic<bool> closed{false};
         connect(
             thread,
@@ -324,7 +324,7 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(threads().isEmpty(), soonMs);
         QCOMPARE(openDescriptors(), before + 2);
 
-        // More than the system takes on its own: somebody reads, and nothing is taken back.
+        // More than the system buffers: the client must read, and nothing is lost.
         constexpr int lateBytes = 16 * 1024 * 1024;
         const QByteArray block(65536, 'x');
         int sent = 0;
@@ -389,7 +389,7 @@ private Q_SLOTS:
     {
         m_server->incomingConnection(noDescriptor);
         VondRequestThread *thread = threads().constFirst();
-        // It is its own receiver: with the connection cut, it stays when it has finished.
+        // It is its own receiver: with the signal disconnected, it remains when it has finished.
         QVERIFY(disconnect(thread, SIGNAL(finished()), thread, SLOT(deleteLater())));
         QVERIFY(thread->wait(5000));
         delete thread;

@@ -26,9 +26,9 @@ constexpr int patienceMs = 30000;
 
 const char *const notSaved = "Error: saving data to file";
 
-// What may stay of many small requests: the objects of each connection, which are never deleted,
-// and what the threads' heaps hold on to (each up to some hundred KiB, eight heaps per core). It is
-// far below what any of the large requests here takes.
+// What may remain after many small requests: the objects of each connection, which are never
+// deleted, and what the threads' heaps keep (up to some hundred KiB each, eight heaps per core). It
+// is far below what any of the large requests here takes.
 constexpr int marginMiB = 24;
 
 QByteArray json(const QJsonObject &object)
@@ -86,8 +86,8 @@ QByteArray commandWithFile(const QString &fileName, const char *base64 = "QUJD")
 
 } // namespace
 
-// What clients should not send. Each time the answer is told, which files there are afterwards, and
-// that the service goes on.
+// What clients should not send. Each test checks the response, the files afterwards, and that the
+// service goes on.
 class BadInputTest : public QObject
 {
     Q_OBJECT
@@ -162,7 +162,7 @@ private:
         QTest::addColumn<QByteArray>("request");
         QTest::addColumn<QByteArray>("answer");
         QTest::addColumn<QStringList>("files");
-        QTest::addColumn<QByteArray>("console"); // what the operator gets to read
+        QTest::addColumn<QByteArray>("console"); // what the operator reads
     }
 
     void exchange()
@@ -183,7 +183,7 @@ private:
         const QByteArray said = m_service.error().mid(before);
         QVERIFY2(said.contains(console), said.left(2000).constData());
 
-        client.send(get("/")); // the connection is as good as before
+        client.send(get("/")); // the connection still works
         const auto next = client.takeResponse();
         QVERIFY(next);
         QCOMPARE(next->body, QByteArray("vondServer: Hello world"));
@@ -231,7 +231,7 @@ private Q_SLOTS:
         {
             const char *name;
             QByteArray bytes;
-            QByteArray text; // as "/text" gives it back
+            QByteArray text; // as "/text" returns it
         };
 
         const std::vector<Body> bodies{
@@ -247,7 +247,7 @@ private Q_SLOTS:
              "[\"\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd\"]"},
         };
         const QStringList uploaded{QStringLiteral("work/u")};
-        const QStringList noName{QStringLiteral("work/_1.")}; // the free name beside a folder's own
+        const QStringList noName{QStringLiteral("work/_1.")}; // the free name next to a folder's
         const QByteArray noConfiguration = "There is no configuration ''.\n";
         for (const Body &body : bodies) {
             const auto named = [&body](const char *path) {
@@ -291,7 +291,7 @@ private Q_SLOTS:
         exchange();
     }
 
-    // Names are used as they come.
+    // Names are used as given.
     void namesWithFolders_data()
     {
         columns();
@@ -342,7 +342,7 @@ private Q_SLOTS:
         exchange();
     }
 
-    // The system would end a name at its zero: nothing is written or run.
+    // The system would truncate a name at the zero: nothing is written or run.
     void namesWithZeros_data()
     {
         columns();
@@ -381,8 +381,8 @@ private Q_SLOTS:
     void longNames_data()
     {
         columns();
-        const QString longName(300, QLatin1Char('n')); // the system takes 255 bytes
-        const QString longest(200000, QLatin1Char('n')); // as an argument, it takes 128 KiB
+        const QString longName(300, QLatin1Char('n')); // the system accepts 255 bytes
+        const QString longest(200000, QLatin1Char('n')); // as an argument, it accepts 128 KiB
 
         row("/convert, long", conversion(longName), missing(longName));
         row("/convertWithLocalData, long", inlinePicture(longName), "", {}, cannotWrite(longName));
@@ -407,7 +407,7 @@ private Q_SLOTS:
         exchange();
     }
 
-    // What is no base64 is passed over, and the rest is written.
+    // What is not base64 is skipped, and the rest is written.
     void invalidBase64()
     {
         QVERIFY(requests::ask(m_service.port(),
@@ -543,7 +543,7 @@ private Q_SLOTS:
                      qPrintable(memoryNow()));
     }
 
-    // Bodies of this size have taught the allocator to keep such blocks for later.
+    // Bodies of this size used to make the allocator keep such blocks for later.
     void memoryIsBackAfterManyLargeBodiesAtOnce()
     {
         if (!freedMemoryLeaves) {
@@ -576,7 +576,7 @@ private:
             .arg(m_warmMiB);
     }
 
-    // Without a dot in its path: the free name for no name at all loses every dot.
+    // No dot in its path: the free name for an empty name loses every dot.
     QTemporaryDir m_folder{QStringLiteral("/tmp/vond-badinput-XXXXXX")};
     ServiceUnderTest m_service;
     int m_warmMiB = 0;

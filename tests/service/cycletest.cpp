@@ -24,7 +24,7 @@ void appendLittleEndian(QByteArray &bytes, Number value)
     bytes.append(reinterpret_cast<const char *>(&little), sizeof little);
 }
 
-// An uncompressed RGB picture of coloured slopes, as a TIFF file of one strip.
+// An uncompressed RGB picture of colour gradients, as a TIFF file with one strip.
 QByteArray picture(quint32 width, quint32 height)
 {
     constexpr quint16 shortType = 3;
@@ -76,7 +76,7 @@ QByteArray picture(quint32 width, quint32 height)
     return bytes;
 }
 
-// The value of a tag of the first directory of a TIFF file, for tags of one short or long.
+// The value of a tag in the first directory of a TIFF file, for tags with one short or long.
 quint32 tiffTag(const QByteArray &file, quint16 wanted)
 {
     const auto *const data = reinterpret_cast<const uchar *>(file.constData());
@@ -95,12 +95,12 @@ quint32 tiffTag(const QByteArray &file, quint16 wanted)
 
 int percentOf(const QByteArray &progress)
 {
-    // Several lines may have come in one piece; the last one counts.
+    // Several lines may have arrived in one piece; the last one counts.
     const int last = progress.lastIndexOf("Progress: ");
     return progress.mid(last + 10).split('%').constFirst().toInt();
 }
 
-// One conversion as a client drives it: asked for on one connection, followed on another.
+// One conversion as a client drives it: requested on one connection, followed on another.
 class Conversion
 {
 public:
@@ -123,7 +123,7 @@ public:
         m_asking.send(post("/convert", QJsonDocument(request).toJson(QJsonDocument::Compact)));
     }
 
-    // Asks for the progress once; the empty text when there is none.
+    // Polls the progress once; the empty text when there is none.
     QByteArray poll()
     {
         m_polling.send(get("/progressInfo/" + m_id));
@@ -213,7 +213,7 @@ private Q_SLOTS:
             QVERIFY(std::is_sorted(conversion->seen.cbegin(), conversion->seen.cend()));
             QVERIFY(conversion->seen.constLast() <= 100);
         }
-        QCOMPARE(one.poll(), QByteArray()); // forgotten with the answer
+        QCOMPARE(one.poll(), QByteArray()); // removed with the response
         QCOMPARE(two.poll(), QByteArray());
 
         for (const QByteArray &name : qAsConst(answers)) {

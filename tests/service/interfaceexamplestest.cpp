@@ -32,7 +32,7 @@ std::vector<Example> examplesIn(const QStringList &lines)
 {
     std::vector<Example> examples;
     QString heading;
-    QString recipe; // not looked at here
+    QString recipe; // ignored here
     QString *block = nullptr; // the one that the lines belong to
     for (int i = 0; i < lines.size(); ++i) {
         const QString &line = lines.at(i);
@@ -65,7 +65,7 @@ std::vector<Example> examplesIn(const QStringList &lines)
     return examples;
 }
 
-// The document's own list of what differs from run to run.
+// The document's own list of what varies from run to run.
 QString patternFor(const QString &placeholder, const QString &workFolder)
 {
     const QString day = QStringLiteral("(Mon|Tue|Wed|Thu|Fri|Sat|Sun)");
@@ -105,8 +105,8 @@ QRegularExpression expressionFor(const QString &output, const QString &workFolde
     return QRegularExpression(QRegularExpression::anchoredPattern(pattern));
 }
 
-// Line ends at the end do not count: most answers have none, and a block in the document always
-// has one. Nor do the carriage returns of HTTP.
+// Trailing line ends do not count: most responses have none, and a block in the document always has
+// one. Nor do the carriage returns of HTTP.
 QString comparable(QString text)
 {
     text.remove(QLatin1Char('\r'));
@@ -118,14 +118,14 @@ QString comparable(QString text)
 
 } // namespace
 
-// docs/interface.md, as its reader tries it out.
+// docs/interface.md, as a reader tries it out.
 class InterfaceExamplesTest : public QObject
 {
     Q_OBJECT
 
 private:
-    // Runs the examples in one shell, as they are pasted one after the other, and cuts the output
-    // at a mark that is printed after each.
+    // Runs the examples in one shell, as if pasted one after the other, and splits the output at a
+    // mark that is printed after each.
     void runExamples()
     {
         const QString mark = QStringLiteral("\n--- this was example %1 ---\n");
@@ -222,7 +222,7 @@ private Q_SLOTS:
         }
     }
 
-    // An example without an output would not be looked at.
+    // An example without an output would not be checked.
     void examplesWithoutOutputOnlySetThingsUp()
     {
         for (const Example &example : m_examples) {

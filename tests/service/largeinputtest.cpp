@@ -17,8 +17,8 @@ namespace {
 constexpr int patienceMs = 120000;
 constexpr int base64Size = 100 * 1000 * 1000;
 
-// For what small requests leave behind: objects of connections, and what the threads' heaps keep. A
-// single copy of what is sent here is several times as large.
+// Allows for what small requests leave behind: objects of connections, and what the threads' heaps
+// keep. A single copy of what is sent here is several times as large.
 constexpr int marginMiB = 24;
 
 QByteArray randomBytes(int size)
@@ -31,7 +31,7 @@ QByteArray randomBytes(int size)
     return bytes;
 }
 
-// JSON written with single quotes, and a % where the data goes.
+// JSON written with single quotes, with a % in place of the data.
 QByteArray json(const char *pattern, const QByteArray &data)
 {
     return QByteArray(pattern).replace('\'', '"').replace("%", data);
@@ -71,7 +71,7 @@ private Q_SLOTS:
         QCOMPARE(m_base64.size(), base64Size);
     }
 
-    // A service of its own for each request: what one leaves behind is not another's warmth.
+    // A separate service for each request, so that none profits from what another left behind.
     void init()
     {
         m_service = std::make_unique<ServiceUnderTest>();
@@ -134,7 +134,7 @@ private Q_SLOTS:
         QVERIFY(stored("large.tif") == m_bytes);
     }
 
-    // Too long an argument for any tool.
+    // An argument too long for any tool.
     void convertTakesItForANameThatCannotBe()
     {
         QCOMPARE(ask(post("/convert", json("{'fileName':'%'}", m_base64))), QByteArray());

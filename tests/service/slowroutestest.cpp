@@ -12,7 +12,7 @@
 
 using requests::get;
 
-// The rows of the route table that take long or much memory, through the built service.
+// The rows of the route table that take long or a lot of memory, through the built service.
 class SlowRoutesTest : public QObject
 {
     Q_OBJECT
@@ -24,7 +24,7 @@ private Q_SLOTS:
         QVERIFY(m_service.start(QStringLiteral(SAMPLE_TOOL_PATH)));
     }
 
-    // All asked at once, so that the slowest decides how long this takes.
+    // All requested at once, so that the slowest determines how long this takes.
     void sleepersWaitOnlyForThemselves()
     {
         struct Sleeper
@@ -41,7 +41,7 @@ private Q_SLOTS:
             sleepers.back().client->send(get("/sleep" + QByteArray::number(seconds) + "secs"));
         }
         QCOMPARE(requests::ask(m_service.port(), get("/")), QByteArray("vondServer: Hello world"));
-        QVERIFY(sinceAsked.elapsed() < 2000); // nobody has woken yet
+        QVERIFY(sinceAsked.elapsed() < 2000); // none has woken up yet
 
         for (const Sleeper &sleeper : sleepers) {
             const auto response = sleeper.client->takeResponse(false, 120000);
@@ -63,7 +63,7 @@ private Q_SLOTS:
     void memtestTellsItsFailureAndGivesItsMemoryBack()
     {
         constexpr int marginMiB = 64;
-        constexpr int keptMiB = 1027; // the encoded array, which stays on purpose
+        constexpr int keptMiB = 1027; // the encoded array, leaked on purpose
         const int before = residentMiB(m_service.processId());
         QVERIFY(before > 0);
         QCOMPARE(requests::ask(m_service.port(), get("/memtest"), 120000),

@@ -40,7 +40,7 @@ class ToolRoutesTest : public QObject
     Q_OBJECT
 
 private:
-    // The answer's body, which has to be an object.
+    // The response's body, which must be an object.
     [[nodiscard]] QJsonObject vond(const QJsonArray &arguments) const
     {
         const QByteArray answer = requests::ask(
@@ -78,7 +78,7 @@ private:
         return m_service->temporaryFolder() + QLatin1Char('/') + name;
     }
 
-    // The bytes as a picture; they are read from a file with this suffix.
+    // The bytes as a picture, read from a file with this suffix.
     [[nodiscard]] pictures::Pixels pixels(const QByteArray &bytes, const QString &suffix) const
     {
         const QString path = m_folder.filePath(QStringLiteral("fetched.") + suffix);
@@ -195,7 +195,7 @@ private Q_SLOTS:
         QCOMPARE(pictures::largestDifference(result, made(withOwnProfile())), 0);
     }
 
-    // The tool writes all outputs of a run or none, and its error line names them all. The stop
+    // The tool writes all outputs of a run or none, and its error line names all of them. The stop
     // file's name is not in that line.
     void whatTheErrorLineNamesIsLeftOut()
     {
@@ -334,7 +334,7 @@ private:
 
     QTemporaryDir m_folder;
     QByteArray m_picture; // RGB, as PNG, without a profile
-    QByteArray m_profile; // RGB, and not that of any picture here
+    QByteArray m_profile; // RGB, and not the profile of any picture here
     std::unique_ptr<ServiceUnderTest> m_service;
 };
 

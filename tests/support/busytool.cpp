@@ -1,10 +1,10 @@
-// Stands in for the tool on a busy day. It takes up to 300 ms, or exactly BUSYTOOL_MS, and what it
-// writes says for whom: the name of the stop file, and the bytes of the input and of a profile.
+// A fake tool for a busy day. It takes up to 300 ms, or exactly BUSYTOOL_MS, and its output
+// identifies the request: the name of the stop file, and the bytes of the input and of a profile.
 // Results of conversions never overwrite; results of arguments that end in "-o PATH" do, as with a
 // tool that trusts the path it was given.
 //
-// Each word on standard output waits until the one before has been taken out of the pipe, so that
-// it is read by itself.
+// Each text on standard output waits until the previous one has been taken out of the pipe, so that
+// it is read separately.
 #include "tests/support/toolpipe.h"
 
 #include <algorithm>
@@ -32,7 +32,7 @@ void say(const std::string &text)
     toolpipe::waitUntilTaken();
 }
 
-// Half of what there is to do.
+// Half of the work.
 void work()
 {
     if (const char *const exactly = std::getenv("BUSYTOOL_MS")) {
@@ -88,7 +88,7 @@ std::string contentOf(const std::string &path)
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-// The wanted path, or the next with a number when that has come to be there.
+// The requested path, or the next one with a number if it exists by now.
 std::string writeNew(const std::string &wanted, const std::string &content)
 {
     const std::size_t dot = wanted.rfind('.');
@@ -109,8 +109,8 @@ int convert(const Arguments &arguments)
 {
     const std::string stopFile = startingWith(arguments, "--stopfile=");
     const std::string owner = stopFile.substr(stopFile.rfind('/') + 1) + "\n";
-    // Without that its first words name the output, and with them the answer of an inline
-    // conversion: the path that it was given may be a result that outlived its input.
+    // Otherwise its first text names the output, and so does the response of an inline conversion:
+    // the path that it was given may be a result that outlived its input.
     const bool tellsProgress =
         std::find(arguments.begin(), arguments.end(), "--progress") != arguments.end();
     if (tellsProgress) {

@@ -16,7 +16,7 @@ QString notesPath()
     return qEnvironmentVariable("VOND_FAKETOOL_NOTES");
 }
 
-// The process id, then the arguments, each ended by a zero byte.
+// The process id, then the arguments, each terminated by a zero byte.
 QList<QByteArray> notes()
 {
     QList<QByteArray> fields = contentOf(notesPath()).split('\0');

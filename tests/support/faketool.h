@@ -8,11 +8,12 @@ namespace faketool {
 
 [[nodiscard]] QString path();
 
-// Chooses the behaviour of the runs that follow and forgets the run before. The choice is made in
-// the environment, so it holds for the whole test program.
+// Chooses the behaviour of the following runs and forgets the last run. The choice is made in the
+// environment, so it holds for the whole test program.
 void behave(const char *behaviour, const QString &notesFolder = QDir::tempPath());
 
-// The arguments of the last run, exactly as the tool got them. ran() tells whether there was one.
+// The arguments of the last run, exactly as the tool received them. ran() says whether there was
+// one.
 [[nodiscard]] QStringList arguments();
 [[nodiscard]] bool ran();
 

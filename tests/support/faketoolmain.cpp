@@ -1,10 +1,10 @@
-// A fake tool. The environment variable VOND_FAKETOOL names its behaviour; when that is not set, the
-// configuration it is asked for does (the word after "-c"), so that two runs of one service can
-// differ. VOND_FAKETOOL_NOTES names a file to which it writes its process id and its arguments, each
-// terminated by a zero byte.
+// A fake tool. The environment variable VOND_FAKETOOL names its behaviour; when that is not set,
+// the configuration it is asked for does (the word after "-c"), so that two runs of one service can
+// differ. VOND_FAKETOOL_NOTES names a file to which it writes its process id and its arguments,
+// each terminated by a zero byte.
 //
-// Writes into a plain pipe merge when the reader is slow. Where a behaviour means two chunks and
-// the pipe may be plain, the fake tool waits until the first has been taken out.
+// Writes to a plain pipe merge when the reader is slow. If a behaviour has two chunks and the pipe
+// may be plain, the fake tool waits until the first has been taken out.
 #include "tests/support/toolpipe.h"
 
 #include <cctype>
@@ -29,7 +29,7 @@ namespace {
 
 using Arguments = std::vector<std::string>;
 
-constexpr unsigned longestLifeSeconds = 300; // nobody is left behind, whatever a test does
+constexpr unsigned longestLifeSeconds = 300; // none stays behind, whatever a test does
 constexpr useconds_t lookAgainMicroseconds = 1000;
 
 void out(const std::string &text)
@@ -78,7 +78,7 @@ std::string stopFile(const Arguments &arguments)
     return {};
 }
 
-// What is asked for after "-o", or the next name with a number when that is there already.
+// The path after "-o", or the next name with a number if it already exists.
 std::string freeOutput(const Arguments &arguments)
 {
     const std::string wanted = after(arguments, "-o");
@@ -224,7 +224,8 @@ int dieByASignal(const Arguments &)
     return EXIT_FAILURE;
 }
 
-// Each argument is one write of so many bytes; behind a "~" it is a pause of so many microseconds.
+// Each argument is one write of that many bytes; after a "~" it is a pause of that many
+// microseconds.
 int writesOfTheseSizes(const Arguments &arguments)
 {
     char letter = 'a';
@@ -305,7 +306,7 @@ int closeItsOutputAndGoOn(const Arguments &)
     return EXIT_SUCCESS;
 }
 
-// Ends, and leaves behind a process that holds the pipes open, and may write to them.
+// Exits, and leaves behind a process that holds the pipes open and may write to them.
 int leaveAProcessBehind(const Arguments &arguments)
 {
     out("the tool's last word\n");

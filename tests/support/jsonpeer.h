@@ -3,14 +3,15 @@
 #include <QByteArray>
 #include <QString>
 
-// Reads the bytes with base::JsonText and with QJsonDocument and holds one against the other:
-// whether it is JSON, kinds, texts, elements, members by key, the first key of each object. Empty
-// when they agree, otherwise where they do not.
+// Reads the bytes with base::JsonText and with QJsonDocument and compares: whether it is JSON,
+// kinds, texts, elements, members by key, the first key of each object. Empty when they agree,
+// otherwise where they differ.
 //
-// Where keys hold zeros, surrogates, or characters behind these, Qt's order of keys may be none (it
-// compares up to the zero, units, or code points, depending on how they are escaped) and a key that
-// is there is not found: with `anyKeys` false, objects with such keys are left out.
+// If keys contain zeros, surrogates, or characters above these, Qt's order of keys may be
+// inconsistent (it compares up to the zero, by code units, or by code points, depending on how they
+// are escaped) and existing keys are not found: with `anyKeys` false, objects with such keys are
+// skipped.
 //
-// Of equal keys Qt keeps the last in objects of up to 16 members; in larger ones its sort leaves it
-// to chance, and they are left out, too.
+// Of duplicate keys Qt keeps the last in objects of up to 16 members; in larger ones the result of
+// its sort is arbitrary, and they are skipped, too.
 [[nodiscard]] QString jsonDifference(const QByteArray &bytes, bool anyKeys);

@@ -4,8 +4,8 @@
 
 namespace {
 
-// A handler is a plain function, so what it writes to is process-wide. The standard mutex, because
-// the thread sanitizer sees it without help.
+// A handler is a plain function, so what it writes to is process-wide. A standard mutex, because
+// the thread sanitizer understands it.
 std::mutex caughtMutex;
 QStringList caught;
 

@@ -2,8 +2,8 @@
 
 #include <QStringList>
 
-// Catches what goes through Qt's message stream (qDebug and its kin) while it lives, from every
-// thread. One at a time; the handler that was there before comes back afterwards.
+// Catches what goes through Qt's message stream (qDebug etc.) while it lives, from every thread.
+// One at a time; the previous handler is restored afterwards.
 class MessageCatcher
 {
 public:

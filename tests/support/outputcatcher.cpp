@@ -49,7 +49,7 @@ OutputCatcher::~OutputCatcher()
 QByteArray OutputCatcher::take()
 {
     flushAll();
-    // pread: the position belongs to the writers, who share it through the descriptor.
+    // pread: the position belongs to the writers, which share it through the descriptor.
     QByteArray bytes(int(::lseek(::fileno(m_file), 0, SEEK_END) - m_taken), '\0');
     const ssize_t count = ::pread(::fileno(m_file), bytes.data(), size_t(bytes.size()), m_taken);
     if (count != bytes.size()) {

@@ -5,8 +5,8 @@
 #include <cstdio>
 
 // Catches what is written to standard output or standard error while it lives, at the level of the
-// descriptor: streams, formatted prints and plain writes alike. What nobody has taken when it ends
-// is passed on, so that the text of a failed check is not swallowed.
+// descriptor: streams, formatted prints and plain writes alike. What has not been taken when it
+// ends is passed on, so that the text of a failed check is not swallowed.
 class OutputCatcher
 {
 public:
@@ -28,7 +28,7 @@ public:
 
 private:
     int m_descriptor; // 1 or 2
-    int m_before; // a copy of what the descriptor was
-    std::FILE *m_file; // unnamed, gone with us
+    int m_before; // a copy of the original descriptor
+    std::FILE *m_file; // unnamed, disappears with this process
     long m_taken = 0;
 };

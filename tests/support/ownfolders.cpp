@@ -22,8 +22,8 @@ void setWorkFolder(const QString &folder)
     QSettings().setValue(settings::tempFolderKey, folder);
 }
 
-// Not below the program's own temporary folder: a dot anywhere in the path matters to the rule for
-// free names, so there is none.
+// Not below the program's own temporary folder: the rule for free names looks at dots anywhere in
+// the path, so there must be none.
 OwnWorkFolder::OwnWorkFolder()
     : m_folder(QStringLiteral("/tmp/vondtest-XXXXXX"))
 {

@@ -100,7 +100,7 @@ bool RawClient::waitForClose(int timeoutMs)
 {
     return QTest::qWaitFor(
         [this] {
-            (void)received(); // so that the end behind the last bytes is seen
+            (void)received(); // so that the end after the last bytes is seen
             return m_socket.state() == QAbstractSocket::UnconnectedState;
         },
         timeoutMs);

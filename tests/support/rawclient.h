@@ -5,7 +5,7 @@
 
 #include <optional>
 
-// One HTTP answer, read off a socket by its Content-Length.
+// One HTTP response, read from a socket by its Content-Length.
 struct RawResponse
 {
     QByteArray head; // status line and fields, without the empty line
@@ -16,26 +16,26 @@ struct RawResponse
     [[nodiscard]] QByteArray value(const QByteArray &name) const;
 };
 
-// A client that sends bytes as they are given and shows the bytes that come back. Waiting runs the
-// event loop of the test's thread.
+// A client that sends bytes as given and returns the bytes that come back. Waiting runs the event
+// loop of the test's thread.
 class RawClient
 {
 public:
     explicit RawClient(quint16 port);
 
     void send(const QByteArray &bytes);
-    // No more will be sent; answers can still be read.
+    // Closes the sending side; responses can still be read.
     void halfClose();
-    // Ends the connection without the usual farewell, so that the other side gets a reset.
+    // Aborts the connection, so that the other side gets a reset.
     void reset();
 
-    // Everything that has come and was not taken yet.
+    // Everything that has arrived and has not been taken yet.
     [[nodiscard]] const QByteArray &received();
-    // Waits for that many bytes and takes them; fewer when they do not come.
+    // Waits for that many bytes and takes them; fewer if they do not arrive.
     QByteArray take(int size);
-    // Waits for a whole answer and takes it. `toHead`: an answer to HEAD, which has no body.
+    // Waits for a whole response and takes it. `toHead`: a response to HEAD, which has no body.
     std::optional<RawResponse> takeResponse(bool toHead = false, int timeoutMs = 5000);
-    // Takes a whole answer for its body alone; a null one when none comes.
+    // Takes a whole response and returns only its body; null when none arrives.
     QByteArray takeBody();
     // Whether the server closes the connection within the time.
     bool waitForClose(int timeoutMs = 5000);

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <malloc.h>
 
-// The C library's own functions, which it has under these names for those who replace malloc().
+// The C library's own functions, under the names it provides for programs that replace malloc().
 // NOLINTBEGIN(readability-identifier-naming,bugprone-reserved-identifier)
 extern "C" void *__libc_malloc(std::size_t size);
 extern "C" void *__libc_calloc(std::size_t count, std::size_t size);

@@ -4,26 +4,26 @@
 
 #include <cstddef>
 
-// Refuses memory to the calling thread, in a program that links the source of this: it then has
-// malloc() and its kin, and with them `new` and all of Qt, pass through here. Not together with a
+// Makes allocations of the calling thread fail, in a program that links this source: malloc() and
+// its relatives, and with them `new` and all of Qt, then go through here. Not usable with a
 // sanitizer, which has an allocator of its own.
 namespace refusedmemory {
 
 enum class Mode
 {
-    Once, // the n-th allocation alone
+    Once, // only the n-th allocation
     FromThenOn, // the n-th and all that follow
     LargeOnes, // each one of n bytes or more
     Beyond // each one beyond n bytes in use, as the system does
 };
 
-// Begins to count allocations and to refuse. Freeing always works. No nesting.
+// Starts counting allocations and making them fail. Freeing always works. No nesting.
 void begin(Mode mode, qint64 n);
 
-// Ends it. How many allocations were refused.
+// Stops. Returns how many allocations failed.
 qint64 end();
 
-// What is running, for the words of a program that ends over it.
+// What is running, for the message of a program that ends because of it.
 struct Case
 {
     const char *tag = "";
@@ -33,10 +33,10 @@ struct Case
 
 extern Case running;
 
-// For std::set_terminate(): says what was running when memory that was refused ended the program.
+// For std::set_terminate(): says what was running when a failed allocation ended the program.
 [[noreturn]] void tellAndEnd();
 
-// Refuses nothing while it lives.
+// No allocation fails while it lives.
 class Pause
 {
 public:

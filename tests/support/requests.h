@@ -2,13 +2,13 @@
 
 #include <QByteArray>
 
-// What clients send, and the whole exchange on a connection of its own.
+// Requests of clients, and a whole exchange on a connection of its own.
 namespace requests {
 
 [[nodiscard]] QByteArray get(const QByteArray &target);
 [[nodiscard]] QByteArray post(const QByteArray &target, const QByteArray &body);
 
-// The body of the answer with status 200; "no answer" when there is none within the time.
+// The body of a response with status 200; "no answer" when there is none within the time.
 [[nodiscard]] QByteArray ask(quint16 port, const QByteArray &request, int timeoutMs = 30000);
 
 } // namespace requests

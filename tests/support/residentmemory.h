@@ -2,12 +2,12 @@
 
 #include <QtGlobal>
 
-// Whether freed memory can be seen to leave a process. A sanitizer keeps it, to find late uses.
+// Whether a process visibly returns freed memory. A sanitizer keeps it, to find uses after free.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool freedMemoryLeaves = false;
 #else
 constexpr bool freedMemoryLeaves = true;
 #endif
 
-// What a process holds in memory now, in MiB; 0 when there is no such process.
+// The resident memory of a process, in MiB; 0 when there is no such process.
 [[nodiscard]] int residentMiB(qint64 processId);

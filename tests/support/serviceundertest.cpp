@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr int patienceMs = 30000; // far more than ever needed, also under a sanitizer
+constexpr int patienceMs = 30000; // far more than ever needed, even under a sanitizer
 constexpr int glanceMs = 5;
 
 // The sockets that a process holds, as the system numbers them.
@@ -22,7 +22,7 @@ QSet<QByteArray> socketsOf(qint64 processId)
     const QDir descriptors(QStringLiteral("/proc/%1/fd").arg(processId));
     const QStringList names = descriptors.entryList(QDir::Files | QDir::System);
     for (const QString &name : names) {
-        // Read as it stands: "socket:[12345]" is no file that a link could lead to.
+        // Read literally: "socket:[12345]" is not a file that a link could lead to.
         QByteArray target(64, '\0');
         const ssize_t length = ::readlink(QFile::encodeName(descriptors.filePath(name)).constData(),
                                           target.data(),
@@ -35,7 +35,7 @@ QSet<QByteArray> socketsOf(qint64 processId)
     return sockets;
 }
 
-// The port in one of the system's tables that one of the sockets listens on, or 0.
+// The port on which one of the sockets listens, from one of the system's tables, or 0.
 quint16 listeningPort(const QString &table, const QSet<QByteArray> &sockets)
 {
     QFile file(table);
@@ -79,7 +79,7 @@ ServiceUnderTest::ServiceUnderTest()
                          m_folder.filePath(QStringLiteral("systemconfig")));
     m_environment.insert(QStringLiteral("TMPDIR"), temporaryFolder());
     m_environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
-    // The debug stream, as it is without any rule, on standard error and not in a system's journal.
+    // The debug stream without any logging rules, on standard error and not in the journal.
     m_environment.insert(QStringLiteral("QT_FORCE_STDERR_LOGGING"), QStringLiteral("1"));
     for (const char *const name :
          {"QT_LOGGING_TO_CONSOLE", "QT_LOGGING_RULES", "QT_LOGGING_CONF", "QT_MESSAGE_PATTERN"}) {
@@ -154,7 +154,7 @@ bool ServiceUnderTest::start(const QStringList &words)
 
     const QDeadlineTimer deadline(patienceMs);
     while (m_port == 0 && m_process.state() != QProcess::NotRunning && !deadline.hasExpired()) {
-        (void)m_process.waitForFinished(glanceMs); // lets time pass, and tells of its end
+        (void)m_process.waitForFinished(glanceMs); // lets time pass, and notices its end
         m_port = listeningPort(processId());
     }
     return m_port != 0;

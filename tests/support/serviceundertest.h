@@ -9,14 +9,13 @@
 #include <QTemporaryDir>
 #include <QVariant>
 
-// The built service as a process of its own. It has its own settings store and temporary folder,
-// both empty at first and gone with this object, which also stops it. Nothing of the caller's
-// settings, locale or message rules reaches it.
+// The built service as a separate process. It has its own settings store and temporary folder, both
+// initially empty and deleted with this object, which also stops it. The caller's settings, locale
+// and logging rules do not reach it.
 class ServiceUnderTest
 {
 public:
-    // A run that ended. The status is what the system keeps of it: -1 shows as 255. A crash shows
-    // as -1.
+    // A finished run. The status is what the system reports: -1 shows as 255. A crash shows as -1.
     struct Ended
     {
         int status;
@@ -36,31 +35,31 @@ public:
     [[nodiscard]] QVariant setting(QLatin1String key) const;
     [[nodiscard]] QString settingsFile() const;
 
-    // What the service takes for the system's temporary folder.
+    // The service's view of the system's temporary folder.
     [[nodiscard]] QString temporaryFolder() const;
 
     // For the runs that follow.
     void setEnvironment(const QString &name, const QString &value);
 
-    // A run that is to end by itself, on the same store; beside one that serves, if there is one.
-    // Merged channels come as one output, in the order of writing.
+    // A run that should end on its own, on the same store; in parallel to a serving one, if any.
+    // Merged channels are returned as one output, in the order of writing.
     [[nodiscard]] Ended run(const QStringList &words,
                             QProcess::ProcessChannelMode channels = QProcess::SeparateChannels);
 
     // Starts serving and waits until it listens. False when it ended instead, or did not listen in
-    // time; the texts then tell why. The first form serves on a free port of 127.0.0.1.
+    // time; its output then says why. The first form serves on a free port of 127.0.0.1.
     [[nodiscard]] bool start(const QString &toolPath);
     [[nodiscard]] bool start(const QStringList &words);
 
-    [[nodiscard]] quint16 port() const; // the one it really listens on
+    [[nodiscard]] quint16 port() const; // the actual one
     [[nodiscard]] qint64 processId() const;
     [[nodiscard]] bool isRunning() const;
 
-    // What the one that serves has written so far.
+    // What the serving process has written so far.
     [[nodiscard]] QByteArray output() const;
     [[nodiscard]] QByteArray error() const;
 
-    // Ends the one that serves from outside, as an operator would.
+    // Ends the serving process from outside, as an operator would.
     void stop();
 
 private:

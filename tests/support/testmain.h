@@ -3,9 +3,9 @@
 #include <QCoreApplication>
 #include <QtTest>
 
-// A test program holds the test classes of a folder and runs the one that its first argument names,
-// in small letters; what follows goes to Qt Test. So each class has a process of its own, as it had
-// when it was a program of its own, and there are few programs to link.
+// A test program contains the test classes of a folder and runs the one that its first argument
+// names, in lower case; the other arguments go to Qt Test. So each class still has a process of its
+// own, and there are few programs to link.
 namespace testmain {
 
 using Run = int (*)(int argc, char **argv);
@@ -37,7 +37,7 @@ int run(int argc, char **argv)
 
 } // namespace testmain
 
-// In the place of Qt's QTEST_GUILESS_MAIN and QTEST_APPLESS_MAIN.
+// Replaces Qt's QTEST_GUILESS_MAIN and QTEST_APPLESS_MAIN.
 #define VOND_TEST(Test)                                                                            \
     static const testmain::Registration registrationOf##Test                                       \
     {                                                                                              \

@@ -21,8 +21,8 @@ inline void writeAll(int descriptor, const std::string &text)
     }
 }
 
-// Until what was written to the standard output has been read, so that the next words come as a
-// chunk of their own.
+// Waits until what was written to standard output has been read, so that the next text is a
+// separate chunk.
 inline void waitUntilTaken()
 {
     constexpr useconds_t lookAgainMicroseconds = 1000;

@@ -37,7 +37,7 @@ using tool::ChildProcess;
 constexpr int forEver = -1;
 constexpr int shortMs = 300;
 
-// What can be seen of one run.
+// Everything that can be observed of one run.
 struct Run
 {
     bool hasStarted = false;
@@ -95,7 +95,7 @@ Run runWith(const QString &program, const QStringList &arguments, int msecs = fo
     return run;
 }
 
-// The chunks that are announced, in order.
+// The announced chunks, in order.
 std::vector<QByteArray> chunksOf(ChildProcess &process)
 {
     std::vector<QByteArray> chunks;
@@ -118,7 +118,7 @@ std::vector<qint64> sizes(const std::vector<QByteArray> &chunks)
     return found;
 }
 
-// A reader that comes as late as can be: all is written, and the writer has ended.
+// A reader that is as late as possible: everything is written, and the writer has ended.
 void waitForTheEndOfAnyChild()
 {
     siginfo_t info = {};
@@ -141,8 +141,8 @@ bool hasChildren()
     return ::waitid(P_ALL, 0, nullptr, WEXITED | WNOHANG | WNOWAIT) == 0 || errno != ECHILD;
 }
 
-// From now on the system answers this thread, and the programs that it starts, with an error when
-// the call is made; when a flag is given, only if the second argument has it.
+// From now on, this system call fails for this thread and the programs that it starts; if a flag is
+// given, only if the second argument has it.
 void refuse(std::initializer_list<long> calls, int error, unsigned withFlag = 0)
 {
     std::vector<sock_filter> filter;
@@ -170,14 +170,14 @@ void refuse(std::initializer_list<long> calls, int error, unsigned withFlag = 0)
     }
 }
 
-// Runs the function in a thread of its own, which a sandbox does not outlive.
+// Runs the function in a separate thread, with which the sandbox ends.
 template <typename Function>
 void inAThread(Function function)
 {
     std::thread(function).join();
 }
 
-// Runs the function at once in so many threads, each with a number.
+// Runs the function simultaneously in this many threads, each with a number.
 template <typename Function>
 void inThreads(std::size_t count, Function function)
 {
@@ -374,7 +374,7 @@ void ChildProcessTest::aProgramThatCannotBeStartedLooksAsWithQProcess()
     }
     const Run theirs = runWith<QProcess>(program, {});
     Run ours = runWith<ChildProcess>(program, {});
-    QVERIFY(!ours.hasStarted); // QProcess learns of it when it waits
+    QVERIFY(!ours.hasStarted); // QProcess notices when it waits
     QVERIFY(!ours.errorString.isEmpty());
     ours.hasStarted = theirs.hasStarted;
     QCOMPARE(ours, theirs);
@@ -438,7 +438,7 @@ void ChildProcessTest::aLongWriteIsOneChunk_data()
     const QString few = QStringLiteral("7");
 
     for (const char *const size : {"1", "4095", "4096", "4097", "8192", "10000", "61441"}) {
-        // A write of whole pages cannot be told from one that goes on, so a pause follows.
+        // A write of whole pages looks like one that continues, so a pause follows.
         const QStringList writes{few, QLatin1String(size), QStringLiteral("~100000"), few};
         QTest::addRow("%s bytes", size) << writes << false;
     }

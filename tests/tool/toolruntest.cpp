@@ -81,7 +81,7 @@ void ToolRunTest::aQueryOfAToolThatCannotBeStartedIsEmpty()
 void ToolRunTest::aQueryOfAHangingToolAnswersWhatItPrintedAndTheToolIsGone()
 {
     faketool::behave("hang after a word");
-    const MessageCatcher catcher; // Qt tells that it ends a running process
+    const MessageCatcher catcher; // Qt warns that it kills a running process
     QElapsedTimer timer;
     timer.start();
     QCOMPARE(tool::shortQuery(faketool::path(), {}, shortTimeoutMs), QByteArray("partial\n"));

@@ -241,7 +241,7 @@ void UniqueFilePathTest::amongManyTheFirstFreeOneIsFound()
     for (int number = 1; number <= 300; ++number) {
         makeFile(numbered(QString::number(number)));
     }
-    // Names that only look like a candidate's.
+    // Names that only look like candidates.
     const QString free = numbered(QString::number(gap));
     QFile::remove(free);
     makeFile(numbered(QStringLiteral("0%1").arg(gap)));
@@ -282,7 +282,7 @@ QString firstFree(const OwnWorkFolder &folder)
 
 } // namespace
 
-// That all below are taken is remembered, until one of them goes.
+// That all lower numbers are taken is remembered until one of them is removed.
 void UniqueFilePathTest::whatGoesAmongManyIsTheNextFreeOne()
 {
     const OwnWorkFolder folder;
@@ -304,7 +304,7 @@ void UniqueFilePathTest::whatGoesAmongManyIsTheNextFreeOne()
     QVERIFY(QFile::rename(numbered(folder, 100), folder.filePath(QStringLiteral("away"))));
     QCOMPARE(firstFree(folder), numbered(folder, 100));
     {
-        tool::ClaimedPaths others; // taken for as long as it is claimed, and no longer
+        tool::ClaimedPaths others; // taken only as long as it is claimed
         QCOMPARE(tool::uniqueFilePath(folder.filePath(QStringLiteral("image.jpg")), &others),
                  numbered(folder, 100));
         QCOMPARE(firstFree(folder), numbered(folder, 303));
@@ -312,7 +312,7 @@ void UniqueFilePathTest::whatGoesAmongManyIsTheNextFreeOne()
     QCOMPARE(firstFree(folder), numbered(folder, 100));
 }
 
-// More goes at once than the system keeps for those who want to know.
+// More files are removed at once than the system's event queue can hold.
 void UniqueFilePathTest::whatGoesUnnoticedAmongManyIsFound()
 {
     constexpr int beyondTheQueue = 20000;
@@ -322,7 +322,7 @@ void UniqueFilePathTest::whatGoesUnnoticedAmongManyIsFound()
     const QByteArray first = QFile::encodeName(folder.filePath(QStringLiteral("x")));
     const QByteArray second = QFile::encodeName(folder.filePath(QStringLiteral("y")));
     makeFile(folder.filePath(QStringLiteral("x")));
-    for (int i = 0; i < beyondTheQueue; ++i) { // alternating: equal events are told once
+    for (int i = 0; i < beyondTheQueue; ++i) { // alternating: equal events are reported once
         const bool isThere = i % 2 == 0;
         QCOMPARE(::rename((isThere ? first : second).constData(),
                           (isThere ? second : first).constData()),
@@ -350,7 +350,7 @@ void UniqueFilePathTest::anotherFolderOfTheSameNameIsLookedAtAnew()
     make();
     QCOMPARE(free(), inside + QStringLiteral("/image_101.jpg"));
     QVERIFY(QDir(inside).removeRecursively());
-    make(); // mostly with the number of the one before
+    make(); // mostly with the previous one's number
     QVERIFY(QFile::remove(inside + QStringLiteral("/image_90.jpg")));
     QCOMPARE(free(), inside + QStringLiteral("/image_90.jpg"));
     QVERIFY(QFile::rename(inside, folder.filePath(QStringLiteral("old"))));
