@@ -1,6 +1,6 @@
 // What finished connections leave behind: the service's own server in this process, and clients
-// that connect, ask once (with the content of a file as body, if one is named) and go. Prints what
-// heap and resident memory have grown by.
+// that connect, send one request (with the content of a file as body, if one is named) and
+// disconnect. Prints the growth of heap and resident memory.
 #include "app/backlog.h"
 #include "app/freedmemory.h"
 #include "bench/clients/httpclient.h"
@@ -61,7 +61,7 @@ void connectOneByOne(std::uint16_t port, const std::string &request, std::uint64
     }
 }
 
-// The threads of connections that have just ended may still be at their last words.
+// The threads of connections that have just ended may not have finished yet.
 void waitUntilThreadsEnded(const QObject &server)
 {
     while (!server.findChildren<QThread *>().isEmpty()) {

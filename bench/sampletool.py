@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The sample tool beside two programs that convert colours, on one picture.
+"""The sample tool compared with two programs that convert colours, on one picture.
 
 Usage: bench/sampletool.py [--build-folder DIR] [--runs N] [IMAGE]
 
@@ -26,7 +26,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 
 
 def commands(tool: pathlib.Path, image: pathlib.Path, place: pathlib.Path, kind: str) -> dict:
-    """The same conversion, by name. The profiles are those that libvips brings along."""
+    """The same conversion, by name. The profiles are those built into libvips."""
     quality = {"jpg": "[Q=90]", "tif": "[compression=lzw,predictor=horizontal]"}[kind]
     written = {"jpg": ["-quality", "90"], "tif": ["-compress", "lzw"]}[kind]
     return {
@@ -50,7 +50,7 @@ def header(image: pathlib.Path, field: str, raw: bool = False):
 
 
 def measure(command: list) -> tuple:
-    """Seconds by the clock, seconds of processors, bytes of memory."""
+    """Wall-clock seconds, processor seconds, bytes of memory."""
     begin = time.monotonic()
     process = subprocess.Popen(command, stdout=subprocess.DEVNULL)
     _, status, used = os.wait4(process.pid, 0)
@@ -62,7 +62,7 @@ def measure(command: list) -> tuple:
 
 
 def difference(one: pathlib.Path, other: pathlib.Path, place: pathlib.Path) -> float:
-    """Levels of 255, on the average of all values."""
+    """Levels of 255, averaged over all values."""
     apart, absolute = place / "apart.v", place / "absolute.v"
     subprocess.run(["vips", "subtract", one, other, apart], check=True)
     subprocess.run(["vips", "abs", apart, absolute], check=True)

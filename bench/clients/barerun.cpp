@@ -1,4 +1,4 @@
-// Runs a program again and again, takes all it prints, waits for its end, and times each run.
+// Runs a program repeatedly, reads all its output, waits for its end, and times each run.
 #include "bench/clients/samples.h"
 #include "bench/clients/words.h"
 

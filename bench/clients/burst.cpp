@@ -1,4 +1,4 @@
-// Many clients connect at the same moment; each sends one request and waits for its answer.
+// Many clients connect at the same moment; each sends one request and waits for its response.
 #include "bench/clients/httpclient.h"
 #include "bench/clients/samples.h"
 #include "bench/clients/words.h"
@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr int patienceMs = 30000; // without any answer
+constexpr int patienceMs = 30000; // without any response
 
 struct Client
 {
@@ -27,7 +27,7 @@ struct Outcome
 {
     bench::Samples times;
     int failures = 0;
-    int retries = 0; // connections whose beginning, or anything later, had to be sent again
+    int retries = 0; // connections with a retransmission, of the SYN or later
 };
 
 bool wasSentAgain(int descriptor)
@@ -49,7 +49,7 @@ void connectAll(std::uint16_t port, int poll, std::vector<Client> *clients)
     }
     for (Client &client : *clients) {
         client.start = bench::Clock::now();
-        // Under way when it returns; the poll tells what becomes of it.
+        // Still in progress when it returns; the poll shows the outcome.
         (void)::connect(
             client.descriptor, reinterpret_cast<const sockaddr *>(&server), sizeof server);
         epoll_event event = {};
@@ -59,7 +59,7 @@ void connectAll(std::uint16_t port, int poll, std::vector<Client> *clients)
     }
 }
 
-// Whether the client has come to its end.
+// Whether the client has finished.
 bool serve(Client *client, const std::string &request, int poll, Outcome *outcome)
 {
     if (!client->asked) {

@@ -1,6 +1,6 @@
-// Conversions by bench_speakingtool, so many at once, each of a picture of its own. Counts the
-// answers that are not the name that the conversion's own tool has said, and can poll meanwhile.
-// Ends with 1 when an answer was wrong or missing, or a poll was.
+// Conversions by bench_speakingtool, many at once, each with its own picture. Counts the responses
+// that are not the name printed by the conversion's own tool, and can poll meanwhile. Exits with 1
+// if a response or a poll was wrong or missing.
 #include "bench/clients/httpclient.h"
 #include "bench/clients/samples.h"
 #include "bench/clients/words.h"
@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr int patienceMs = 120000; // without any answer
+constexpr int patienceMs = 120000; // without any response
 constexpr auto pollPace = std::chrono::milliseconds(5);
 
 struct Client
@@ -47,7 +47,7 @@ public:
     bool run()
     {
         std::unique_ptr<bench::HttpClient> polling;
-        if (m_polls) { // is served before the crowd comes
+        if (m_polls) { // is served before the crowd arrives
             polling = std::make_unique<bench::HttpClient>(m_port);
             (void)polling->ask(bench::requestHead("GET", "/"));
         }
@@ -177,7 +177,7 @@ private:
         }
     }
 
-    // Asks how far one conversion after the other is.
+    // Polls the progress of one conversion after the other.
     void poll(std::unique_ptr<bench::HttpClient> client, bool newConnections, bench::Samples *times)
     {
         for (std::uint64_t turn = 0; !m_ended; ++turn) {
@@ -205,7 +205,7 @@ private:
     std::string m_configuration;
     int m_poll = ::epoll_create1(0);
     std::uint64_t m_begun = 0;
-    std::uint64_t m_open = 0; // asked and not answered
+    std::uint64_t m_open = 0; // asked but not answered
     std::uint64_t m_wrong = 0;
     std::uint64_t m_failed = 0;
     bench::Samples m_times;

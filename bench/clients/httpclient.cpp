@@ -31,7 +31,7 @@ sockaddr_in nextSourceAddress()
     return address;
 }
 
-// The value of a field, 0 as well when there is none.
+// The value of a field; also 0 when there is none.
 std::uint64_t numberOf(const std::string &head, const char *field, std::size_t length)
 {
     for (std::size_t line = head.find("\r\n"); line + 2 < head.size();
@@ -45,7 +45,7 @@ std::uint64_t numberOf(const std::string &head, const char *field, std::size_t l
 
 const sockaddr *generic(const sockaddr_in *address)
 {
-    return reinterpret_cast<const sockaddr *>(address); // as the system's interface has it
+    return reinterpret_cast<const sockaddr *>(address); // as the system's interface requires
 }
 
 } // namespace
@@ -64,7 +64,7 @@ void raiseDescriptorLimit()
     rlimit limit = {};
     if (::getrlimit(RLIMIT_NOFILE, &limit) == 0) {
         limit.rlim_cur = limit.rlim_max;
-        (void)::setrlimit(RLIMIT_NOFILE, &limit); // should it fail, connecting tells
+        (void)::setrlimit(RLIMIT_NOFILE, &limit); // if it fails, connecting shows that
     }
 }
 
@@ -104,7 +104,7 @@ AnswerReader::State AnswerReader::read(int descriptor)
         }
     }
     if (bytes > m_missing) {
-        return State::Failed; // more than was asked for
+        return State::Failed; // more than was requested
     }
     m_missing -= bytes;
     if (m_keepsBody) {

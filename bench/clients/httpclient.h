@@ -10,15 +10,15 @@ namespace bench {
 // The address of a server on this machine.
 [[nodiscard]] sockaddr_in localAddress(std::uint16_t port);
 
-// Lets this process hold as many connections as the system allows it.
+// Raises this process's descriptor limit to the system's maximum.
 void raiseDescriptorLimit();
 
-// The first part of a request, up to and with the empty line.
+// The head of a request, including the empty line.
 [[nodiscard]] std::string
 requestHead(const std::string &method, const std::string &path, std::uint64_t bodySize = 0);
 
-// Takes one answer of told length off a connection, piece by piece. Keeps nothing of its body
-// unless asked to.
+// Reads one response with a Content-Length from a connection, piece by piece. Keeps its body only
+// on request.
 class AnswerReader
 {
 public:
@@ -26,10 +26,10 @@ public:
     {
         NeedsMore,
         Complete, // and ready for the next one
-        Failed, // the connection has ended, or this is no answer of told length
+        Failed, // the connection has ended, or this is not a response with a Content-Length
     };
 
-    // Takes what there is, or waits for it when the descriptor blocks.
+    // Reads what there is, or waits for it if the descriptor blocks.
     State read(int descriptor);
 
     [[nodiscard]] int status() const
@@ -42,13 +42,13 @@ public:
         return m_bodySize;
     }
 
-    // From the next answer on.
+    // From the next response on.
     void keepBodies()
     {
         m_keepsBody = true;
     }
 
-    // Of the last answer, if bodies are kept.
+    // Of the last response, if bodies are kept.
     [[nodiscard]] const std::string &body() const
     {
         return m_body;
@@ -66,8 +66,8 @@ private:
     std::uint64_t m_missing = 0;
 };
 
-// One connection that waits for each answer. Every connection made one after the other comes from
-// another loopback address, so that the system does not run out of ports.
+// One connection that waits for each response. Successive connections come from different loopback
+// addresses, so that the system does not run out of ports.
 class HttpClient
 {
 public:
@@ -81,7 +81,7 @@ public:
 
     bool send(const char *data, std::size_t size);
 
-    // The status of the answer, 0 when there was none.
+    // The status of the response, 0 when there was none.
     int receive();
 
     // Both at once.

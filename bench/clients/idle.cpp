@@ -1,5 +1,5 @@
-// Opens connections and holds them until its standard input ends. With a path, each asks for it
-// once and has been answered before it goes idle.
+// Opens connections and holds them until its standard input ends. With a path, each requests it
+// once and gets its response before it goes idle.
 #include "bench/clients/httpclient.h"
 #include "bench/clients/words.h"
 

@@ -1,5 +1,4 @@
-// Sends all but the last byte of an upload, says so, and leaves it at that until its standard input
-// ends.
+// Sends all but the last byte of an upload, says so, and then waits until its standard input ends.
 #include "bench/clients/httpclient.h"
 #include "bench/clients/words.h"
 

@@ -1,5 +1,5 @@
-// Clients that ask for the same path at a steady pace, each on its own connection. A client whose
-// answer comes later than its next turn skips that turn.
+// Clients that request the same path at a steady pace, each on its own connection. A client whose
+// response comes later than its next turn skips that turn.
 #include "bench/clients/httpclient.h"
 #include "bench/clients/samples.h"
 #include "bench/clients/words.h"

@@ -1,4 +1,4 @@
-// Sends requests, each client the next one when its last was answered, and times each.
+// Sends requests and times each; a client sends the next one when the last was answered.
 #include "bench/clients/httpclient.h"
 #include "bench/clients/samples.h"
 #include "bench/clients/words.h"

@@ -16,7 +16,7 @@ public:
     void add(Clock::duration time);
     void add(const Samples &others);
 
-    // One line: name, count, median, 99th percentile, longest. What else is told stands behind.
+    // One line: name, count, median, 99th percentile, longest, then any further text.
     void print(const std::string &name, const std::string &more = {});
 
     // Microseconds; 0 when there are none.

@@ -1,4 +1,4 @@
-// Starts a server again and again and times it from there to its first answer.
+// Starts a server repeatedly and times each start up to its first response.
 #include "bench/clients/httpclient.h"
 #include "bench/clients/samples.h"
 #include "bench/clients/words.h"

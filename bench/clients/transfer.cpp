@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::uint64_t sendStep = 1048576;
 
-// Bytes that look like no known kind of file.
+// Bytes that do not look like any known file type.
 std::string block()
 {
     std::string bytes(sendStep, '\0');

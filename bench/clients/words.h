@@ -6,7 +6,7 @@
 
 namespace bench {
 
-// The words of a command line. Ends the program with its usage when there are too few.
+// The words of a command line. Exits with the usage when there are too few.
 class Words
 {
 public:
@@ -17,7 +17,7 @@ public:
     [[nodiscard]] std::uint16_t port(std::size_t index) const;
     [[nodiscard]] std::vector<std::string> from(std::size_t index) const;
 
-    // Takes the word out, wherever it stands; whether it was there.
+    // Removes the word, wherever it is; returns whether it was there.
     bool takeFlag(const std::string &flag);
 
 private:

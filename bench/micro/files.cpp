@@ -1,4 +1,4 @@
-// Writing files: whole or not at all, beside opening and emptying them; and finding a free name
+// Writing files: atomically, compared with opening and truncating them; and finding a free name
 // among many. BENCH_FOLDER names the folder to write in.
 #include "base/writefile.h"
 #include "commands/writebase64file.h"
@@ -55,7 +55,7 @@ void oldFile(benchmark::State &state)
     }
 }
 
-// With so many files of the name there already.
+// With this many files of the name already there.
 void freeName(benchmark::State &state)
 {
     const QTemporaryDir folder(folderTemplate());

@@ -1,4 +1,4 @@
-// Reading the body of each JSON route; beside it, Qt's own reader and the same texts from it.
+// Reading the body of each JSON route, compared with Qt's own parser and the same texts from it.
 #include "base/jsontext.h"
 #include "commands/localdataplan.h"
 #include "commands/vondelement.h"

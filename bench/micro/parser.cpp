@@ -12,7 +12,7 @@ using http::RequestParser;
 
 constexpr int readStep = 16384; // what a connection reads at once
 
-// As a connection does it: bodies of told length are written into the parser's own room.
+// As in a connection: Content-Length bodies are written into the parser's own buffer.
 QHttpServerRequest parseWhole(RequestParser *parser, const QByteArray &bytes)
 {
     qint64 done = 0;

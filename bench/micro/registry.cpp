@@ -12,7 +12,7 @@ QString ownId(const benchmark::State &state)
     return QStringLiteral("job-%1").arg(state.thread_index());
 }
 
-// Most of what happens to it: polls.
+// The most frequent use: polls.
 void registryPolls(benchmark::State &state)
 {
     const QString id = ownId(state);
@@ -23,7 +23,7 @@ void registryPolls(benchmark::State &state)
     jobs::removeRequest(&registry, id);
 }
 
-// A job's life: one hundred texts, polled in between.
+// The life of a job: one hundred texts, polled in between.
 void registryJobs(benchmark::State &state)
 {
     const QString id = ownId(state);

@@ -1,4 +1,4 @@
-// Making an answer's first part and finding out a body's content type.
+// Making a response head and deriving a body's content type.
 #include "http/qhttpserverresponse.h"
 
 #include <benchmark/benchmark.h>

@@ -1,4 +1,4 @@
-// A route table as long as the service's: building one, as for every connection, and walking it.
+// A route table as long as the service's: building it, as every connection does, and walking it.
 #include "http/qhttpserverrouter.h"
 #include "http/requestparser.h"
 

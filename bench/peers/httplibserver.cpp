@@ -1,5 +1,5 @@
-// A server on cpp-httplib as its own documents show it: its pool of eight threads, files below a
-// folder, bodies streamed. Its limits (five requests on a connection, a backlog of five) are
+// A server on cpp-httplib as in its own documentation: its pool of eight threads, files below a
+// folder, streamed bodies. Its limits (five requests on a connection, a backlog of five) are
 // raised.
 #include <cstdio>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-// A server on Qt 6's HTTP server as its own documents show it: routes on one event loop.
+// A server on Qt 6's HTTP server as in its own documentation: routes on one event loop.
 #include <QCoreApplication>
 #include <QHostAddress>
 #include <QHttpServer>

@@ -1,6 +1,6 @@
-// A tool that speaks as conversions do: progress lines, each in a write of its own, and then, in
-// another one, the name of its output, which is never the planned name. The configuration tells how
-// many lines and how many microseconds after the last of them: "-c 3-50".
+// A tool that prints what conversions do: progress lines, each in a separate write, and then, in
+// another one, the name of its output, which is never the planned name. The configuration sets the
+// number of lines and the pause in microseconds after the last of them: "-c 3-50".
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>

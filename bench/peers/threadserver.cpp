@@ -1,5 +1,5 @@
-// The limit of a design that gives every connection a thread of its own: nothing but that, and the
-// same bytes as answer to whatever comes in.
+// The limit of a thread-per-connection design: nothing but that, and the same bytes as the response
+// to any input.
 #include <arpa/inet.h>
 #include <cstdio>
 #include <cstdlib>

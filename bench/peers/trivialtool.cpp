@@ -1,6 +1,6 @@
-// The least that a tool can do, for what lies around it to be seen: one text and the end. Under a
-// web server's gateway interface the text is a whole answer; as a conversion ("-o" in front of the
-// last argument) it is the name of the output.
+// The least that a tool can do, to measure what is around it: prints one text and exits. As a CGI
+// program the text is a whole response; as a conversion ("-o" before the last argument) it is the
+// name of the output.
 #include <cstdio>
 #include <cstring>
 

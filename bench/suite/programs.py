@@ -1,4 +1,4 @@
-"""Runs the load makers and reads what they print."""
+"""Runs the load generators and reads what they print."""
 
 import os
 import pathlib
@@ -10,7 +10,7 @@ PATIENCE = 900.0  # seconds; far more than any single measurement takes
 
 
 class Failed(Exception):
-    """A measurement that did not come about."""
+    """A measurement that failed."""
 
 
 class Programs:
@@ -42,7 +42,7 @@ class Programs:
         return str(self.build / "bench" / name)
 
     def run(self, name: str, *words, environment: dict = None, may_find_fault=False) -> "Line":
-        """One of our own clients, to its end. Some end with 1 when they have found fault."""
+        """One of our own clients, to its end. Some exit with 1 when they have found a fault."""
         return Line(_output([self.client(name), *map(str, words)], environment,
                             (0, 1) if may_find_fault else (0,)))
 
@@ -80,7 +80,7 @@ class Line:
 
 
 def requests_per_second(url: str, clients: int, seconds: int, new_connections: bool = False) -> float:
-    """What wrk gets out of a server. Any answer that is no success is a failure."""
+    """What wrk achieves with a server. Any unsuccessful response is a failure."""
     words = ["wrk", f"-t{min(clients, 2)}", f"-c{clients}", f"-d{seconds}s", "--timeout", "30s"]
     if new_connections:
         words += ["-H", "Connection: close"]

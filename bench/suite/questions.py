@@ -1,5 +1,5 @@
 """Every question of the suite. In each, the service and its peers take turns, round by round, and
-each round begins with another of them."""
+each round begins with a different one."""
 
 import base64
 import contextlib
@@ -22,7 +22,7 @@ KIB, MIB = 1024, 1024 * 1024
 
 @dataclasses.dataclass(frozen=True)
 class Scale:
-    """How much of everything."""
+    """The size of everything."""
 
     name: str
     rounds: int
@@ -241,7 +241,7 @@ def conversion_arguments(bench: Bench, configuration: str, picture: str) -> list
 
 @contextlib.contextmanager
 def pending_upload(bench: Bench, server: Server):
-    """All but the last byte of a body lies in the server's memory."""
+    """All but the last byte of a body is in the server's memory."""
     size = bench.scale.transfer
     holder = bench.programs.begin("bench_pending", server.port, "/upload/pending", size)
     try:
@@ -458,7 +458,7 @@ def local_data(bench: Bench):
 
 @contextlib.contextmanager
 def conversions(bench: Bench, server: Server, picture: str, count: int):
-    """So many at a time, one after the other, while the block lasts."""
+    """Keeps this many running, one after the other, while the block lasts."""
     clients = []
     try:
         for number in range(count):
@@ -511,7 +511,7 @@ def polling(bench: Bench):
 
 
 def wait_until_quiet(server: Server) -> None:
-    """The clients have gone; the tools that they asked for may still run."""
+    """The clients have gone; their tools may still be running."""
     def children() -> str:
         text = ""
         for task in pathlib.Path(f"/proc/{server.process.pid}/task").iterdir():

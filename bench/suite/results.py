@@ -1,4 +1,4 @@
-"""What was measured: one case is one ratio (or one size) with its values of every round."""
+"""What was measured: one case is one ratio (or one size) with its values from every round."""
 
 import dataclasses
 import json

@@ -1,4 +1,4 @@
-"""The service and its peers, each as a process of its own on a free port of 127.0.0.1."""
+"""The service and its peers, each as a separate process on a free port of 127.0.0.1."""
 
 import json
 import os
@@ -11,7 +11,7 @@ import time
 from programs import Failed, Programs
 
 READY = 30.0  # seconds
-HELLO = "vondServer: Hello world"  # every peer's answer to "/" as well
+HELLO = "vondServer: Hello world"  # every peer's response to "/", too
 
 
 def free_port() -> int:
@@ -88,7 +88,7 @@ class Server:
 
 
 class Service(Server):
-    """What is measured; logging into a file is off, as it is by default."""
+    """What is measured; logging to a file is off, as by default."""
 
     name = "the service"
 
@@ -200,7 +200,7 @@ class Qt6(Server):
 
 
 class Threads(Server):
-    """No peer to beat but a limit: a thread for each connection, and nothing else."""
+    """Not a peer to beat but a limit: a thread for each connection, and nothing else."""
 
     name = "a bare thread each"
 

@@ -42,7 +42,7 @@ def arguments() -> argparse.Namespace:
 
 
 def place_for_files(needed: int) -> pathlib.Path:
-    """In memory where there is room: a disk's moods would drown the rest."""
+    """In memory if there is room: a disk's fluctuations would drown out the rest."""
     memory = pathlib.Path("/dev/shm")
     if memory.is_dir() and shutil.disk_usage(memory).free > needed:
         return memory
@@ -65,7 +65,7 @@ def ask(bench: questions.Bench, names: list) -> tuple:
 
 
 def micro_benchmarks(programs: Programs, quick: bool) -> str:
-    """The library repeats each on its own until the figure is steady."""
+    """The library repeats each one until the figure is stable."""
     print("== Micro benchmarks", flush=True)
     words = [programs.client("bench_micro"), f"--benchmark_min_time={0.02 if quick else 0.2}"]
     if not quick:
