@@ -22,11 +22,11 @@ import uuid
 
 
 class ConversionFailed(Exception):
-    """The tool's own words, where it had any."""
+    """The tool's own explanation, if it gave one."""
 
 
 def may_be_name(answer: str) -> bool:
-    """Whether it is worth asking for a file of this name. A proxy would refuse what is none."""
+    """Whether this can be a file name worth requesting. A proxy would reject anything else."""
     return 0 < len(answer) <= 255 and not re.search(r"[/\\\x00-\x1f\x7f]", answer)
 
 
@@ -34,7 +34,7 @@ class Client:
     def __init__(self, url: str, user: str = ""):
         self._url = url.rstrip("/")
         self._headers = {}
-        # A proxy before several services tells by a cookie where our upload went.
+        # A proxy in front of several services uses a cookie to remember where our upload went.
         self._opener = urllib.request.build_opener(urllib.request.HTTPCookieProcessor())
         if user:
             self._headers["Authorization"] = "Basic " + base64.b64encode(user.encode()).decode()
@@ -46,9 +46,9 @@ class Client:
             return answer.read()
 
     def progress(self, job: str) -> int:
-        """Percent; -1 when nothing is known, before and after the conversion as well."""
+        """Percent; -1 when it is unknown, which includes before and after the conversion."""
         text = self.ask("/progressInfo/" + job).decode()
-        told = re.findall(r"Progress: *(\d+)", text)  # several lines may have come at once
+        told = re.findall(r"Progress: *(\d+)", text)  # several lines may have arrived at once
         return int(told[-1]) if told else -1
 
     def cancel(self, job: str) -> None:
@@ -57,8 +57,8 @@ class Client:
     def convert(self, image: pathlib.Path, configuration: str,
                 on_progress=lambda percent: None) -> tuple[str, bytes]:
         """The result's name and content. Raises ConversionFailed; KeyboardInterrupt cancels."""
-        # Also the cancel ID and the name of the upload. A new name each time: an upload replaces a
-        # file of the same name, and what an earlier conversion left could be taken for our result.
+        # Also the cancel ID and the name of the upload. A new name each time: an upload replaces a file of the same
+        # name, and the result of an earlier conversion could be taken for ours.
         job = str(uuid.uuid4())
         suffix = image.suffix if re.fullmatch(r"\.[A-Za-z0-9]+", image.suffix) else ""
         self.ask("/upload/" + job + suffix, image.read_bytes())
@@ -67,7 +67,7 @@ class Client:
                    "configuration": configuration}
         with concurrent.futures.ThreadPoolExecutor(1) as other:
             try:
-                # The answer comes when the tool has ended, however long that takes.
+                # The response comes when the tool has ended, however long that takes.
                 conversion = other.submit(self.ask, "/convert", json.dumps(request).encode(), None)
                 while not conversion.done():
                     percent = self.progress(job)
@@ -75,7 +75,7 @@ class Client:
                         on_progress(percent)
                     concurrent.futures.wait([conversion], timeout=0.2)
             except BaseException:
-                self.cancel(job)  # and leaving "with" waits for the answer
+                self.cancel(job)  # and leaving "with" waits for the response
                 raise
             name = conversion.result().decode()
 
@@ -118,7 +118,7 @@ def main() -> int:
         parser.error(f"cannot read {image}")
     try:
         name, content = Client(options.url, options.user).convert(image, options.configuration, show_bar)
-        # With the suffix of what came: the tool may have chosen another format than the image's.
+        # With the suffix of the result: the tool may have chosen a format other than the image's.
         result = options.result or image.with_name(
             f"{image.stem}_{options.configuration.replace('/', '-')}{pathlib.PurePath(name).suffix}")
         result.write_bytes(content)

@@ -17,7 +17,7 @@ END_OF_TEXT
 }
 
 url=http://127.0.0.1:8080 configuration=PressCMYK
-# Answers come with the status 200 even if a conversion fails; another status is the proxy's.
+# Responses have status 200 even if a conversion fails; any other status comes from the proxy.
 curl=(curl --silent --show-error --fail)
 while getopts s:c:u:h option; do
     case $option in
@@ -39,13 +39,13 @@ suffix=''
 stem=${image%"$suffix"}
 
 # The job's ID is also its cancel ID and the name of the upload. That name must be new: an upload
-# replaces a file of the same name, and a result that is left over from before could be taken for
-# ours. It also spares us encoding the image's own name.
+# replaces a file of the same name, and an older result could be taken for ours. It also spares us
+# from encoding the image's own name.
 job=$(</proc/sys/kernel/random/uuid)
 
 folder=$(mktemp -d)
-# A proxy before several services tells by a cookie where our upload went. Only the upload writes it
-# down: calls at the same time would read what another one is about to write.
+# A proxy in front of several services uses a cookie to remember where our upload went. Only the
+# upload stores it: parallel calls would read what another one is about to write.
 curl+=(--cookie "$folder/cookies")
 conversion=''
 cancelled=no
@@ -65,7 +65,7 @@ clean_up() {
 }
 trap clean_up EXIT
 
-# From here on Ctrl-C reaches the tool; the conversion's answer then comes by itself.
+# From here on Ctrl-C stops the tool; the conversion's response then follows.
 cancel() {
     cancelled=yes
     trap '' INT
@@ -90,14 +90,14 @@ ask --cookie-jar "$folder/cookies" --output "$folder/ignored" \
 
 printf '{"fileName": "%s", "reqestID": "%s", "cancelID": "%s", "configuration": %s}' \
     "$job$suffix" "$job" "$job" "$(json_text "$configuration")" >"$folder/request" # spelt so
-# Ctrl-C must not end this one: the answer is waited for.
+# Ctrl-C must not end this one: we wait for its response.
 (trap '' INT && exec "${curl[@]}" --data-binary @"$folder/request" --output "$folder/answer" "$url/convert") &
 conversion=$!
 trap cancel INT
 
 while kill -0 "$conversion" 2>/dev/null; do
     progress=$(ask --max-time 5 "$url/progressInfo/$job" 2>/dev/null) || progress=''
-    # Several lines may have come at once; the last one counts.
+    # Several lines may have arrived at once; the last one counts.
     [[ ! $progress =~ .*Progress:\ *([0-9]+) ]] || draw "${BASH_REMATCH[1]}"
     sleep 0.2 || true # Ctrl-C ends it, too
 done
@@ -111,8 +111,8 @@ if [[ $cancelled == yes ]]; then
 fi
 ((status == 0)) || fail "the conversion was not answered"
 
-# The answer is the result's name or what went wrong. What cannot be a name is not asked for: a
-# proxy would refuse it. For the rest only fetching tells.
+# The response is the result's name or what went wrong. What cannot be a name is not requested: a
+# proxy would reject it. For the rest, only fetching shows which it is.
 answer=$(<"$folder/answer")
 words=${answer:-the tool failed without a word}
 [[ -n $answer && ${#answer} -le 255 && ! $answer =~ [/\\[:cntrl:]] ]] || fail "$words"
@@ -124,10 +124,10 @@ fi
 code=$(ask --output "$folder/result" --write-out '%{http_code}' "$url/getConversionResult/$name" 2>/dev/null) || true
 case $code in
     200) [[ -s $folder/result ]] || fail "$words" ;;
-    400 | 404 | 414) fail "$words" ;; # no name after all
+    400 | 404 | 414) fail "$words" ;; # not a name after all
     *) fail "$answer could not be fetched: status $code" ;;
 esac
-# With the suffix of what came: the tool may have chosen another format than the image's.
+# With the suffix of the result: the tool may have chosen a format other than the image's.
 [[ $answer =~ \.[A-Za-z0-9]+$ ]] && suffix=${BASH_REMATCH[0]} || suffix=''
 result=${2:-${stem}_${configuration//\//-}$suffix}
 mv -- "$folder/result" "$result" || exit 1

@@ -2,7 +2,7 @@
  * Converts one image through vondServer: upload, convert, follow, fetch. Ctrl-C cancels.
  *
  * Needs nothing but Node.js: `node convert.ts IMAGE` from version 22.18 on, which reads TypeScript.
- * For an older one, esbuild or tsc make JavaScript of it.
+ * For older versions, compile it with esbuild or tsc.
  */
 
 import { randomUUID } from 'node:crypto';
@@ -23,10 +23,10 @@ Without RESULT the result goes beside IMAGE, with the configuration in its name.
 Exit status: 0 done; 1 failed, or nobody answers; 2 wrong usage, or IMAGE cannot be read;
 130 cancelled with Ctrl-C.`;
 
-/** The tool's own words, where it had any. */
+/** The tool's own explanation, if it gave one. */
 class ConversionFailed extends Error {}
 
-/** A status other than 200: no route of the service has answered, and the body is nothing to keep. */
+/** A status other than 200: it does not come from a route, and the body is not worth keeping. */
 class Refused extends Error {
   readonly status: number;
 
@@ -41,7 +41,7 @@ interface Result {
   content: Buffer;
 }
 
-/** Whether it is worth asking for a file of this name. A proxy would refuse what is none. */
+/** Whether this can be a file name worth requesting. A proxy would reject anything else. */
 function mayBeName(answer: string): boolean {
   return answer !== '' && answer.length <= 255 && !/[/\\\x00-\x1f\x7f]/.test(answer);
 }
@@ -49,7 +49,7 @@ function mayBeName(answer: string): boolean {
 class Client {
   readonly #url: string;
   readonly #user: string | undefined;
-  // A proxy before several services tells by a cookie where our upload went.
+  // A proxy in front of several services uses a cookie to remember where our upload went.
   readonly #cookies = new Map<string, string>();
 
   constructor(url: string, user?: string) {
@@ -95,10 +95,10 @@ class Client {
     });
   }
 
-  /** Percent; undefined when nothing is known, before and after the conversion as well. */
+  /** Percent; undefined when it is unknown, which includes before and after the conversion. */
   async progress(job: string): Promise<number | undefined> {
     const text = (await this.ask(`/progressInfo/${job}`)).toString();
-    const told = [...text.matchAll(/Progress: *(\d+)/g)].pop(); // several lines may have come at once
+    const told = [...text.matchAll(/Progress: *(\d+)/g)].pop(); // several lines may come at once
     return told && Number(told[1]);
   }
 
@@ -109,8 +109,8 @@ class Client {
     onProgress: (percent: number) => void,
     signal: AbortSignal,
   ): Promise<Result> {
-    // Also the cancel ID and the name of the upload. A new name each time: an upload replaces a file
-    // of the same name, and what an earlier conversion left could be taken for our result.
+    // Also the cancel ID and the name of the upload. A new name each time: an upload replaces a
+    // file of the same name, and the result of an earlier conversion could be taken for ours.
     const job = randomUUID();
     const suffix = /\.[A-Za-z0-9]+$/.exec(image)?.[0] ?? '';
     await this.ask(`/upload/${job}${suffix}`, await readFile(image));
@@ -127,7 +127,7 @@ class Client {
     ).finally(() => {
       over = true;
     });
-    conversion.catch(() => {}); // looked at below
+    conversion.catch(() => {}); // checked below
     let cancelled = false;
     while (!over) {
       if (signal.aborted && !cancelled) {
@@ -223,7 +223,7 @@ async function main(words: string[]): Promise<number> {
       showBar,
       interrupted.signal,
     );
-    // With the suffix of what came: the tool may have chosen another format than the image's.
+    // With the suffix of the result: the tool may have chosen a format other than the image's.
     const stem = image.slice(0, image.length - path.extname(image).length);
     const result = given ?? `${stem}_${configuration.replaceAll('/', '-')}${path.extname(name)}`;
     await writeFile(result, content);

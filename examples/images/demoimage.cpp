@@ -1,7 +1,6 @@
-// Paints the demo picture: an evening landscape with everything a colour conversion finds hard
-// (smooth skies, saturated hues, deep shadows, fine lines). Usage: demoimage OUTPUT.jpg
-// Every pixel comes from the functions below; nothing is read in. Built and run by
-// make-demo-image.
+// Paints the demo picture: an evening landscape with everything that is hard for a colour
+// conversion (smooth skies, saturated hues, deep shadows, fine lines). Usage: demoimage OUTPUT.jpg
+// Every pixel comes from the functions below; nothing is read in. Built and run by make-demo-image.
 
 #include <algorithm>
 #include <array>
@@ -17,7 +16,7 @@ namespace {
 constexpr int width = 6000;
 constexpr int height = 4000;
 constexpr double pi = 3.14159265358979323846;
-constexpr double shore = 0.655; // all places are parts of the picture's height
+constexpr double shore = 0.655; // all positions are fractions of the picture's height
 constexpr double right = double(width) / height;
 
 struct Colour
@@ -49,7 +48,7 @@ double smooth(double from, double to, double x)
     return t * t * (3 - 2 * t);
 }
 
-// A number from 0 to 1 that belongs to a point of the grid.
+// A fixed random number from 0 to 1 for a grid point.
 double grain(std::int64_t x, std::int64_t y, std::uint64_t seed)
 {
     std::uint64_t h = static_cast<std::uint64_t>(x) * 0x9e3779b97f4a7c15U
@@ -186,11 +185,11 @@ struct Balloon
     double y;
     double radius;
     double firstHue;
-    double hues; // part of the wheel that goes around it
+    double hues; // fraction of the hue circle
     int gores;
 };
 
-// True when the balloon covers the place, whose colour is then set.
+// True if the balloon covers the point; then sets its colour.
 bool paintBalloon(const Balloon &balloon, double x, double y, Colour &colour)
 {
     const double dx = (x - balloon.x) / balloon.radius;
@@ -291,7 +290,7 @@ bool paintBank(double x, double y, Colour &colour)
     return true;
 }
 
-// The sign with the measures: 0 to 1 across and down.
+// The sign with the test patterns: 0 to 1 across and down.
 constexpr double signLeft = 0.075;
 constexpr double signTop = 0.700;
 constexpr double signWidth = 0.34;
@@ -380,7 +379,7 @@ std::uint8_t level(double light)
     return static_cast<std::uint8_t>(std::lround(std::clamp(light, 0.0, 1.0) * 255));
 }
 
-// Two by two points to a pixel, so that edges come out smooth.
+// Two by two samples per pixel, for smooth edges.
 std::vector<std::uint8_t> paint()
 {
     std::vector<std::uint8_t> bytes(std::size_t(width) * height * 3);

@@ -10,7 +10,7 @@ namespace {
 
 constexpr int pollEveryMs = 200;
 
-// Percent, or -1 when the text tells none. Several lines may have come at once; the last counts.
+// Percent, or -1 if the text has none. Several lines may have arrived at once; the last one counts.
 int percentIn(const QString &progress)
 {
     static const QRegularExpression pattern(QStringLiteral("Progress: *([0-9]+)"));
@@ -21,20 +21,20 @@ int percentIn(const QString &progress)
     return percent;
 }
 
-// Whether it is worth asking for a file of this name. A proxy would refuse what is none.
+// Whether this can be a file name worth requesting. A proxy would reject anything else.
 bool mayBeName(const QString &answer)
 {
     static const QRegularExpression impossible(QStringLiteral("[/\\\\\\x00-\\x1f\\x7f]"));
     return !answer.isEmpty() && answer.size() <= 255 && !answer.contains(impossible);
 }
 
-// Zero when there was no answer.
+// Zero when there was no response.
 int statusOf(const QNetworkReply *reply)
 {
     return reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
 }
 
-// Whether it was refused because of the name: there is no such result.
+// Whether it was rejected because of the name: there is no such result.
 bool isNoName(const QNetworkReply *reply)
 {
     const int status = statusOf(reply);
@@ -67,7 +67,7 @@ Conversion::Conversion(const QUrl &service, QObject *parent)
 void Conversion::start(const QByteArray &image, const QString &suffix, const QString &configuration)
 {
     // Also the cancel ID and the name of the upload. A new name each time: an upload replaces a
-    // file of the same name, and what an earlier conversion left could be taken for our result.
+    // file of the same name, and the result of an earlier conversion could be taken for ours.
     m_job = QUuid::createUuid().toString(QUuid::WithoutBraces);
     m_suffix = onlyPlain(suffix);
     m_configuration = configuration;
@@ -97,7 +97,7 @@ void Conversion::convert()
         {QStringLiteral("cancelID"), m_job},
         {QStringLiteral("configuration"), m_configuration},
     };
-    // The answer comes when the tool has ended, however long that takes: no time limit.
+    // The response comes when the tool has ended, however long that takes: no time limit.
     QNetworkReply *const reply =
         post(QStringLiteral("/convert"), QJsonDocument(request).toJson(QJsonDocument::Compact));
     connect(reply, &QNetworkReply::finished, this, [this, reply] { takeAnswer(reply); });
@@ -127,7 +127,7 @@ void Conversion::takeAnswer(QNetworkReply *reply)
     }
 }
 
-// The answer is the result's name or what went wrong. Only fetching tells which.
+// The response is the result's name or what went wrong. Only fetching shows which.
 void Conversion::fetch(const QString &answer)
 {
     const QString words =

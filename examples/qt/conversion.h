@@ -8,19 +8,19 @@
 #include <QTimer>
 #include <QUrl>
 
-// One conversion through vondServer: upload, convert, follow, fetch. Works without blocking, so a
-// window can use it as it is. Ends with one of the three signals.
+// One conversion through vondServer: upload, convert, follow, fetch. Does not block, so a GUI can
+// use it directly. Ends with one of the three signals.
 class Conversion : public QObject
 {
     Q_OBJECT
 public:
-    // The service's address; with a user and a password in it for a proxy that asks for them.
+    // The service's address, with user and password for a proxy that asks for them.
     explicit Conversion(const QUrl &service, QObject *parent = nullptr);
 
-    // The image's content; the suffix says its kind (".jpg").
+    // The image's content; the suffix gives its type (".jpg").
     void start(const QByteArray &image, const QString &suffix, const QString &configuration);
 
-    // The tool gives up soon after; then cancelled() comes.
+    // The tool stops soon afterwards; then cancelled() is emitted.
     void cancel();
 
 Q_SIGNALS:

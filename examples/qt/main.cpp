@@ -74,7 +74,7 @@ int main(int argc, char **argv)
         QCoreApplication::exit(complain(QStringLiteral("cancelled"), interrupted));
     });
 
-    // A signal's handler may do next to nothing: it notes, and a timer looks.
+    // A signal handler may do almost nothing: it sets a flag, and a timer checks it.
     static_cast<void>(std::signal(SIGINT, askToStop));
     QTimer watch;
     QObject::connect(&watch, &QTimer::timeout, [&conversion, &watch] {
