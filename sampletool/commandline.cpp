@@ -10,7 +10,7 @@ namespace {
 constexpr int smallestQuality = 1;
 constexpr int largestQuality = 100;
 
-// The words that are still to be read.
+// The words that have not been parsed yet.
 class Words
 {
 public:

@@ -26,7 +26,7 @@ struct ShowVersion
 struct ListConfigurations
 {
     bool json = false;
-    std::optional<std::string> name; // nothing: every configuration
+    std::optional<std::string> name; // nothing means every configuration
     std::vector<std::string> details;
 };
 
@@ -39,7 +39,7 @@ struct Task
 
 struct SetOptions
 {
-    std::optional<std::string> profile; // file in place of the configuration's own profile
+    std::optional<std::string> profile; // file to use instead of the configuration's profile
     std::optional<Intent> intent;
     std::optional<int> quality; // of JPEG files
 };
@@ -62,7 +62,7 @@ struct UsageError
 
 using Command = std::variant<ShowHelp, ShowVersion, ListConfigurations, Convert>;
 
-// What the words after the program's name ask for. Whatever is not understood whole is refused.
+// What the words after the program name request. Anything that is not fully understood is rejected.
 [[nodiscard]] std::variant<Command, UsageError> parse(const std::vector<std::string> &words);
 
 } // namespace sample

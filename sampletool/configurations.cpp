@@ -16,7 +16,7 @@ const char *colourSpaceName(ColourSpace space)
     return "";
 }
 
-// Nothing when there is no such detail.
+// Nothing if there is no such detail.
 const char *detailValue(const Configuration &configuration, const std::string &detail)
 {
     if (detail == "DocumentColorSpace") {
@@ -26,7 +26,7 @@ const char *detailValue(const Configuration &configuration, const std::string &d
         return configuration.profileDescription;
     }
     if (detail == "PSLayersOption") {
-        return "Flatten"; // of a layered picture only the flat one is read
+        return "Flatten"; // only the flattened image of a layered picture is read
     }
     return nullptr;
 }

@@ -14,17 +14,17 @@ namespace sample {
 struct Configuration
 {
     const char *name;
-    const char *profile; // name of a profile that libvips brings along
+    const char *profile; // name of a profile built into libvips
     const char *profileDescription;
     ColourSpace colourSpace;
 };
 
 [[nodiscard]] const std::vector<Configuration> &configurations();
 
-// Nothing when no configuration has exactly this name.
+// Nothing if no configuration has exactly this name.
 [[nodiscard]] const Configuration *findConfiguration(const std::string &name);
 
-// What the listing prints, without the last line end.
+// The text of the listing, without the last line end.
 [[nodiscard]] std::variant<std::string, Failure> listing(const ListConfigurations &list);
 
 } // namespace sample

@@ -26,7 +26,7 @@ bool readerIsBehind()
     return ::ioctl(STDOUT_FILENO, FIONREAD, &unread) == 0 && unread > 0;
 }
 
-// A reader that does not read at all is not waited for without end.
+// Do not wait forever for a reader that does not read at all.
 void waitForReader()
 {
     const auto giveUp = std::chrono::steady_clock::now() + longestWait;
@@ -35,7 +35,7 @@ void waitForReader()
     }
 }
 
-// One write per text. A channel that nobody reads any more is no reason to stop working.
+// One write per text. A channel that nobody reads any more is not a reason to stop working.
 void writeAll(int channel, const std::string &text)
 {
     std::size_t done = 0;

@@ -4,13 +4,13 @@
 
 namespace sample {
 
-// Standard output and standard error. A reader that judges what it reads from a pipe chunk by chunk
-// gets every text as a chunk of its own: a text waits until the reader has taken the one before.
+// Standard output and standard error. A reader that interprets a pipe chunk by chunk gets every
+// text as a separate chunk: each text waits until the reader has read the previous one.
 class Console
 {
 public:
-    // "Progress: N%". Skipped when it is not more than the last one, or when the reader still has
-    // one to take; 100 is never skipped.
+    // "Progress: N%". Skipped if it is not more than the last one, or if the reader still has one
+    // to read; 100 is never skipped.
     void progress(int percent);
 
     // One text on standard output, with its line end.

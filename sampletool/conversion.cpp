@@ -12,7 +12,7 @@ namespace {
 
 using vips::VImage;
 
-constexpr int mostThreads = 4; // several conversions run side by side
+constexpr int mostThreads = 4; // several conversions run in parallel
 constexpr int outputDepth = 8; // bits per channel
 constexpr int pngEffort = 6; // of 9
 constexpr double whiteOf8Bit = 255;
@@ -20,11 +20,11 @@ constexpr double whiteOf16Bit = 65535;
 constexpr double noInk = 0;
 constexpr double bytesOfClassicTiff = 3.5e9; // beyond this the offsets need 64 bits
 
-// Only formats whose readers have seen much hostile input.
+// Only formats whose readers have been tested with a lot of hostile input.
 constexpr std::array<const char *, 3> trustedReaders{
     "VipsForeignLoadTiff", "VipsForeignLoadJpeg", "VipsForeignLoadPng"};
 
-// A failure on its way out of the functions below; convertPicture() makes a value of it.
+// A failure thrown by the functions below; convertPicture() turns it into a value.
 struct Refused
 {
     Failure failure;
@@ -32,7 +32,7 @@ struct Refused
 
 void dropLogMessage(const char *, GLogLevelFlags, const char *, void *)
 {
-    // Warnings of the libraries must not stand before "Error:" on standard error.
+    // Library warnings must not precede "Error:" on standard error.
 }
 
 VipsIntent vipsIntent(Intent intent)
@@ -50,7 +50,7 @@ VipsIntent vipsIntent(Intent intent)
     return VIPS_INTENT_RELATIVE;
 }
 
-// Finding a reader does not look at what is blocked.
+// Finding a reader ignores what is blocked.
 bool isTrusted(const char *reader)
 {
     const std::string name = reader ? reader : "";
@@ -71,7 +71,7 @@ void checkIsFile(const std::string &path)
     }
 }
 
-// Through a source, because libvips reads options out of brackets in a file's name.
+// Through a source, because libvips parses options in brackets in a file name.
 VImage openPicture(const std::string &path)
 {
     checkIsFile(path);
@@ -233,7 +233,7 @@ Imaging::Imaging()
     if (VIPS_INIT("vond-sample") != 0) {
         vips_error_exit(nullptr);
     }
-    vips_cache_set_max(0); // every picture is converted once
+    vips_cache_set_max(0); // every picture is converted only once
     vips_concurrency_set(std::min(vips_concurrency_get(), mostThreads));
     vips_operation_block_set("VipsForeignLoad", TRUE);
     for (const char *const reader : trustedReaders) {

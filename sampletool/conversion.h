@@ -11,7 +11,7 @@
 
 namespace sample {
 
-// What is made of a picture, whatever file it comes from and goes to.
+// How a picture is converted, whatever its input and output files.
 struct Recipe
 {
     std::string profile; // destination: a file's full path or a name that libvips knows
@@ -20,10 +20,10 @@ struct Recipe
     int quality; // of JPEG files
 };
 
-// Is told the percentage done; answers false to stop the conversion.
+// Receives the percentage done; returns false to stop the conversion.
 using ProgressListener = std::function<bool(int percent)>;
 
-// Libvips from its start to its end. One of these, made before the first conversion.
+// Initialises and shuts down libvips. Create one, before the first conversion.
 class Imaging
 {
 public:
@@ -35,7 +35,7 @@ public:
 
 [[nodiscard]] std::string imagingVersion();
 
-// Converts into a file that exists already and is overwritten. Nothing means that it worked.
+// Converts into an existing file, which is overwritten. Returns nothing on success.
 [[nodiscard]] std::optional<Failure> convertPicture(const std::string &input,
                                                     const std::string &outputFile,
                                                     Format format,

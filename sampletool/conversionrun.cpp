@@ -30,7 +30,7 @@ bool ConversionRun::run()
         }
     }
     if (m_stop.stopped()) {
-        problem = Failure{m_stop.reason(), {}}; // whatever a killed library says to it
+        problem = Failure{m_stop.reason(), {}}; // whatever an interrupted library reports
     }
     if (!problem) {
         problem = publishAll();
@@ -82,7 +82,7 @@ ConversionRun::Problem ConversionRun::convertOne(const Plan &plan, std::size_t i
         [this, &plan, index](int percent) { return goOn(index, plan.outputs.size(), percent); });
 }
 
-// Each output is an equal share of the whole.
+// Each output counts as an equal share of the whole.
 bool ConversionRun::goOn(std::size_t index, std::size_t count, int percent)
 {
     if (m_stop.stopped()) {
@@ -110,7 +110,7 @@ ConversionRun::Problem ConversionRun::publishAll()
 void ConversionRun::fail(const Failure &failure)
 {
     for (const std::string &path : m_published) {
-        (void)::unlink(path.c_str()); // an output alone is no result of a run that failed
+        (void)::unlink(path.c_str()); // a single output is not a result if the run failed
     }
     m_temporaries.removeAll();
     if (m_convert.translateError) {
@@ -119,7 +119,7 @@ void ConversionRun::fail(const Failure &failure)
     m_console.error(errorText(failure, m_convert));
 }
 
-// In the watching thread, when the working one is deep in a library that does not look up.
+// In the watching thread, when the working one is in a library call that does not return.
 void ConversionRun::endAtOnce()
 {
     if (!mayEnd()) {
@@ -129,7 +129,7 @@ void ConversionRun::endAtOnce()
     ::_exit(EXIT_FAILURE);
 }
 
-// Of the working and the watching thread only the first one to come ends the run.
+// Only the first of the working and the watching thread ends the run.
 bool ConversionRun::mayEnd()
 {
     return !m_ends.exchange(true);

@@ -14,14 +14,15 @@
 
 namespace sample {
 
-// One run of the tool that converts. All outputs are made under temporary names first and get their
-// own names together, so that a failure leaves none of them. To be made before any other thread.
+// One conversion run of the tool. All outputs are first written under temporary names and get their
+// final names together, so that a failure leaves none of them. Must be created before any other
+// thread.
 class ConversionRun
 {
 public:
     explicit ConversionRun(Convert convert);
 
-    // Returns whether it worked. Everything is told on the console.
+    // Returns whether it worked. Prints everything on the console.
     [[nodiscard]] bool run();
 
 private:

@@ -8,7 +8,7 @@
 namespace sample {
 namespace {
 
-// Fixed places in the header of an ICC profile.
+// Fixed offsets in the header of an ICC profile.
 constexpr std::size_t headerSize = 128;
 constexpr std::size_t colourSpaceOffset = 16;
 constexpr std::size_t signatureOffset = 36;

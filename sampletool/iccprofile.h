@@ -14,7 +14,7 @@ enum class ColourSpace
     Cmyk
 };
 
-// The colours that a profile is for, from its first bytes. The name is for the failure's text.
+// The colour space of a profile, from its first bytes. The name is for the error message.
 [[nodiscard]] std::variant<ColourSpace, Failure> colourSpaceOf(const std::string &bytes,
                                                                const std::string &name);
 

@@ -13,7 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr mode_t newFileMode = 0666; // the process's mask takes its share
+constexpr mode_t newFileMode = 0666; // less the umask
 
 std::string lowerCase(std::string text)
 {
@@ -27,7 +27,7 @@ std::string lowerCase(std::string text)
 
 std::optional<Format> formatOfSuffix(const std::string &suffix)
 {
-    // A lone dot is no suffix: that is how an output is planned for an input that has none.
+    // A lone dot is not a suffix: outputs are planned like that for inputs without one.
     if (suffix.empty() || suffix == "." || suffix == ".tif" || suffix == ".tiff") {
         return Format::Tiff;
     }
@@ -49,7 +49,7 @@ Failure cannotWrite(const std::string &output, int problem)
 int renameToFreeName(const std::string &from, const std::string &to)
 {
     if (::link(from.c_str(), to.c_str()) == 0) {
-        (void)::unlink(from.c_str()); // the file bears its final name already
+        (void)::unlink(from.c_str()); // the file already has its final name
         return 0;
     }
     if (errno != EPERM && errno != EOPNOTSUPP) {
@@ -129,7 +129,7 @@ void TemporaryFiles::removeAll()
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_closed = true;
     for (const std::string &path : m_paths) {
-        (void)::unlink(path.c_str()); // gone already when it was published
+        (void)::unlink(path.c_str()); // already gone if it was published
     }
     m_paths.clear();
 }

@@ -17,17 +17,17 @@ enum class Format
     Png
 };
 
-// The format that an output's suffix asks for; a name without suffix asks for TIFF.
+// The format for an output's suffix; TIFF for a name without one.
 [[nodiscard]] std::variant<Format, Failure> formatFor(const std::string &path, ColourSpace space);
 
-// The name to write under where the caller has left the name to the tool: another suffix where the
-// one asked for cannot hold the colours, photo.tif for photo.png in CMYK; else the same.
+// The name to write to if the tool may choose: with another suffix if the requested format cannot
+// hold the colours (photo.tif for photo.png in CMYK), otherwise the same.
 [[nodiscard]] std::string nameThatHolds(const std::string &path, ColourSpace space);
 
-// photo.tif, photo_1.tif, photo_2.tif: the number goes before the last dot of the file name.
+// photo.tif, photo_1.tif, photo_2.tif: the number goes before the last dot in the file name.
 [[nodiscard]] std::string numberedPath(const std::string &path, int number);
 
-// The files of this run that do not bear their final name yet. What is left is removed at the end.
+// The files of this run that do not have their final names yet. The rest are removed at the end.
 // Any thread may call.
 class TemporaryFiles
 {
@@ -37,10 +37,10 @@ public:
     TemporaryFiles(const TemporaryFiles &) = delete;
     TemporaryFiles &operator=(const TemporaryFiles &) = delete;
 
-    // An empty file in the folder of the output.
+    // Creates an empty file in the output's folder.
     [[nodiscard]] std::variant<std::string, Failure> create(const std::string &output);
 
-    // Removes all files. None can be made after this.
+    // Removes all files. No more can be created afterwards.
     void removeAll();
 
 private:
@@ -50,7 +50,7 @@ private:
 };
 
 // Gives a finished file its name and returns that name. With increment an existing file is never
-// touched, whoever makes it and however late: the first free number is taken.
+// touched, whoever creates it and however late: the first free number is used.
 [[nodiscard]] std::variant<std::string, Failure>
 publish(const std::string &temporary, const std::string &output, bool increment);
 

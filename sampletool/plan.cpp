@@ -25,7 +25,7 @@ std::variant<Recipe, Failure> recipeFor(const Convert &convert)
             return *failure;
         }
         recipe.colourSpace = std::get<ColourSpace>(space);
-        // A full path, so that no file is taken for a profile that libvips knows by name.
+        // A full path, so that no file is mistaken for a profile that libvips knows by name.
         recipe.profile = std::filesystem::absolute(*convert.options.profile).string();
     }
     return recipe;
@@ -42,8 +42,8 @@ std::variant<Plan, Failure> planFor(const Convert &convert)
     Plan plan{std::get<Recipe>(recipe), {}};
     for (const Task &task : convert.tasks) {
         for (const std::string &asked : task.outputs) {
-            // Whoever has names numbered reads the name from what the tool prints. Otherwise the
-            // file is expected under the name asked for, and must be what that says.
+            // A caller that has names numbered reads the name from the tool's output. Otherwise the
+            // file is expected under the requested name, and must have that format.
             const std::string path =
                 convert.increment ? nameThatHolds(asked, plan.recipe.colourSpace) : asked;
             const auto format = formatFor(path, plan.recipe.colourSpace);

@@ -14,7 +14,7 @@ namespace sample {
 struct PlannedOutput
 {
     std::string input;
-    std::string path; // as asked for, but see nameThatHolds(); a number may be added to it
+    std::string path; // as requested, but see nameThatHolds(); a number may be added
     Format format;
 };
 
@@ -27,8 +27,7 @@ struct Plan
 
 [[nodiscard]] std::variant<Plan, Failure> planFor(const Convert &convert);
 
-// The text after "Error:". Names every output, so that whoever waits for one of them sees that it
-// is not coming.
+// The text after "Error:". Names every output, so that callers see which ones will not come.
 [[nodiscard]] std::string errorText(const Failure &failure, const Convert &convert);
 
 } // namespace sample

@@ -13,7 +13,7 @@ namespace sample {
 namespace {
 
 constexpr int lookEveryMs = 50;
-constexpr int patienceMs = 500; // until the last resort; the file is gone within a second
+constexpr int patienceMs = 500; // until the last resort; everything is gone within a second
 
 // Why the run is to stop: one of these, or the number of a signal.
 constexpr int notStopped = 0;
@@ -40,14 +40,14 @@ StopFileWatcher::StopFileWatcher(std::string stopFile, std::function<void()> las
     ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     m_signals = ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
     m_end = ::eventfd(0, EFD_CLOEXEC);
-    lookForStopFile(); // a file that is there already stops at once
+    lookForStopFile(); // a file that already exists stops at once
     m_thread = std::thread(&StopFileWatcher::watch, this);
 }
 
 StopFileWatcher::~StopFileWatcher()
 {
     const std::uint64_t one = 1;
-    (void)!::write(m_end, &one, sizeof one); // a fresh counter takes it always
+    (void)!::write(m_end, &one, sizeof one); // a fresh counter always accepts it
     m_thread.join();
     (void)::close(m_end);
     (void)::close(m_signals);

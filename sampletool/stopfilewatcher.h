@@ -7,18 +7,18 @@
 
 namespace sample {
 
-// Watches for the stop file and for the signals that end a process, from a thread of its own. Must
-// be made before any other thread: the signals stay blocked in it and in all that follow.
+// Watches for the stop file and for termination signals, in a separate thread. Must be created
+// before any other thread: the signals stay blocked in the creating thread and in all later ones.
 class StopFileWatcher
 {
 public:
-    // The last resort runs in the watching thread when a stop is not obeyed in half a second.
+    // The last resort runs in the watching thread if a stop is not obeyed within half a second.
     StopFileWatcher(std::string stopFile, std::function<void()> lastResort);
     ~StopFileWatcher();
     StopFileWatcher(const StopFileWatcher &) = delete;
     StopFileWatcher &operator=(const StopFileWatcher &) = delete;
 
-    // Any thread may ask these.
+    // Any thread may call these.
     [[nodiscard]] bool stopped() const;
     [[nodiscard]] std::string reason() const; // a whole sentence; empty when not stopped
 

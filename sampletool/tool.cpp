@@ -94,7 +94,7 @@ public:
 
 int run(const std::vector<std::string> &words)
 {
-    // Met as failed writes instead, which are tidied up after.
+    // Handled as failed writes instead, with clean-up.
     (void)std::signal(SIGPIPE, SIG_IGN);
     (void)std::signal(SIGXFSZ, SIG_IGN);
 

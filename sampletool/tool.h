@@ -5,7 +5,7 @@
 
 namespace sample {
 
-// Does what the words after the program's name ask for. Returns the exit status.
+// Does what the words after the program name request. Returns the exit status.
 [[nodiscard]] int run(const std::vector<std::string> &words);
 
 } // namespace sample
