@@ -1,5 +1,5 @@
-"""What the live tries in Python share: programs on free loopback ports, in a folder of their own, that
-end with the block that started them."""
+"""What the live tests in Python share: programs on free loopback ports, in a folder of their own,
+that end with the block that started them."""
 
 import argparse
 import base64
@@ -50,7 +50,7 @@ def free_port(address: str = "127.0.0.1") -> int:
 
 
 def until(what: str, condition, seconds: float = PATIENCE, every: float = 0.02):
-    """Waits until the condition gives something, and gives that; complains in the end."""
+    """Waits until the condition returns something, and returns that; fails on timeout."""
     deadline = time.monotonic() + seconds
     while True:
         result = condition()
@@ -71,7 +71,7 @@ class Answer:
 
 def ask(url: str, data: bytes = None, headers: dict = None, timeout: float = 60.0,
         certificate=None) -> Answer:
-    """GET, or POST where there is data. Statuses are answers; what is no answer raises OSError."""
+    """GET, or POST if there is data. Any status is a response; without a response, raises OSError."""
     request = urllib.request.Request(url, data=data, headers=headers or {})
     opener = urllib.request.build_opener(
         urllib.request.ProxyHandler({}), urllib.request.HTTPSHandler(
@@ -84,7 +84,7 @@ def ask(url: str, data: bytes = None, headers: dict = None, timeout: float = 60.
 
 
 def answers(url: str):
-    """For until(): the answer, or nothing as long as nobody listens."""
+    """For until(): the response, or nothing as long as nothing listens."""
     try:
         return ask(url, timeout=5.0)
     except OSError:
@@ -92,7 +92,7 @@ def answers(url: str):
 
 
 def configuration(text: str, *changes) -> str:
-    """A shipped file with other places in it. It must have each text that is replaced."""
+    """A shipped file with paths and ports replaced. It must contain each text that is replaced."""
     for old, new in changes:
         if old not in text:
             raise AssertionError(f"the shipped file lacks: {old}")
@@ -105,11 +105,11 @@ def basic(user: str, password: str) -> dict:
 
 
 class Stand:
-    """A folder, and the programs that run in it. Ends them in the opposite order."""
+    """A folder, and the programs that run in it. Ends them in reverse order."""
 
     def __init__(self, name: str):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix=f"vond-{name}."))
-        self.folder.chmod(0o755)  # nginx and HAProxy give their workers another user
+        self.folder.chmod(0o755)  # nginx and HAProxy run their workers as another user
         self._running = []
         self._lock = threading.Lock()
 

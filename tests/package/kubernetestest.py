@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Looks at deploy/kubernetes.yaml without a cluster.
+"""Checks deploy/kubernetes.yaml without a cluster.
 
     kubernetestest.py MANIFEST HAPROXY_CFG            checks it
     kubernetestest.py MANIFEST --script CONTAINER WHAT
@@ -42,7 +42,7 @@ def known_to_kubernetes(value: dict) -> bool:
 
 
 def strict_yaml(text: str) -> list:
-    """The documents; a key that stands twice is an error."""
+    """The documents; a duplicate key is an error."""
     class Loader(yaml.SafeLoader):
         pass
 
@@ -65,7 +65,7 @@ SETTINGS_PLACES = ["/var/lib/vondserver/.config/meridane/vondServer.conf",
 
 
 def can_write(container: dict, place: str) -> bool:
-    """Whether a file can be made there, or a folder on the way to it be replaced."""
+    """Whether a file can be created there, or a folder on the path to it replaced."""
     mounts = {pathlib.PurePosixPath(mount["mountPath"]): mount for mount in container["volumeMounts"]}
     around = [folder for folder in pathlib.PurePosixPath(place).parents if folder in mounts]
     if not around:
@@ -154,7 +154,7 @@ class Check:
         self.holds("the service cannot write its settings", writable["vond"] == [])
         self.holds("its mounts and what they cover are seen", can_write(
             pod["containers"][0], "/var/lib/vondserver/tmp/x"))
-        # The init container at each start, operators in the other; both through the same volume.
+        # The init container at each start, operators in the other one; both through the same volume.
         for name in ("settings", "ageing"):
             self.holds(f"{name} can write the user's part", writable[name] == SETTINGS_PLACES[:2])
         start = pod["initContainers"][0]

@@ -1,4 +1,4 @@
-"""documentstest.py BUILD_FOLDER: what the pages name is there, in the sources and as installed."""
+"""documentstest.py BUILD_FOLDER: what the pages name exists, in the sources and as installed."""
 
 import os
 import pathlib
@@ -13,7 +13,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(sys.argv.pop(1))
 
 LINK = re.compile(r"\]\(([^()\s]+)\)")
-# A file of ours in code marks; what is made in a build, and patterns, are not looked for.
+# A file of ours in backticks; build results and patterns are not checked.
 NAMED = re.compile(r"`((?:scripts|docs|deploy|examples|bench|tests|console|sampletool)/[\w./-]*\w)[`\s]")
 
 
@@ -22,7 +22,7 @@ def without_blocks(text: str) -> str:
 
 
 def anchors_of(text: str) -> set:
-    """As the usual viewers make them of headings."""
+    """As the usual viewers derive them from headings."""
     headings = re.findall(r"^#+ (.*)$", without_blocks(text), re.M)
     return {re.sub(r"[^\w -]", "", heading.lower()).replace(" ", "-") for heading in headings}
 
@@ -59,7 +59,7 @@ class Documents(unittest.TestCase):
     def test_files_that_are_named_are_there(self):
         missing = {f"{page.name}: {name}" for page in pages_of_the_tree() if page.name != "CHANGELOG.md"
                    for name in NAMED.findall(page.read_text(encoding="utf-8"))
-                   # Installed, the examples are those of deploy/, too.
+                   # Installed, the examples include those in deploy/.
                    if not (ROOT / name).exists() and not (ROOT / "deploy" / pathlib.Path(name).name).exists()}
         self.assertEqual(missing, set())
 

@@ -1,4 +1,4 @@
-"""docs/operations.md tells of every message that the service prints, and of no other."""
+"""docs/operations.md lists every message that the service prints, and no other."""
 
 import pathlib
 import re
@@ -7,12 +7,12 @@ import unittest
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 FOLDERS = [folder.name for folder in sorted((ROOT / "src").iterdir())]
 
-# What writes to a channel, and what takes a text along to where it is written.
+# What writes to a channel, and what carries a text to where it is written.
 PRINTS = (r"\b(?:qDebug\(\)?|q(?:Info|Warning|Critical|Fatal)\(|(?:std::)?(?:cerr|cout)\s*<<"
           r"|(?:debug|writeDebug|writeError)Line\(|fprintf\(|fputs\(|perror\()\s*(?:<<\s*)?")
 CARRIES = (r"\b(?:const char \*const text =|rejection = QStringLiteral\(|rejectClient\([^;\"]*,"
            r"|announceSleeper\(registry,|translate\(\"QHttpServer\",)\s*")
-# Statements that print without a text of their own: values, and texts that came from elsewhere.
+# Statements that print without a text of their own: values, and texts from elsewhere.
 ONLY_VALUES = {
     "announcement(address, typedPort)", "answer", "arguments", "details", "label << id", "line",
     "listing", "plan.arguments", "rejection.toUtf8()", "registry->keys()", "surviving", "text",
@@ -29,14 +29,14 @@ def sources():
 
 
 def statements(code):
-    """What prints, to the semicolon; literals may hold one. Not where such a function is defined."""
+    """What prints, up to the semicolon; literals may contain one. Not where such a function is defined."""
     return [statement for statement in
             (match.group() for match in re.finditer(rf"{PRINTS}(?:{LITERAL}|[^;\"])*;", code))
             if "{" not in re.sub(LITERAL, "", statement)]
 
 
 def fixed_parts(literals):
-    """What stands between the values, without white space around."""
+    """What is between the values, without surrounding white space."""
     literals = [literal.replace(r'\"', '"') for literal in literals]
     parts = [part.strip() for literal in literals for part in re.split(r"%[a-z0-9]|\\n", literal)]
     return [part for part in parts if re.search(r"[A-Za-z]{3}", part)]

@@ -67,7 +67,7 @@ class Frames(unittest.TestCase):
 
     def test_it_begins_with_the_screen_before_the_upload(self):
         steps = [(0.0, "$ demo\r\n")]
-        for number in range(1, 5):  # the empty line comes alone
+        for number in range(1, 5):  # the empty line arrives separately
             steps += [(number, "\r\n"), (number, f"\x1b[1m{number}. Step\x1b[0m\r\nwords\r\n")]
         frames = recorddemo.from_first_event(recorddemo.frames_of(steps))
         words = [" ".join(run[2] for row in frame.picture for run in row) for frame in frames]

@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""Opens what a client uploaded in a browser, through a proxy, as somebody who knows the password.
+"""Opens uploaded files in a browser, through a proxy, as somebody who knows the password.
 
     browsertest.py --url https://HOST:PORT --user NAME:PASSWORD [--at ADDRESS]
 
-A page, an XHTML page and an SVG picture with a script in each must not run it, opened by
-themselves or in a frame of a page of the same origin; and must be of no origin. Pictures must show
-in that page. The page stands in for the clients' own: the browser is given it in place of an answer.
-That the same script does run, and is seen to, when that page has it comes first.
+A page, an XHTML page and an SVG picture with a script in each must not run it, opened directly or in a frame of a page
+of the same origin, and must have an opaque origin. Pictures must show in that page. The page takes the place of the
+clients' own: the browser gets it instead of a response. First, a control shows that the same script does run in that
+page.
 
 Needs chromium. Its certificate checks are off: the proxy's certificate is made for the occasion.
 """
@@ -22,9 +22,9 @@ import sys
 import tempfile
 import time
 
-TIME_LIMIT = 60  # seconds, for everything that is waited for
+TIME_LIMIT = 60  # seconds, for every wait
 
-# Says so where it can: in its title, to the page around it, and to the service, with the password.
+# Reports it wherever it can: in its title, to the page around it, and to the service, with the password.
 SCRIPT = """
 document.title = "ran in " + self.origin;
 parent.postMessage("ran NAME", "*");
@@ -36,17 +36,17 @@ UPLOADS = {
     "page.xhtml": '<?xml version="1.0"?><!DOCTYPE html><html xmlns="http://www.w3.org/1999/xhtml"><head>'
                   '<title>still</title></head><body><script>//<![CDATA[\nSCRIPT//]]></script></body></html>',
     "drawing.svg": '<?xml version="1.0"?><svg xmlns="http://www.w3.org/2000/svg" width="30" height="20">'
-                   '<rect width="30" height="20"/>' + 300 * ' ' +  # else the script makes it a page
+                   '<rect width="30" height="20"/>' + 300 * ' ' +  # otherwise the script makes it a page
                    '<script>//<![CDATA[\nSCRIPT//]]></script></svg>',
     "page.png": '<!DOCTYPE html><title>still</title><script>SCRIPT</script>',
 }
-# What the service takes them for: else the test would be about something else.
+# What type the service gives them: otherwise the test would be about something else.
 CONTENT_TYPES = {"page.html": "text/html", "page.xhtml": "application/xhtml+xml",
                  "drawing.svg": "image/svg+xml", "page.png": "text/html"}
 
 
 class Browser:
-    """chromium without a window, spoken to through two pipes: JSON texts, each ended by a zero."""
+    """Headless chromium, controlled through two pipes: JSON texts, each terminated by a zero."""
 
     def __init__(self, folder: str, host: str, address: str):
         from_here, self.commands = os.pipe()
@@ -67,7 +67,7 @@ class Browser:
         self.folder = folder
         self.read = b""
         self.number = 0
-        self.page_of_origin = {}  # address: the page given in place of an answer
+        self.page_of_origin = {}  # address: the page given instead of a response
         self.loaded = set()  # sessions whose page has loaded
         target = self.ask("Target.createTarget", {"url": "about:blank"})["targetId"]
         self.session = self.ask("Target.attachToTarget", {"targetId": target, "flatten": True})["sessionId"]
@@ -130,12 +130,12 @@ class Browser:
             self.handle(message)
 
     def give_page(self, url: str, text: str) -> None:
-        """From now on the browser gets this text when it asks for the URL."""
+        """From now on the browser gets this text when it requests the URL."""
         self.page_of_origin[url] = text
         self.ask("Fetch.enable", {"patterns": [{"urlPattern": each} for each in self.page_of_origin]})
 
     def open(self, url: str) -> None:
-        """Opens it and waits until it has loaded, with all that it loads."""
+        """Opens it and waits until it has loaded completely."""
         self.loaded.discard(self.session)
         answer = self.ask("Page.navigate", {"url": url})
         if answer.get("errorText"):
@@ -145,7 +145,7 @@ class Browser:
             self.handle(self.receive(deadline))
 
     def value(self, expression: str):
-        """Of an expression in the page, which may be a promise. Works where scripts may not run, too."""
+        """The value of an expression in the page, which may be a promise. Works even if scripts may not run."""
         answer = self.ask("Runtime.evaluate", {"expression": expression, "awaitPromise": True,
                                                "returnByValue": True})
         if "exceptionDetails" in answer:
@@ -160,7 +160,7 @@ class Test:
         self.page = url + "/clients-own-page"
         self.broken = 0
         self.made = 0
-        # The browser keeps the password, as it does when somebody types it in.
+        # The browser keeps the password, as if somebody had entered it.
         browser.open(url.replace("://", f"://{user}@") + "/vondServerVersion")
         self.expect("what is asked with the password",
                     browser.value("document.body.innerText").split(":")[0], "vondServer")
@@ -231,7 +231,7 @@ class Test:
             self.expect(f"{name} shows", self.browser.value(f"document.images[{number}].naturalWidth > 0"), True)
         self.open_page_of_origin("<img src='/getConversionResult/page.html'>")
         self.expect("a page is no picture", self.browser.value("document.images[0].naturalWidth"), 0)
-        # By itself, too: the browser makes a page of its own around it.
+        # Opened directly, too: the browser makes a page of its own around it.
         self.browser.open(f"{self.url}/getConversionResult/{names[-1]}")
         self.expect(f"{names[-1]} by itself", self.browser.value("document.images[0].naturalWidth > 0"), True)
 

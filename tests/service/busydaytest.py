@@ -1,18 +1,18 @@
 #!/usr/bin/env python3
-"""Many clients at once, who all give their files the same names.
+"""Many simultaneous clients that all give their files the same names.
 
     busydaytest.py SERVICE TOOL [SECONDS [CLIENTS]]
 
-64 clients for 6 seconds, unless said otherwise. Every route that writes a file, and every route
-that runs the tool, with contents of each client's own; tools that take up to 300 ms (tests/support/
-busytool.cpp). What is held against the service:
+64 clients for 6 seconds by default. Every route that writes a file, and every route that runs the
+tool, with different contents for each client; tools that take up to 300 ms (tests/support/
+busytool.cpp). What is checked:
 
 - every answer and every fetched byte belongs to the client that asked; of uploads, which replace
   each other, every reading is one of them, whole
 - every line of the log file is whole
 - afterwards no thread, descriptor, tool, progress or helper's file is left
 
-Files age away meanwhile, so names become free again.
+Old files are removed meanwhile, so names become free again.
 """
 
 import base64
@@ -32,13 +32,13 @@ import rawhttp
 import servicerun
 
 NAME = "image.jpg"
-AGE = 8.0  # seconds that a file lives; no client needs one for so long
-PATIENCE = 100.0  # seconds for one answer, of a machine that does other things as well
+AGE = 8.0  # lifetime of a file in seconds; no client needs one for so long
+PATIENCE = 100.0  # seconds for one response, on a machine that is also busy with other work
 LOG_LINE = re.compile(rb"\d\d-\d\d-\d{4} \d\d:\d\d:\d\d:\d{3} \[T\]:\d+: .")
 
 
 def picture(chance: random.Random, owner: str) -> bytes:
-    """Says whose it is and where it ends, and cannot be mixed with another unseen."""
+    """Identifies its owner and its end, and shows when it is mixed with another."""
     length = chance.choice([100, 3000, 70000, 400000])
     filling = (owner + " ").encode() * (length // len(owner) + 1)
     body = owner.encode() + b"\n" + filling[:length]
@@ -74,7 +74,7 @@ class Day:
 
 
 class Client(threading.Thread):
-    """One after the other, whatever comes to its mind."""
+    """Sends one random request after the other."""
 
     def __init__(self, day: Day, number: int):
         super().__init__(daemon=True)
@@ -141,7 +141,7 @@ class Client(threading.Thread):
                            "configuration": configuration}).encode()
 
     def try_to_ask(self, target: str, data: bytes = b"") -> bytes:
-        """For a second thread, whose end nobody would notice."""
+        """For a second thread, whose failure would otherwise go unnoticed."""
         try:
             return self.ask(target, data)
         except OSError as error:
@@ -179,7 +179,7 @@ class Client(threading.Thread):
 
 
 def age(day: Day) -> None:
-    """Removes what is old, but for the file that is uploaded again and again."""
+    """Removes what is old, except for the file that is uploaded repeatedly."""
     while not day.is_over():
         time.sleep(0.5)
         for path in day.service.work.iterdir():
@@ -191,7 +191,7 @@ def age(day: Day) -> None:
 
 
 def aftermath(day: Day, before: tuple):
-    """Yields what is left that should not be."""
+    """Yields what remains but should not."""
     service = day.service
     if not servicerun.eventually(lambda: service.threads() <= before[0]):
         yield f"threads: {before[0]} before, {service.threads()} after"
@@ -230,8 +230,8 @@ def main() -> int:
         f"LogFolder={service.folder / 'tmp'}\n", encoding="utf-8")
     with service:
         day = Day(service, time.monotonic() + seconds)
-        first = Client(day, clients)  # opens what stays open
-        for number in range(1, 100):  # among many names, the service watches for those that go
+        first = Client(day, clients)  # opens what remains open
+        for number in range(1, 100):  # with many names, the service watches for removals
             (service.work / f"image_{number}.jpg").touch()
         for kind in (first.upload, first.details, first.inline):
             kind("first")

@@ -1,27 +1,27 @@
-"""The table of cases that scripts/try conformance and the test of the same name send.
+"""The table of cases that scripts/try conformance and conformancetest send.
 
-A case is what is sent, the section that rules it, and what must come of it in words: the statuses
-in order, then what has become of the connection ("open" when a further request on it is answered,
-"closed" when the server has ended it). Where nginx does otherwise, `differs` says why that is so.
+A case is what is sent, the section that applies, and the expected outcome in words: the statuses in
+order, then the state of the connection ("open" if a further request on it is answered, "closed" if
+the server has ended it). If nginx behaves differently, `differs` says why.
 """
 
 import dataclasses
 
 HALF_CLOSE = object()  # the client closes its sending side
-SILENCE = object()  # nothing must come for a moment
-ANSWER = object()  # one answer is awaited before more is sent
+SILENCE = object()  # nothing must arrive for a moment
+ANSWER = object()  # waits for one response before sending more
 RESET = object()  # the client vanishes; the outcome is "gone", and a new client must be served
 
 
 @dataclasses.dataclass
 class Case:
     name: str
-    section: str  # 9110, 9112: HTTP; 3986: URI; 9293: TCP; "contract": ours to choose
+    section: str  # 9110, 9112: HTTP; 3986: URI; 9293: TCP; "contract": our choice
     sends: tuple
     outcome: str
-    differs: str = ""  # why nginx differs; empty when it must not
-    heads: tuple = ()  # which answers, counted from 0, are to HEAD
-    body: bytes = None  # of the last answer before the outcome is looked at; ours only
+    differs: str = ""  # why nginx differs; empty if it must not
+    heads: tuple = ()  # which responses, counted from 0, are to HEAD
+    body: bytes = None  # of the last response before the outcome is checked; ours only
 
 
 STRICT = "Leniency the section permits and another program could read differently; refused here."
@@ -55,7 +55,7 @@ def request(line: str, *fields: str, host: str = "a") -> str:
 
 
 def text(*fields: str, body: str = "") -> str:
-    """A POST that answers its body."""
+    """A POST whose response is its body."""
     return request("POST /text HTTP/1.1", *fields) + body
 
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Sends the table of conformancecases.py and compares what comes of it.
+"""Sends the table in conformancecases.py and compares the outcome.
 
     conformancetest.py SERVICE TOOL                the built service; fails when a case does
     conformancetest.py SERVICE TOOL --beside HOST:PORT [--write FILE]
@@ -17,7 +17,7 @@ import rawhttp
 import servicerun
 
 PROBE = "GET /vondServerVersion HTTP/1.1\r\nHost: a\r\n\r\n".encode()
-MOMENT = 0.1  # seconds in which nothing must come
+MOMENT = 0.1  # seconds during which nothing must arrive
 
 
 class Observation:
@@ -30,7 +30,7 @@ class Observation:
 
 
 def observe(address: tuple, case: table.Case, patience: float) -> Observation:
-    """Plays one case. A further request at the end tells an open connection from a closed one."""
+    """Runs one case. A further request at the end shows whether the connection is open or closed."""
     seen = Observation()
     expected = sum(word.isdigit() for word in case.outcome.split())
     half_closed = False
@@ -84,7 +84,7 @@ def observe(address: tuple, case: table.Case, patience: float) -> Observation:
 
 
 def complaint(case: table.Case, seen: Observation) -> str:
-    """What is wrong with the service's answers; empty when nothing is."""
+    """What is wrong with the service's responses; empty if nothing is."""
     if seen.text() != case.outcome:
         return f"expected {case.outcome}, got {seen.text()}"
     finals = [response for response in seen.responses if response.status >= 200]
@@ -117,7 +117,7 @@ def check_service(address: tuple) -> tuple:
 
 
 def check_other(address: tuple, outcomes: dict) -> tuple:
-    """What another server did, and how many differences and reasons do not go together."""
+    """What another server did, and how many differences and reasons do not match."""
     others, unexplained = {}, 0
     for case in table.CASES:
         others[case.name] = observe(address, case, 2.0).text()
@@ -132,7 +132,7 @@ def check_other(address: tuple, outcomes: dict) -> tuple:
 
 
 def cell(text: str) -> str:
-    """Fit for a table in Markdown."""
+    """Escaped for a Markdown table."""
     words = text.split()
     if len(words) > 10 and len(set(words[:-1])) == 1:
         text = f"{words[0]} × {len(words) - 1} {words[-1]}"

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Kills the built service at random moments, starts it again and looks at what clients were told.
+"""Kills the built service at random moments, restarts it and checks what clients were promised.
 
     crashsafetytest.py SERVICE TOOL [TIMES [SEED]]
 
-Four clients upload, convert, fetch, cancel and run the tool without a pause. The service is killed
-with SIGKILL after a random moment, TIMES (20) times, and started again on the same folders. Then:
+Four clients upload, convert, fetch, cancel and run the tool without pause. The service is killed
+with SIGKILL after a random time, TIMES (20) times, and restarted on the same folders. Then:
 
 - a client that was told of its upload finds the file complete, byte for byte
 - one that was not finds it complete or not at all, and, of a name uploaded before, the old or the
@@ -31,7 +31,7 @@ import time
 import rawhttp
 import servicerun
 
-# Writes under another name first, as a tool should that may be killed: a told name is whole.
+# Writes under another name first, as a tool that may be killed should: a reported name is complete.
 TOOL = r"""#!/bin/sh
 [ "$*" = version ] && { echo "crash 1.0"; exit; }
 for word; do
@@ -48,7 +48,7 @@ LONGEST_LIFE = 0.4  # seconds until the kill
 
 
 class Client(threading.Thread):
-    """Works until the service goes; keeps what it was told in full."""
+    """Works until the service is gone; remembers complete responses."""
 
     def __init__(self, address: tuple, name: str, seed: int):
         super().__init__()
@@ -56,7 +56,7 @@ class Client(threading.Thread):
         self.label = name
         self.random = random.Random(seed)
         self.uploads = {}  # name -> bytes, acknowledged
-        self.sending = None  # name and bytes of an upload that is not acknowledged
+        self.sending = None  # name and bytes of an unacknowledged upload
         self.results = {}  # name -> bytes that it must have
         self.stops = []
         self.wrong = []
@@ -124,7 +124,7 @@ class Run:
         self.service.kill()
         for client in clients:
             client.join()
-        for child in children:  # a tool outlives the service; it is not to write meanwhile
+        for child in children:  # a tool outlives the service; it must not write meanwhile
             servicerun.eventually(lambda child=child: not os.path.exists(f"/proc/{child}"))
         self.service.start()
         for client in clients:

@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
-"""Takes away from the built service what it needs, and gives it back.
+"""Takes away what the built service needs, and restores it.
 
     faultstest.py SERVICE TOOL [--heavy] [NAME...]
 
-Each fault is caused for real: limits of the running process, a small file system of its own, a tool
-that is taken away or misbehaves. Meanwhile the answers are the ones the interface gives, and when
-the cause is gone the same process works again. `--heavy`: instead the case that needs gigabytes.
+Each fault is caused for real: limits of the running process, a small separate file system, a tool
+that is removed or misbehaves. Meanwhile the responses must be as documented, and when the cause is
+gone, the same process must work again. `--heavy`: instead the case that needs gigabytes.
 
-Works in a mount namespace of its own, so that nothing it mounts is seen by others or left behind.
+Works in a separate mount namespace, so that nothing it mounts is visible to others or left behind.
 """
 
 import argparse
@@ -30,7 +30,7 @@ import rawhttp
 import servicerun
 from servicerun import eventually
 
-# The tool of these tests: what it does is named by its arguments.
+# The tool for these tests: its arguments name what it does.
 TOOL = r"""#!/bin/sh
 case "$*" in
     version) echo "faulty 1.0" ;;
@@ -49,13 +49,13 @@ MEBIBYTE = 1024 * 1024
 
 PROGRAM = ""
 
-# Set in the mount namespace of our own: whether it is root's or that of another user, who is called
-# root in there.
+# Set in our own mount namespace: whether it belongs to root or to another user, who is called root
+# in there.
 MOUNTS = "VOND_OWN_MOUNTS"
 
 
 class Fault(contextlib.ExitStack):
-    """A service with a tool and a work folder that can be meddled with."""
+    """A service with a tool and a work folder that can be tampered with."""
 
     def __init__(self, **more):
         super().__init__()
@@ -73,7 +73,7 @@ class Fault(contextlib.ExitStack):
                                           work_folder=str(self.work), **more)
         self.enter_context(self.service)
         expect(self.service.serves(), "the service does not serve from the beginning")
-        same(upload(self, "warm", b""), b'{"ok": true}')  # opens the table of MIME types for good
+        same(upload(self, "warm", b""), b'{"ok": true}')  # opens the table of MIME types permanently
         (self.work / "warm").unlink()
         self.settle()
         self.baseline = (self.service.threads(), self.service.descriptors())
@@ -89,7 +89,7 @@ class Fault(contextlib.ExitStack):
         return self.enter_context(rawhttp.RawClient(self.address()))
 
     def works_again(self) -> None:
-        """The whole of it: an upload, a conversion, its result; and nothing held any more."""
+        """The whole cycle: an upload, a conversion, its result; and nothing is held afterwards."""
         expect(self.service.alive(), "the service has ended: " + self.service.errors()[-500:])
         self.settle()
         expect(eventually(lambda: self.service.descriptors() == self.baseline[1]),
@@ -134,7 +134,7 @@ def convert(fault: Fault, name: str, configuration: str, cancel: str = "c"):
 
 
 def inline(fault: Fault, name: str, data: bytes):
-    """With a tool that tells whether its input is there."""
+    """With a tool that reports whether its input exists."""
     return body(rawhttp.post(fault.address(), "/convertWithLocalData", json.dumps({
         "fileName": name, "imgData": base64.b64encode(data).decode(),
         "configuration": "look for the input"}).encode()))
@@ -146,14 +146,14 @@ def vond(fault: Fault, *arguments):
 
 
 def on(client: rawhttp.RawClient, target: str, data: bytes = b""):
-    """A request on a connection that exists."""
+    """A request on an existing connection."""
     client.send(f"POST {target} HTTP/1.1\r\nHost: a\r\nContent-Length: {len(data)}\r\n\r\n"
                 .encode() + data)
     return body(client.response())
 
 
 def was_taken(client: rawhttp.RawClient) -> bool:
-    """Whether the service keeps the connection; one that it refuses is closed at once."""
+    """Whether the service keeps the connection; a rejected one is closed at once."""
     try:
         return on(client, "/") == b"vondServer: Hello world"
     except TimeoutError:
@@ -169,7 +169,7 @@ def clients_beyond_the_descriptor_limit_are_closed_at_once():
             taken = [client for client in clients if was_taken(client)]
             # Three each, and what the service and a run of the tool need.
             expect(40 <= len(taken) <= 60, f"{len(taken)} of 400 clients were taken")
-            # Whoever was taken is served in full, with the tool.
+            # Every accepted client is served in full, including the tool.
             same(on(taken[-1], "/version"), b"faulty 1.0\n")
             same(on(taken[0], "/upload/full.txt", b"abc"), b'{"ok": true}')
             same((fault.work / "full.txt").read_bytes(), b"abc")
@@ -184,7 +184,7 @@ def clients_beyond_the_descriptor_limit_are_closed_at_once():
 def a_burst_of_clients_does_not_end_the_service():
     with Fault(limits=[(resource.RLIMIT_NOFILE, 100)]) as fault:
         for _ in range(10):
-            # All connect before the first thread can have its wake-up.
+            # All connect before the first thread can get its wake-up descriptor.
             os.kill(fault.service.pid, signal.SIGSTOP)
             clients = [rawhttp.RawClient(fault.address()) for _ in range(300)]
             os.kill(fault.service.pid, signal.SIGCONT)
@@ -266,7 +266,7 @@ def clients_beyond_the_thread_limit_are_closed_at_once():
     if os.environ[MOUNTS] != "root's":
         raise unittest.SkipTest("only root can start the service as another user, whose threads "
                                 "are counted apart")
-    user = 64321  # nobody's, so that the count is the service's own
+    user = 64321  # nobody else's, so that only the service counts
     with tempfile.TemporaryDirectory(prefix="vond-program-") as folder:
         os.chmod(folder, 0o755)
         program = shutil.copy(PROGRAM, folder)
@@ -282,7 +282,7 @@ def clients_beyond_the_thread_limit_are_closed_at_once():
                 same(on(client, "/version"), b"")
                 same(on(client, "/vond", b'["version"]'), b"{}")
                 same(on(client, "/convert", conversion("x.txt", "a file")), b"")
-            same(bystander.poll(), None)  # the tool that never was is killed by nobody
+            same(bystander.poll(), None)  # a tool that never started is not killed
             expect(eventually(lambda: fault.service.descriptors() == fault.baseline[1] + 16),
                    "a refused client's descriptor stays open")
             expect("client refused: no thread can be started" in fault.service.errors(),
@@ -369,10 +369,10 @@ def a_full_disk_is_seen_in_the_result_only():
         same(upload(fault, "big.txt", b"old"), b'{"ok": true}')
         same(get(fault, "/getConversionResult/big.txt"), b"old")
         same(upload(fault, "big.txt", b"x" * 3 * MEBIBYTE), b'{"ok": true}')
-        same(get(fault, "/getConversionResult/big.txt"), b"")  # neither a part nor the old one
+        same(get(fault, "/getConversionResult/big.txt"), b"")  # neither a partial file nor the old one
         same(inline(fault, "big.txt", b"x" * 3 * MEBIBYTE), b"no input\n")
         same([path.name for path in fault.work.iterdir()], [])
-        # As large as the disk has room for, and twice: the old one makes room for the new.
+        # As large as the disk allows, and twice: the old one makes room for the new one.
         for letter in (b"a", b"b"):
             same(upload(fault, "big.txt", letter * (1000 * 1024)), b'{"ok": true}')
             same(get(fault, "/getConversionResult/big.txt"), letter * (1000 * 1024))
@@ -380,7 +380,7 @@ def a_full_disk_is_seen_in_the_result_only():
         same([path.name for path in fault.work.iterdir()], ["big.txt"])
         (fault.work / "rest.txt").write_bytes(b"x" * 24 * 1024)
         same(get(fault, "/cancelConversion/full"), b"full")
-        same((fault.work / "full.txt").stat().st_size, 0)  # it is there, which is what counts
+        same((fault.work / "full.txt").stat().st_size, 0)  # it exists, which is what counts
         (fault.work / "full.txt").unlink()
         same(convert(fault, "big.txt", "a file"), b"big_a file.txt")  # which the tool left empty
         same(get(fault, "/getConversionResult/big_a%20file.txt"), b"")
@@ -578,7 +578,7 @@ CASES = [value for name, value in list(globals().items())
 
 
 def enter_own_mounts() -> int:
-    """Starts this program again in there; returns only when that cannot be."""
+    """Starts this program again in there; returns only if that is impossible."""
     kind, own = ("root's", ["unshare", "--mount"]) if os.getuid() == 0 \
         else ("a user's", ["unshare", "--mount", "--map-root-user"])
     trial = subprocess.run([*own, "true"], stderr=subprocess.PIPE, text=True, check=False)

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Texts of a gigabyte and more: each is answered whole, or with nothing and a line for the operator.
+"""Texts of a gigabyte and more: each is returned in full, or not at all and with a line for the
+operator.
 
     hugetexttest.py SERVICE TOOL
 
@@ -30,7 +31,7 @@ def pieces(byte: bytes, size: int):
 
 
 def exchange(service, target: str, byte: bytes, size: int) -> tuple:
-    """Length and hash of the answer's body; None when there is no answer."""
+    """Length and hash of the response's body; None if there is no response."""
     method = "POST" if size else "GET"
     head = f"{method} {target} HTTP/1.1\r\nHost: a\r\nConnection: close\r\n"
     with socket.create_connection(service.address, timeout=PATIENCE) as client:
@@ -81,7 +82,7 @@ def check(service, what: str, request: tuple, wanted: tuple, line: str) -> None:
 
 def write_log(path, size: int) -> None:
     with open(path, "wb") as file:
-        file.truncate(size)  # a hole: zero bytes that take no room
+        file.truncate(size)  # a hole: zero bytes that take no space
 
 
 def run(service) -> None:

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Uploads the largest body that there can be, and looks at the file and at what it took.
+"""Uploads the largest possible body, and checks the file and what it took.
 
     hugeuploadtest.py SERVICE TOOL
 
-Ends with 77 where memory or disk would not do.
+Exits with 77 if memory or disk space is too small.
 """
 
 import os

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Holds the 20,000th inline conversion with one file name to ten times the first one's time.
+"""The 20,000th inline conversion with one file name may take ten times as long as the first.
 
     manynamestest.py SERVICE TOOL
 
-TOOL should do next to nothing, so that looking for a name counts. In the temporary folder and, where
-there is one, in a file system that lies in memory.
+TOOL should do almost nothing, so that finding a name dominates. In the temporary folder and, if
+there is one, in a file system in memory.
 """
 
 import base64
@@ -23,7 +23,7 @@ FILES = 20000
 TIMES = 31
 MOST = 10.0
 NAME = "image.jpg"
-TRIES = 3  # a machine may be disturbed for as long as one comparison
+TRIES = 3  # a machine may be disturbed during a whole comparison
 
 
 def convert(client: rawhttp.RawClient) -> float:

@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""Sends bodies that were made to take memory, and looks at what the service keeps.
+"""Sends bodies designed to take memory, and checks what the service keeps.
 
     memoryreturntest.py SERVICE TOOL [NAME...]
     memoryreturntest.py SERVICE TOOL --limited
 
-After each one, resident memory is within 64 MiB of before, the process is the same and it answers.
-At the height, a body takes no more than a few times its size. `--limited`: instead, with a limit on
-the address space that leaves ever less: what is refused ends a connection and nothing else.
+After each one, resident memory is within 64 MiB of before, and the same process still responds. At
+the peak, a body takes no more than a few times its size. `--limited`: instead, with a limit on the
+address space that leaves less and less: failed allocations end a connection and nothing else.
 """
 
 import argparse
@@ -22,9 +22,9 @@ MEBIBYTE = 1024 * 1024
 MARGIN = 64 * MEBIBYTE
 SIZE = 60_000_000  # of the large bodies
 MOST_ELEMENTS = 262144
-# How many times its size a body takes: where nothing of it is wanted, itself, what is converted of
-# a number, and the operator's line; where it is a text for the tool, also the texts and arguments
-# made of it (two bytes for each character) and the lines of the log.
+# How many times its size a body takes: if nothing in it is used, the body itself, a copied number,
+# and the operator's line; if it is a text for the tool, also the texts and arguments made from it
+# (two bytes per character) and the log lines.
 UNWANTED = 4
 WANTED = 30
 PATIENCE = 20.0
@@ -93,7 +93,7 @@ def resident(service) -> int:
 
 
 def send(service, target: str, body: bytes) -> None:
-    """An answer, or the end of the connection, or nothing for a while: whatever comes."""
+    """A response, or the end of the connection, or nothing for a while: whatever comes."""
     try:
         rawhttp.post(service.address, target, body, PATIENCE)
     except (ConnectionError, TimeoutError):
@@ -102,7 +102,7 @@ def send(service, target: str, body: bytes) -> None:
 
 def look(service, what: str, target: str, body: bytes, most: int) -> None:
     with open(f"/proc/{service.pid}/clear_refs", "w", encoding="ascii") as file:
-        file.write("5")  # the height counts from now
+        file.write("5")  # the peak counts from now
     before = resident(service)
     send(service, target, body)
     if not service.alive() or not service.serves():
@@ -147,7 +147,7 @@ def whole(service, names: list) -> list:
 
 
 def limited(program: str, tool: str) -> list:
-    """The bodies that are many values, with ever less memory left."""
+    """The bodies with many values, with less and less memory left."""
     bodies = [b"[" + (b"[" * 1000 + b"0" + b"]" * 1000 + b",") * 1350 + b"0]",
               b"[" + b"[0]," * 700000 + b"0]",
               listed(b'"a"', 200000),

@@ -1,13 +1,13 @@
-"""A client that sends bytes as they are given and tells what comes back."""
+"""A client that sends bytes as given and returns what comes back."""
 
 import socket
 import struct
 
-PATIENCE = 20.0  # seconds; far more than ever needed, also under a sanitizer
+PATIENCE = 20.0  # seconds; far more than ever needed, even under a sanitizer
 
 
 class Response:
-    """One answer. A text that does not begin as an answer does has the status 0."""
+    """One response. A text that does not begin like a response has the status 0."""
 
     def __init__(self, status: int, fields: dict, body: bytes):
         self.status = status
@@ -22,7 +22,7 @@ class RawClient:
         self.patience = patience
         self.socket = socket.create_connection(address, timeout=patience)
         self.socket.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
-        self._waiting = bytearray()  # grows in place: answers of gigabytes come in small pieces
+        self._waiting = bytearray()  # grows in place: responses of gigabytes come in small pieces
         self._ended = False
 
     def __enter__(self):
@@ -32,7 +32,7 @@ class RawClient:
         self.socket.close()
 
     def send(self, data: bytes) -> None:
-        """A server that has gone meanwhile is met when reading."""
+        """If the server has gone meanwhile, reading shows it."""
         try:
             self.socket.sendall(data)
         except (BrokenPipeError, ConnectionResetError):
@@ -45,12 +45,12 @@ class RawClient:
             pass
 
     def reset(self) -> None:
-        """Ends without the usual farewell."""
+        """Closes with a reset."""
         self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
         self.socket.close()
 
     def _more(self) -> bool:
-        """Whether more has come. Time running out raises TimeoutError."""
+        """Whether more has arrived. Raises TimeoutError on timeout."""
         if self._ended:
             return False
         try:
@@ -67,7 +67,7 @@ class RawClient:
         return taken
 
     def silent(self, seconds: float) -> bool:
-        """Whether nothing comes for so long, not even the end."""
+        """Whether nothing arrives for that long, not even the end."""
         if self._waiting or self._ended:
             return False
         self.socket.settimeout(seconds)
@@ -80,7 +80,7 @@ class RawClient:
             self.socket.settimeout(self.patience)
 
     def response(self, to_head: bool = False):
-        """The next whole answer; None when the connection ended instead. Raises TimeoutError."""
+        """The next whole response; None if the connection ended instead. Raises TimeoutError."""
         while b"\r\n\r\n" not in self._waiting:
             if not self._more():
                 return Response(0, {}, self._take(len(self._waiting))) if self._waiting else None
@@ -101,7 +101,7 @@ class RawClient:
                 break
         body = self._take(len(self._waiting) if size is None else size)
         if size is not None and len(body) < size:
-            return None  # cut short: no answer
+            return None  # cut short: not a response
         return Response(status, fields, body)
 
     def closed(self) -> bool:
@@ -115,7 +115,7 @@ class RawClient:
 
 
 def ask(address: tuple, data: bytes, patience: float = PATIENCE):
-    """One request on a connection of its own; None when it was not answered."""
+    """One request on a new connection; None if there was no response."""
     with RawClient(address, patience) as client:
         client.send(data)
         return client.response()

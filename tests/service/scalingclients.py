@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
-"""Many clients of several services behind one address, each with an address and cookies of its own.
+"""Many clients of several services behind one address, each with its own address and cookies.
 
     scalingclients.py --url URL --user NAME:PASSWORD --ca FILE --tool TOOL [--jobs N] [--at-once N]
                       [--no-cookies]
 
-Each uploads a picture that nobody else has, has it converted, and follows that on a second
-connection until it reads the progress of its own picture. Every fifth then cancels and must be told
-so; the others fetch the result, which must be what TOOL makes of that picture. TOOL, run without the
-services, is the measure. The services' tool is the same, but works for a while first, says
+Each uploads a unique picture, has it converted, and polls on a second connection until it reads the
+progress of its own picture. Every fifth then cancels and must get the tool's explanation; the
+others fetch the result, which must be what TOOL makes of that picture. TOOL, run without the
+services, is the reference. The services' tool is the same, but first works for a while, says
 "Progress: 1% of FILE", and heeds the stop file (scripts/try scaling has it).
 """
 
@@ -30,7 +30,7 @@ import urllib.request
 import zlib
 
 PATIENCE = 120.0  # seconds; far more than ever needed
-CANCELLED = 5  # every so-manyth job
+CANCELLED = 5  # every n-th job
 CONFIGURATION = "DisplayP3"
 
 
@@ -86,7 +86,7 @@ def expect(what: str, answer: bytes, expected: bytes) -> None:
 
 
 def find_progress(client: Client, job: str, name: str, conversion) -> int:
-    """Polls until the job's own progress is there; gives the number of polls."""
+    """Polls until the job's own progress appears; returns the number of polls."""
     polls = 0
     deadline = time.monotonic() + PATIENCE
     while True:

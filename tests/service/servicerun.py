@@ -1,4 +1,4 @@
-"""The built service as a process of its own, with its own settings store and folders."""
+"""The built service as a separate process, with its own settings store and folders."""
 
 import os
 import pathlib
@@ -15,8 +15,8 @@ READY = 30.0  # seconds
 
 
 class Service:
-    """Serves on a free port of 127.0.0.1 while the block lasts. Words are those of the command
-    line after the port; `limits` are (resource, soft and hard) pairs; `user` is a numeric id."""
+    """Serves on a free port of 127.0.0.1 while the block lasts. The words are the command line
+    after the port; `limits` are (resource, soft and hard) pairs; `user` is a numeric id."""
 
     def __init__(self, program: str, tool: str, environment: dict = None, limits: list = (),
                  user: int = None, work_folder: str = None, errors_to=None):
@@ -25,7 +25,7 @@ class Service:
         self.tool = tool
         self.limits = limits
         self.user = user
-        self.errors_to = errors_to  # a file object in place of one that errors() reads
+        self.errors_to = errors_to  # a file object instead of one that errors() reads
         for name in ("config/meridane", "systemconfig", "tmp"):
             (self.folder / name).mkdir(parents=True)
         self.work = pathlib.Path(work_folder) if work_folder else self.folder / "tmp"
@@ -126,7 +126,7 @@ class Service:
         return len(os.listdir(f"/proc/{self.pid}/task"))
 
     def children(self) -> list:
-        """The process ids of the tools that run, or that nobody has waited for."""
+        """The process ids of the tools that are running or have not been reaped."""
         found = []
         for task in os.listdir(f"/proc/{self.pid}/task"):
             try:
@@ -147,13 +147,13 @@ class Service:
             return int(file.read().split()[0]) * os.sysconf("SC_PAGE_SIZE")
 
     def limit(self, kind: int, value: int) -> tuple:
-        """Sets the soft limit while it runs; gives what it was."""
+        """Sets the soft limit while it runs; returns the previous one."""
         old = resource.prlimit(self.pid, kind)
         resource.prlimit(self.pid, kind, (value, old[1]))
         return old
 
     def serves(self) -> bool:
-        """Whether a new client is answered."""
+        """Whether a new client gets a response."""
         try:
             answer = rawhttp.get(self.address, "/")
         except (ConnectionError, TimeoutError):
@@ -162,7 +162,7 @@ class Service:
 
 
 def eventually(condition, seconds: float = READY) -> bool:
-    """Whether the condition comes true in time. It is looked at again and again."""
+    """Whether the condition becomes true in time. Checks repeatedly."""
     deadline = time.monotonic() + seconds
     while not condition():
         if time.monotonic() > deadline:

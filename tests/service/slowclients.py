@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""Thousands of slow and greedy clients, and others who want to be served meanwhile.
+"""Thousands of slow and greedy clients, and others that must be served meanwhile.
 
     slowclients.py SERVICE TOOL [CONNECTIONS [SECONDS]]
 
 Runs slowhttptest in its four modes against the built service on loopback, one after the other.
-While it runs, a client asks for a page, uploads, runs the tool and fetches, on a new connection
-each time. Fails when one of them is not answered in time or wrongly, when slowhttptest says that
-the service was not available, or when threads and descriptors do not return to what they were.
+Meanwhile a client gets a page, uploads, runs the tool and fetches, on a new connection each time.
+Fails if a response is late, missing or wrong, when slowhttptest says that the service was not
+available, or when threads and descriptors do not return to what they were.
 """
 
 import pathlib
@@ -19,10 +19,10 @@ import time
 import rawhttp
 import servicerun
 
-LONGEST_ANSWER = 5.0  # seconds, on a machine that has other things to do
+LONGEST_ANSWER = 5.0  # seconds, on a machine that is also busy with other work
 RESULT_SIZE = 512 * 1024  # enough to fill what the system buffers for a client that hardly reads
 
-# Name, whether its connections stay (those with ranges get their answer and go), options.
+# Name, whether its connections stay open (those with ranges get their response and close), options.
 MODES = [
     ("slow headers", True, ["-H", "-i", "5", "-u", "http://{address}/"]),
     ("slow body", True, ["-B", "-i", "5", "-s", "65536", "-t", "POST", "-u",
@@ -35,7 +35,7 @@ MODES = [
 
 
 class Others:
-    """The clients who behave."""
+    """The well-behaved clients."""
 
     def __init__(self, service: servicerun.Service):
         self.service = service
@@ -70,7 +70,7 @@ class Others:
 
 
 def run_mode(service: servicerun.Service, options: list, connections: int, seconds: int) -> tuple:
-    """What the others met, the most threads and descriptors, and what slowhttptest says."""
+    """What the others experienced, the most threads and descriptors, and what slowhttptest says."""
     others = Others(service)
     threads, descriptors = 0, 0
     words = [word.format(address=f"127.0.0.1:{service.port}") for word in options]

@@ -1,20 +1,21 @@
 #!/usr/bin/env python3
-"""Hides a second request behind every framing that could be read in two ways.
+"""Hides a second request behind every ambiguous framing.
 
     smugglingtest.py SERVICE TOOL                         the built service
     smugglingtest.py --server HOST:PORT --folder FOLDER   what stands before it; FOLDER is its work
                                                           folder, or several
         --user NAME:PASSWORD --ca FILE                    a proxy that asks for a password, over TLS
 
-The hidden request uploads a file under a name of its own. None may appear, the connection must end,
-and the service must serve on. Before and after, the same request behind a proper framing is
-executed, which shows that the proof could fail.
+The hidden request uploads a file under a unique name. None may appear, the connection must end, and
+the service must keep serving. Before and after, the same request behind a proper framing is
+executed, which shows that the check can fail.
 
-A proxy may be more lenient and take what is hidden for a second request: it then sees it as one,
-with its password and its limits. So there each pattern goes twice: with a hidden request that lacks
-the password, and gets through only past the proxy, and with one that has it. The first may never be
-executed. The second may be, where the proxy itself has answered it. After each pattern an innocent
-client asks, and must get its own answer: bytes left over on the proxy's connections would spoil it.
+A proxy may be more lenient and take what is hidden for a second request: then it treats it as one,
+with its password and its limits. So each pattern is sent twice: with a hidden request that lacks
+the password, and can only get through past the proxy, and with one that has it. The first must
+never be executed. The second may be, if the proxy itself has answered it. After each pattern an
+innocent client sends a request, and must get its own response: bytes left over on the proxy's
+connections would corrupt it.
 """
 
 import argparse
@@ -31,11 +32,12 @@ import servicerun
 
 CHUNKS = "3\r\nabc\r\n0\r\n\r\n"
 
-# Name, what stands between the first line and the hidden request. "{hidden}" is that request and
+# Name, and what is between the first line and the hidden request. "{hidden}" is that request and
 # "{size}" its size, for lengths that would skip or swallow it.
 HEAD = "POST /text HTTP/1.1\r\nHost: a\r\n"
 PATTERNS = [
-    # A length and a coding: whoever heeds one reads another end than whoever heeds the other.
+    # A length and a coding: parsers that use one find a different end from those that use the
+    # other.
     ("CL.TE", HEAD + "Content-Length: 4\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n{hidden}"),
     ("CL.TE, length over all",
      HEAD + "Content-Length: {over}\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n{hidden}"),
@@ -44,7 +46,7 @@ PATTERNS = [
     ("TE.CL, length 0", HEAD + "Transfer-Encoding: chunked\r\nContent-Length: 0\r\n\r\n"
                         "{hexsize}\r\n{hidden}\r\n0\r\n\r\n"),
     ("CL.0: length in a folded line", HEAD + "Content-Length:\r\n 0\r\n\r\n{hidden}"),
-    # Two codings: one reader may not see the second.
+    # Two codings: one parser may not see the second.
     *[(f"TE.TE: {name}", HEAD + "Content-Length: 5\r\n" + field + "\r\n\r\n0\r\n\r\n{hidden}")
       for name, field in (
           ("xchunked", "Transfer-Encoding: xchunked"),
@@ -70,7 +72,7 @@ PATTERNS = [
           ("zero byte in the name", "Transfer-Enc\0oding: chunked"),
           ("upper case", "TRANSFER-ENCODING: CHUNKED"),
           ("byte 128 in the name", "Transfer-Encoding\x80: chunked"))],
-    # The same without a length: read as no body, the chunks would be the next request.
+    # The same without a length: taken for no body, the chunks would be the next request.
     *[(f"TE alone: {name}", HEAD + field + "\r\n\r\n{hidden}")
       for name, field in (
           ("xchunked", "Transfer-Encoding: xchunked"),
@@ -146,7 +148,7 @@ PATTERNS = [
           ("trailer with a folded line", "0\r\nX: x\r\n y\r\n\r\n{hidden}"),
           ("trailer with a coding", "0\r\nTransfer-Encoding: chunked\r\n\r\n{hidden}"),
           ("trailer with a length", "0\r\nContent-Length: {size}\r\n\r\n{hidden}"))],
-    # Refused for other reasons, but refused: what follows must not be a request either.
+    # Rejected for other reasons, but rejected: what follows must not be a request either.
     ("unknown coding before chunked",
      HEAD + "Transfer-Encoding: gzip, chunked\r\n\r\n0\r\n\r\n{hidden}"),
     ("unknown expectation", HEAD + "Expect: tea\r\nContent-Length: 0\r\n\r\n{hidden}"),
@@ -187,7 +189,7 @@ def filled(pattern: str, hidden: str) -> bytes:
 
 
 def pieces(data: bytes) -> list:
-    """Whole, and cut where a reader might lose its place: inside and right behind the head."""
+    """Whole, and split where a parser might lose its place: inside and right after the head."""
     cut = data.find(b"\r\n\r\n") + 4
     return [[data], [data[:cut - 2], data[cut - 2:]], [data[:cut], data[cut:]]]
 
@@ -258,7 +260,7 @@ class Run:
 class ProxyRun(Run):
     """Through a proxy with TLS and a password. Its connections may stay open."""
 
-    QUIET = 0.4  # seconds without a byte, and a pattern is taken for answered
+    QUIET = 0.4  # seconds without a byte, after which a pattern counts as answered
     CLIENTS = 4  # at a time
     PACE = 0.15  # seconds before each connection of a client, for the proxy's limit of requests
 
@@ -291,7 +293,7 @@ class ProxyRun(Run):
         return filled(pattern, hidden)
 
     def statuses(self, parts: list) -> list:
-        """The answers to what is sent, until the end or until nothing more comes."""
+        """The responses to what is sent, until the end or until nothing more arrives."""
         answered = []
         with self.client() as client:
             for part in parts:
@@ -302,14 +304,14 @@ class ProxyRun(Run):
                 while answer:
                     answered.append(answer.status)
                     answer = client.response()
-            except OSError:  # quiet, or ended without the farewell of TLS
+            except OSError:  # silent, or closed without TLS close_notify
                 pass
         if 429 in answered:
             self.fail("the proxy's limit was met instead of its parser")
         return answered
 
     def proof_could_fail(self) -> None:
-        """In plain sight the upload works with the password, and without it does not."""
+        """Not hidden, the upload works with the password, and not without it."""
         for with_password, status in ((True, 200), (False, 401)):
             file = self.next_name()
             answered = self.statuses([self.bytes_for(HEAD + "Content-Length: 0\r\n\r\n{hidden}",
@@ -348,7 +350,7 @@ class ProxyRun(Run):
             for done in [clients.submit(self.pattern, *pattern) for pattern in patterns]:
                 done.result()
         self.proof_could_fail()
-        for name, file in self.hidden:  # all connections are closed: nothing comes any more
+        for name, file in self.hidden:  # all connections are closed: nothing more can arrive
             if self.made(file):
                 self.fail(f"{name}: the hidden request was executed afterwards")
         print(f"{len(patterns)} patterns in 3 cuts, with and without the password hidden: "

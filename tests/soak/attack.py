@@ -4,8 +4,8 @@
     attack.py SERVICE TOOL [--seconds N] [FAMILY...]       all families, or those that are named
     attack.py SERVICE TOOL --count N FAMILY                so many connections of one family
 
-Meanwhile a bystander asks for ordinary things and must be answered. Afterwards the process must be
-there, and threads, descriptors, children and memory as after as many ordinary connections.
+Meanwhile a bystander sends ordinary requests and must be served. Afterwards the process must still
+be running, with threads, descriptors, children and memory as after as many ordinary connections.
 """
 
 import argparse
@@ -25,10 +25,10 @@ import servicerun  # noqa: E402
 MEBIBYTE = 1 << 20
 CONNECTION_KEEPS = 4096  # bytes that a finished connection may keep resident, by design
 MARGIN = 64 * MEBIBYTE  # heaps of the threads, and what freed memory may stay after any request
-PATIENCE = 60.0  # seconds until an answer that does not come is a failure
+PATIENCE = 60.0  # seconds until a missing response is a failure
 ATTACKERS = 8
 HEAD_BYTES = 60000  # nearly the largest head
-HEAD_SECONDS = 0.01  # of the processor, for such a head; a straight line takes a tenth of it
+HEAD_SECONDS = 0.01  # processor time for such a head; linear time takes a tenth of it
 SLOW_SECONDS = 75  # a chunk line has 60
 
 
@@ -55,7 +55,7 @@ class Target:
         self.lock = threading.Lock()
 
     def warm(self):
-        """What is opened once and kept belongs to the idle process."""
+        """What is opened once and kept counts as part of the idle process."""
         for _ in range(50):
             rawhttp.post(self.service.address, "/upload/warm", b"abc")
             rawhttp.get(self.service.address, "/getConversionResult/warm")
@@ -119,7 +119,7 @@ class Attack:
 
     def __init__(self, options):
         self.plain = Target(options)
-        # Nobody reads what it says on standard error, and it may write no file beyond a mebibyte.
+        # Nobody reads its standard error, and it may not write files larger than a mebibyte.
         self.deaf = Target(options, listener=True, limits=[(resource.RLIMIT_FSIZE, MEBIBYTE)])
         self.hungry = Target(options)
         self.targets = {"the service": self.plain, "the service nobody listens to": self.deaf,
@@ -147,13 +147,13 @@ class Attack:
     # Row by row.
 
     def attack_ordinary(self, _):
-        """No attack: what others are held against."""
+        """No attack: what others are compared with."""
         with self.plain.client() as client:
             client.send(head("GET", "/", "Connection: close"))
             self.answered(client, 200)
 
     def attack_lengths(self, chance):
-        """Lengths and chunk sizes that no array holds, however they are cut."""
+        """Lengths and chunk sizes that no array can hold, however they are split."""
         value = chance.choice([2147483623, 1 << 31, (1 << 32) - 1, 1 << 32, 1 << 63,
                                chance.randrange(2147483623, 1 << 64)])
         data = chance.choice([
@@ -171,7 +171,7 @@ class Attack:
             expect(client.closed(), "the connection stays open after 413")
 
     def attack_hunger(self, chance):
-        """Answers for which there is no memory, on the first request and on a later one."""
+        """Responses for which there is no memory, on the first request and on a later one."""
         with self.hungry.client() as client:
             if chance.random() < 0.5:
                 client.send(head("GET", "/"))
@@ -188,34 +188,34 @@ class Attack:
             expect(answer is not None, "no answer to an expensive head")
 
     def attack_containers(self, chance):
-        """JSON of very many containers."""
+        """JSON with very many containers."""
         unit = chance.choice([b"[[0],", b"[],", b"{},", b"[", b'{"a":', b"[[[[[[0]]]]]],"])
         count = chance.randrange(1, 2 * MEBIBYTE) // len(unit)
         body = b"[" + unit * count + b"0" + chance.choice([b"]", b"]" * min(count, 5000), b""])
         route = chance.choice(["/convert", "/convertWithLocalData", "/vond"])
         with self.plain.client() as client:
             client.send(head("POST", route, f"Content-Length: {len(body)}") + body)
-            client.response()  # or the connection ends: refused memory
+            client.response()  # or the connection ends: out of memory
 
     def attack_flood(self, _):
-        """A tool that prints without end."""
+        """A tool that prints endlessly."""
         body = b'["--flood"]'
         with self.plain.client() as client:
             client.send(head("POST", "/vond", f"Content-Length: {len(body)}") + body)
             self.answered(client, 200)
 
     def attack_deaf(self, chance):
-        """Messages that nobody reads, and files beyond what may be written."""
+        """Messages that nobody reads, and files beyond the size limit."""
         with self.deaf.client() as client:
             if chance.random() < 0.8:
-                client.send(head("GET", "/getConversionResult/none"))  # is told on standard error
+                client.send(head("GET", "/getConversionResult/none"))  # is reported on standard error
             else:
                 body = bytes(2 * MEBIBYTE)
                 client.send(head("POST", "/upload/large", f"Content-Length: {len(body)}") + body)
             self.answered(client, 200)
 
     def attack_late(self, chance):
-        """Bytes behind the last answer, while most of it has not been read."""
+        """Bytes after the last response, while most of it has not been read."""
         body = b"x" * chance.randrange(1, 3 * MEBIBYTE)
         with self.plain.client() as client:
             client.send(head("POST", "/text", "Connection: close",
@@ -226,7 +226,7 @@ class Attack:
             expect(len(answer.body) == len(body) + len("vondServer:"), "an answer was taken back")
 
     def attack_slow(self, chance):
-        """Chunk framing a byte at a time; that it ends in time is seen by those of `slow_ones`."""
+        """Chunk framing a byte at a time; `slow_ones` checks that it ends in time."""
         with self.plain.client() as client:
             client.send(head("POST", "/text", "Transfer-Encoding: chunked"))
             for byte in chance.choice([b"1;abc", b"0\r\nX: y\r\nZ", b"1\r\nx\r\n2;a=\"b"]):
@@ -235,7 +235,7 @@ class Attack:
                 client.reset()
 
     def slow_ones(self, end):
-        """Dripping clients, one of each kind, that must be told 408 if there is the time."""
+        """Dripping clients, one of each kind, that must get 408 if there is time."""
         starts = [(b"1;", b"a"), (b"1\r\nx\r\n1;", b"a"), (b"0\r\n", b"X: y\r\n")]
         clients = []
         began = time.monotonic()
@@ -255,7 +255,7 @@ class Attack:
                 client.socket.close()
 
     def large_log(self):
-        """Once, for it is large: a log of 700 MB is answered or refused, and nothing stays."""
+        """Once, because it is large: a log of 700 MB is returned or rejected, and nothing remains."""
         with open(self.plain.service.folder / "tmp" / "vondServer.log", "wb") as file:
             file.truncate(700 * 1000 * 1000)
         with self.plain.client() as client:
@@ -263,7 +263,7 @@ class Attack:
             self.answered(client, 200)
 
     def head_cost(self):
-        """What a large head costs the processor at the most, on an otherwise idle service."""
+        """The most processor time of a large head, on an otherwise idle service."""
         chance = random.Random(5)
         worst = 0.0
         for _ in range(20):
@@ -316,7 +316,7 @@ class Run:
             if self.left <= 0 or time.monotonic() > self.end or len(self.failures) > 20:
                 return None
             self.left -= 1
-        # The large ones rarely: they would leave no time to the others.
+        # The large ones rarely: they would leave no time for the others.
         weights = [{"containers": 2, "flood": 1, "late": 5}.get(name, 20) for name in self.families]
         return chance.choices(self.families, weights)[0]
 
@@ -374,7 +374,7 @@ class Run:
 
 
 def flooding_tool(folder, tool):
-    """The tool, but for one argument with which it prints without end."""
+    """The tool, except for one argument with which it prints endlessly."""
     path = pathlib.Path(folder) / "tool"
     path.write_text(f"#!/bin/sh\n[ \"$1\" != --flood ] || exec yes\nexec {shlex.quote(tool)} \"$@\"\n",
                     encoding="utf-8")

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Counts what goes wrong when many clients use one name at once.
+"""Counts what goes wrong when many clients use one name at the same time.
 
     samenames.py SERVICE TOOL [--tries N] [--rounds N] [--readings N] [--clients N ...]
                               [--slow-tries N] [--only PART ...]
@@ -37,7 +37,7 @@ import rawhttp  # noqa: E402
 import servicerun  # noqa: E402
 
 NAME = "image.jpg"
-PATIENCE = 120.0  # seconds for one answer
+PATIENCE = 120.0  # seconds for one response
 QUICK_TOOL = "0"  # milliseconds that it works
 SLOW_TOOL = "50"
 COMMAND_CLIENTS = 16
@@ -49,7 +49,7 @@ RESULT = re.compile(r"(image(?:_\d+)?)_X(?:_\d+)?\.jpg")
 
 
 def marked(body: bytes) -> bytes:
-    """Shows a part, or a mixture with another, for what it is."""
+    """Makes a part, or a mixture with another, recognisable."""
     return b"%08x %d\n" % (zlib.crc32(body), len(body)) + body
 
 
@@ -117,7 +117,7 @@ def command(connection, work: pathlib.Path, client: int, tries: int) -> collecti
         if len(names) != 1:
             wrong["no name"] += 1
             continue
-        # The result is there until this client removes it, so nobody else may be given its name.
+        # The result exists until this client removes it, so nobody else may be given its name.
         try:
             os.close(os.open(given / names[0], os.O_CREAT | os.O_EXCL))
         except FileExistsError:
@@ -180,7 +180,7 @@ def read(connection, work: pathlib.Path, readings: int) -> collections.Counter:
 
 
 class Clients:
-    """Processes, each with a connection of its own."""
+    """Processes, each with its own connection."""
 
     def __init__(self, service: servicerun.Service):
         self.service = service
@@ -260,7 +260,7 @@ def all_readings(options) -> collections.Counter:
 
 
 def parts(options):
-    """Yields a part, what it does, how often, and the doing."""
+    """Yields a part, what it does, how often, and the function."""
     for clients in options.clients:
         yield ("inline", f"inline conversions, {clients} clients", options.tries,
                lambda clients=clients: several(options, inline, options.tries, clients,

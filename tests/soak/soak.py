@@ -3,9 +3,9 @@
 
 Clients of eleven kinds come and go: they connect for one request or for many, upload, convert,
 cancel, poll, vanish in the middle, or send nonsense. Meanwhile threads, descriptors, children and
-memory of the service's process are sampled. At the end everything but the memory that finished
-connections are meant to keep must be back where it was, and no trend may be left.
-Short connections, as many as wanted, follow: what each of them leaves behind is measured by itself.
+memory of the service's process are sampled. At the end everything except the memory that finished
+connections keep by design must be back where it was, and there must be no trend. Short connections
+follow, if asked for: what each of them leaves behind is measured on its own.
 """
 
 import argparse
@@ -22,13 +22,13 @@ import urllib.parse
 
 CONNECTION_KEEPS = 4096  # bytes that a finished connection may keep resident, by design
 SHORT_CONNECTION_KEEPS = 2560  # one that has asked for "/" alone
-CONVERSION_KEEPS = 8192  # and what the process object of a conversion adds, which stays as well
+CONVERSION_KEEPS = 8192  # and what the process object of a conversion adds, which stays, too
 MARGIN_BYTES = 48 << 20  # heaps of the threads, caches; reached while warming up, and then constant
-PATIENCE = 60  # seconds until an answer that does not come is a failure
+PATIENCE = 60  # seconds until a missing response is a failure
 
 
 class Failure(Exception):
-    """The service answered something that it must not."""
+    """The service sent a wrong response."""
 
 
 class Client:
@@ -88,7 +88,7 @@ def expect(condition, what):
 
 
 class Load:
-    """The clients, each kind a method; `weights` says how often each comes."""
+    """The clients, each kind a method; `weights` says how often each occurs."""
 
     weights = {
         "new_connection": 60,
@@ -250,7 +250,7 @@ class Sample:
             status = dict(line.split(":", 1) for line in file)
         self.threads = int(status["Threads"])
         self.resident = int(status["VmRSS"].split()[0]) << 10
-        # Anonymous memory: heaps, and blocks mapped alone.
+        # Anonymous memory: heaps, and individually mapped blocks.
         self.heap = int(status.get("RssAnon", status["VmRSS"]).split()[0]) << 10
         self.descriptors = len(os.listdir(f"/proc/{pid}/fd"))
         self.children = sum(1 for other in os.listdir("/proc")
@@ -266,7 +266,7 @@ def parent_of(pid):
 
 
 def picture(samples, path):
-    """Draws each figure over time, one below the other."""
+    """Plots each value over time, one below the other."""
     width, height, gap = 900, 120, 40
     parts = []
     span = max(samples[-1].time, 1)
@@ -290,7 +290,7 @@ def picture(samples, path):
 
 
 def settled(pid, load, start, at_rest):
-    """A sample of the process at rest, or the last one when it does not come to rest in time."""
+    """A sample of the idle process, or the last one if it does not become idle in time."""
     deadline = time.monotonic() + PATIENCE
     while True:
         sample = Sample(pid, load, start)
@@ -348,7 +348,7 @@ def median(values):
 
 
 def verdict(samples, idle, after):
-    """Yields what is wrong: a trend under load, or something that did not come back."""
+    """Yields what is wrong: a trend under load, or something that was not released."""
     quarter = len(samples) // 4
     early, late = samples[quarter:2 * quarter], samples[-quarter:]
     for name in ("threads", "descriptors", "children"):
@@ -379,7 +379,8 @@ def main():
 
     start = time.monotonic()
     load = Load(("127.0.0.1", options.port), start + 60 * options.minutes)
-    # What is opened once and kept (the table of content types, say) belongs to the idle process.
+    # What is opened once and kept (such as the table of content types) counts as part of the idle
+    # process.
     chance = random.Random(1)
     for once in (load.new_connection, load.upload, load.query, load.conversion):
         once(chance)
