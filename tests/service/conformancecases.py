@@ -24,9 +24,11 @@ class Case:
     body: bytes = None  # of the last response before the outcome is checked; ours only
 
 
-STRICT = "Leniency the section permits and another program could read differently; refused here."
-NO_VIEW = "nginx passes on a method that it does not know; here one is known or refused."
-LIMIT = "Limits are each server's own: nginx has one per line (414, 400), here one for the head."
+STRICT = ("The section permits this leniency, but other programs could parse it differently; "
+          "rejected here.")
+NO_VIEW = "nginx passes on unknown methods; here they are rejected."
+LIMIT = ("Each server chooses its limits: nginx has one per line (414, 400), here there is one "
+         "for the head.")
 
 CASES = []
 _group = ""
@@ -77,14 +79,14 @@ for method in ("POST", "PUT", "DELETE", "OPTIONS", "PATCH"):
          request(f"{method} / HTTP/1.1", "Content-Length: 0"), "200 open")
 case("unknown method", "9110 9.1", request("BREW / HTTP/1.1"), "501 closed", differs=NO_VIEW)
 case("method in lower case is another method", "9110 9.1", request("get / HTTP/1.1"), "501 closed",
-     differs="nginx takes upper-case letters alone for a method; a token may hold others.")
+     differs="nginx accepts only upper-case letters in a method; a token may contain others.")
 case("method of 1000 letters", "9112 3", request("X" * 1000 + " / HTTP/1.1"), "501 closed",
      differs=NO_VIEW)
 case("method with an illegal byte", "9110 9.1", request("G@T / HTTP/1.1"), "400 closed")
 case("TRACE", "9110 9.3.8", request("TRACE / HTTP/1.1"), "501 closed",
-     differs="nginx answers 405: it knows the method and forbids it.")
+     differs="nginx responds with 405: it knows the method and forbids it.")
 case("CONNECT", "9110 9.3.6", request("CONNECT a:80 HTTP/1.1"), "501 closed",
-     differs="nginx refuses the form of the target, here the method is what is not supported.")
+     differs="nginx rejects the form of the target; here it is the method that is not supported.")
 case("two blanks before the target", "9112 3", request("GET  / HTTP/1.1"), "400 closed",
      differs=STRICT)
 case("two blanks before the version", "9112 3", request("GET /  HTTP/1.1"), "400 closed",
@@ -94,7 +96,7 @@ case("blank before the method", "9112 2.2", request(" GET / HTTP/1.1"), "400 clo
 case("blank after the version", "9112 3", request("GET / HTTP/1.1 "), "400 closed", differs=STRICT)
 case("no target", "9112 3", request("GET HTTP/1.1"), "400 closed")
 case("no version", "9112 3", "GET /\r\n\r\n", "400 closed",
-     differs="nginx still answers HTTP/0.9, with a body alone.")
+     differs="nginx still supports HTTP/0.9, with only a body.")
 case("only a method", "9112 3", "GET\r\n\r\n", "400 closed")
 case("version cut short and nothing else", "9112 3", "GET / HTT\r\n\r\n", "400 closed")
 case("byte 160 instead of a blank", "9112 3", request("GET\xa0/ HTTP/1.1"), "400 closed")
@@ -115,17 +117,17 @@ group("Versions")
 case("HTTP/1.0", "9112 9.3", request("GET / HTTP/1.0"), "200 closed")
 case("HTTP/1.0 without Host", "9112 3.2", request("GET / HTTP/1.0", host=None), "200 closed")
 case("HTTP/1.2", "9110 2.5", request("GET / HTTP/1.2"), "505 closed",
-     differs="A version that nobody has written down is refused here; nginx takes it for 1.1.")
+     differs="An undefined version is rejected here; nginx treats it as 1.1.")
 for version in ("0.9", "2.0", "3.0", "9.9"):
     case(f"HTTP/{version}", "9110 15.6.6", request(f"GET / HTTP/{version}"), "505 closed",
-         **({"differs": "nginx says 400 to versions below 1.0."} if version == "0.9"
+         **({"differs": "nginx responds with 400 to versions below 1.0."} if version == "0.9"
             else {}))
 case("opening words of HTTP/2", "9112 3", "PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n", "505 closed",
-     differs="nginx looks at the target first.")
+     differs="nginx checks the target first.")
 for version in ("http/1.1", "HTTP/1.", "HTTP/01.1", "HTTP/10.1", "HTTP/1.01", "HTTPS/1.1",
                 "HTTP/1,1", "HTTP/+1.1", "HTTP/1.x"):
     case(f"version {version}", "9112 2.3", request(f"GET / {version}"), "400 closed",
-         **({"differs": "A version is one digit, a dot, one digit; nginx reads numbers."}
+         **({"differs": "A version is one digit, a dot, one digit; nginx parses numbers."}
             if version in ("HTTP/10.1", "HTTP/1.01") else {}))
 
 group("Target forms")
@@ -135,13 +137,13 @@ case("percent-encoded letter is the letter", "3986 6.2.2.2", text(body="").repla
     "/text", "/%74ext"), "200 open", body=b"vondServer:")
 case("encoded slash is no separator", "3986 2.2", request("GET /nowhere%2Fa HTTP/1.1"), "404 open")
 case("percent sign without digits", "3986 2.1", request("GET /nowhere%zz HTTP/1.1"), "404 open",
-     differs="Such a name is one that no route has here; nginx decodes before it looks.")
+     differs="No route here matches such a name; nginx decodes before matching.")
 case("raw UTF-8 in the target", "3986 2.5", request("GET /nowhere/\xc3\xa4 HTTP/1.1"), "404 open")
 case("unknown path", "9110 15.5.5", request("GET /nowhere HTTP/1.1"), "404 open")
 case("two slashes are no authority", "3986 3.3", request("GET //text HTTP/1.1"), "404 open",
      differs="nginx merges slashes.")
 case("dots above the root lead nowhere", "3986 5.2.4", request("GET /../text HTTP/1.1"),
-     "404 open", differs="nginx answers 400 for dots above the root.")
+     "404 open", differs="nginx responds with 400 to dots above the root.")
 case("absolute form", "9112 3.2.2", request("GET http://a/ HTTP/1.1"), "200 open")
 case("absolute form, other Host: the target rules", "9112 3.2.2",
      request("GET http://b/ HTTP/1.1"), "200 open")
@@ -157,7 +159,8 @@ case("absolute form with a user", "9110 4.2.4", request("GET http://u@a/ HTTP/1.
 case("absolute form does not replace Host", "9112 3.2.2",
      request("GET http://a/ HTTP/1.1", host=None), "400 closed")
 case("asterisk form", "9112 3.2.4", request("OPTIONS * HTTP/1.1"), "404 open",
-     differs="Well formed, and no route has it; nginx does not know the form and says 400.")
+     differs="Well-formed, but no route matches; nginx does not support the form and responds "
+             "with 400.")
 case("asterisk with another method", "9112 3.2.4", request("GET * HTTP/1.1"), "400 closed")
 case("authority form with another method", "9112 3.2.3", request("GET a:80 HTTP/1.1"),
      "400 closed")
@@ -170,15 +173,15 @@ case("two Hosts", "9112 3.2", request("GET / HTTP/1.1", "Host: b"), "400 closed"
 case("the same Host twice", "9112 3.2", request("GET / HTTP/1.1", "Host: a"), "400 closed")
 case("two Hosts in HTTP/1.0", "9112 3.2", request("GET / HTTP/1.0", "Host: b"), "400 closed")
 case("empty Host", "9110 7.2", request("GET / HTTP/1.1", host=""), "200 open",
-     differs="Right for targets without an authority; nginx wants a name.")
+     differs="Correct for targets without an authority; nginx requires a name.")
 for host in ("a:80", "a:", "[::1]", "[::1]:80", "127.0.0.1:8080", "a-b.c_d~e"):
     case(f"Host {host}", "9110 7.2", request("GET / HTTP/1.1", host=host), "200 open")
 case("percent-encoded Host", "3986 3.2.2", request("GET / HTTP/1.1", host="%61"), "200 open")
 for host in ("a b", "a/b", "u@a", "a:b", "a:80:80", "[::1", "a?b", "a#b", "%zz", "a\\b"):
     case(f"Host {host}", "9110 7.2", request("GET / HTTP/1.1", host=host), "400 closed",
          **({} if host in ("a b", "a/b") else
-            {"differs": "nginx looks for slashes, control bytes and dots in a host, not for all "
-                        "that no host holds."}))
+            {"differs": "nginx checks a host for slashes, control bytes and dots, not for "
+                        "everything that a host cannot contain."}))
 case("Host with a port that is too large", "9110 7.2",
      request("GET / HTTP/1.1", host="a:99999"), "200 open")
 case("Host with an address in brackets that is none", "9110 7.2",
@@ -188,7 +191,7 @@ group("Fields")
 case("no blank after the colon", "9112 5", request("GET / HTTP/1.1", "A:b"), "200 open")
 case("blanks and tabs around a value", "9112 5.1", text("Content-Length: \t 3 \t", body="abc"),
      "200 open", body=b"vondServer:abc",
-     differs="nginx takes blanks alone for white space and finds a tab in the length.")
+     differs="nginx accepts only spaces as white space and finds a tab in the length.")
 case("empty value", "9110 5.5", request("GET / HTTP/1.1", "A:"), "200 open")
 case("tab inside a value", "9110 5.5", request("GET / HTTP/1.1", "A: b\tc"), "200 open")
 case("colon inside a value", "9110 5.5", request("GET / HTTP/1.1", "A: b:c"), "200 open")
@@ -198,15 +201,16 @@ case("names do not heed case", "9110 5.1", text("cOnTeNt-LeNgTh: 3", body="abc")
 case("every letter that a name may hold", "9110 5.6.2",
      request("GET / HTTP/1.1", "!#$%&'*+-.^_`|~09Az: x"), "200 open")
 case("1000 fields", "9110 5.4", request("GET / HTTP/1.1", *(["A: b"] * 1000)), "200 open",
-     differs="nginx limits the number of fields too; here the size alone counts.")
+     differs="nginx also limits the number of fields; here only the size counts.")
 case("blank before the colon", "9112 5.1", request("GET / HTTP/1.1", "A : b"), "400 closed")
 case("tab before the colon", "9112 5.1", request("GET / HTTP/1.1", "A\t: b"), "400 closed")
 case("no colon", "9112 5", request("GET / HTTP/1.1", "A"), "400 closed",
-     differs="nginx drops a field whose name it finds invalid and goes on.")
+     differs="nginx drops fields whose names it considers invalid, and goes on.")
 case("no name", "9110 5.1", request("GET / HTTP/1.1", ": b"), "400 closed")
 for sign in "(/@[\xe4\"":
     case(f"name with {sign}", "9110 5.6.2", request("GET / HTTP/1.1", f"A{sign}B: c"),
-         "400 closed", differs="nginx drops a field whose name it finds invalid and goes on.")
+         "400 closed", differs="nginx drops fields whose names it considers invalid, and goes "
+                               "on.")
 case("folded line", "9112 5.2", request("GET / HTTP/1.1", "A: b", " c"), "400 closed")
 case("line folded with a tab", "9112 5.2", request("GET / HTTP/1.1", "A: b", "\tc"), "400 closed")
 case("blank before the first field", "9112 2.2", "GET / HTTP/1.1\r\n Host: a\r\n\r\n",
@@ -217,12 +221,12 @@ for name, byte in (("zero byte", "\0"), ("carriage return", "\r"), ("control byt
                    ("delete byte", "\x7f"), ("vertical tab", "\x0b")):
     case(f"{name} in a value", "9110 5.5", request("GET / HTTP/1.1", f"A: b{byte}c"), "400 closed",
          **({} if byte in "\0\r" else
-            {"differs": "A recipient may refuse or replace such a byte; nginx lets it pass."}))
+            {"differs": "A recipient may reject or replace such a byte; nginx accepts it."}))
 case("line feed ends a field", "9112 2.2", "GET / HTTP/1.1\r\nHost: a\nA: b\r\n\r\n", "400 closed",
      differs=STRICT)
 case("two carriage returns end a field", "9112 2.2", request("GET / HTTP/1.1", "A: b\r"),
      "400 closed",
-     differs="A lone carriage return is invalid or stands for a blank; nginx drops it.")
+     differs="A bare carriage return is invalid or counts as a space; nginx drops it.")
 case("zero byte in a name", "9110 5.1", request("GET / HTTP/1.1", "A\0B: c"), "400 closed")
 case("upgrade to HTTP/2 is not taken", "9110 7.8",
      request("GET / HTTP/1.1", "Connection: Upgrade, HTTP2-Settings", "Upgrade: h2c",
@@ -258,7 +262,7 @@ case("what follows the length is the next request", "9112 6.3",
 case("HTTP/1.0 with a length", "9112 6.3",
      request("POST /text HTTP/1.0", "Content-Length: 3") + "abc", "200 closed",
      body=b"vondServer:abc")
-TWICE = "A recipient may take the same length said twice for one, or refuse it as nginx does."
+TWICE = "A recipient may accept a repeated identical length, or reject it as nginx does."
 case("the same length twice", "9110 8.6",
      text("Content-Length: 3", "Content-Length: 3", body="abc"), "200 open",
      body=b"vondServer:abc", differs=TWICE)
@@ -277,8 +281,8 @@ for value in ("9223372036854775807", "4294967296", "2147483648"):
          "413 closed", body=b"Request body too large", differs=TOO_LARGE)
 case("length too large to hold, 18446744073709551615", "9110 15.5.14",
      text("Content-Length: 18446744073709551615"), "413 closed",
-     differs="The length is well formed, so the service says what is wrong with it; nginx takes it "
-             "for an overflow.")
+     differs="The length is well-formed, so the service says what is wrong with it; nginx "
+             "reports an overflow.")
 case("length too large to hold, in pieces", "9110 15.5.14",
      ("POST /text HTTP/1.1\r\nHo", SILENCE, "st: a\r\nContent-Length: 42949", SILENCE,
       "67296\r\n\r\n"), "413 closed", differs=TOO_LARGE)
@@ -309,7 +313,7 @@ case("trailer field", "9112 7.1.2", chunked("3\r\nabc\r\n0\r\nA: b\r\n\r\n"), "2
      body=b"vondServer:abc")
 case("trailer field does not frame", "9110 6.5.1",
      chunked("3\r\nabc\r\n0\r\nContent-Length: 99\r\n\r\n") + OK, "400 closed",
-     differs="No sender may put framing into a trailer, so it is refused; nginx skips it.")
+     differs="Senders must not put framing into a trailer, so it is rejected; nginx skips it.")
 case("trailer field does not replace Host", "9110 6.5.1",
      chunked("0\r\nHost: b c\r\n\r\n"), "200 open")
 case("chunks in pieces", "9112 7.1", (chunked("3"), SILENCE, "\r\nab", SILENCE, "c\r\n0\r\n\r\n"),
@@ -337,13 +341,13 @@ for name, body in (("blank after the size", "3 \r\nabc\r\n0\r\n\r\n"),
 case("line feed inside an extension", "9112 7.1.1", chunked("3;a\nb\r\nabc\r\n0\r\n\r\n"),
      "400 closed")
 case("quote left open in an extension", "9112 7.1.1", chunked("3;a=\"b\r\nabc\r\n0\r\n\r\n"),
-     "400 closed", differs="nginx skips what stands in an extension.")
+     "400 closed", differs="nginx ignores the contents of an extension.")
 case("folded trailer", "9112 5.2", chunked("0\r\nA: b\r\n c\r\n\r\n"), "400 closed",
-     differs="nginx skips what stands in a trailer.")
+     differs="nginx ignores the contents of a trailer.")
 case("chunk too large to hold, ffffffffffffffff", "9110 15.5.14",
      chunked("ffffffffffffffff\r\nabc"), "413 closed",
-     differs="The size is well formed, so the service says what is wrong with it; nginx takes it "
-             "for an overflow.")
+     differs="The size is well-formed, so the service says what is wrong with it; nginx reports "
+             "an overflow.")
 for value in ("ffffffff", "80000000"):
     case(f"chunk too large to hold, {value}", "9110 15.5.14", chunked(f"{value}\r\nabc"),
          "413 closed", body=b"Request body too large")
@@ -356,8 +360,9 @@ for value in ("chunked, chunked", "chunked, gzip", "identity", "gzip", "xchunked
               "chun\xe2\x84\xaaed"):
     case(f"Transfer-Encoding “{value}”", "9112 6.1",
          text(f"Transfer-Encoding: {value}", body=GOOD),
-         "400 closed", differs="Where the body ends would be a guess, so the framing is malformed; "
-                               "nginx says 501 to every coding but one chunked.")
+         "400 closed", differs="The end of the body would be a guess, so the framing is "
+                               "malformed; nginx responds with 501 to every coding but a single "
+                               "chunked.")
 case("a coding before chunked", "9112 6.1", text("Transfer-Encoding: gzip, chunked", body=GOOD),
      "501 closed")
 case("Transfer-Encoding twice", "9112 6.1",
@@ -414,28 +419,28 @@ case("chunks still to come", "9110 10.1.1", (chunked("", EXPECT), ANSWER, GOOD),
 case("expected in other letters", "9110 10.1.1",
      (text("Content-Length: 3", "Expect: 100-Continue"), ANSWER, "abc"), "100 200 open")
 case("body there already", "9110 10.1.1", text("Content-Length: 3", EXPECT, body="abc"),
-     "200 open", differs="A server may leave the interim answer out when it has the body; nginx "
+     "200 open", differs="A server may omit the interim response when it has the body; nginx "
                          "sends it.")
 case("late body that looks like a request", "9110 10.1.1",
      (text(f"Content-Length: {len(OK)}", EXPECT), ANSWER, OK), "100 200 open",
      body=b"vondServer:" + OK.encode())
 case("expected twice", "9110 10.1.1", text("Content-Length: 3", EXPECT, EXPECT, body="abc"),
-     "200 open", differs="nginx refuses a second Expect.")
+     "200 open", differs="nginx rejects a second Expect.")
 case("expected without a body", "9110 10.1.1", text("Content-Length: 0", EXPECT), "200 open",
-     differs="nginx sends the interim answer also where no body is to come.")
+     differs="nginx sends the interim response even if no body will follow.")
 case("expected in HTTP/1.0", "9110 10.1.1",
      (request("POST /text HTTP/1.0", "Content-Length: 3", EXPECT), SILENCE, "abc"), "200 closed")
 case("unknown expectation", "9110 10.1.1",
      text("Content-Length: 3", "Expect: tea", body="abc"), "417 closed",
-     differs="A server may answer 417; nginx pays no heed.")
+     differs="A server may respond with 417; nginx ignores it.")
 case("unknown expectation among others", "9110 10.1.1",
      text("Content-Length: 3", "Expect: 100-continue, tea", body="abc"), "417 closed",
-     differs="A server may answer 417; nginx pays no heed.")
+     differs="A server may respond with 417; nginx ignores it.")
 case("empty expectation", "9110 5.6.1", text("Content-Length: 3", "Expect:", body="abc"),
      "200 open")
 case("empty member beside the expectation", "9110 5.6.1",
      (text("Content-Length: 3", EXPECT + ","), ANSWER, "abc"), "100 200 open",
-     differs="nginx compares the whole value, and pays no heed to another.")
+     differs="nginx compares the whole value, and ignores any other.")
 case("malformed head is refused at once", "9110 10.1.1",
      request("POST /text HTTP/1.1", "Content-Length: 3", EXPECT, host=None), "400 closed")
 

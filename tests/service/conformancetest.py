@@ -144,19 +144,19 @@ def cell(text: str) -> str:
 def write_document(path: str, outcomes: dict, others: dict, other_name: str) -> None:
     same = sum(outcomes[case.name] == others[case.name] for case in table.CASES)
     lines = [
-        "# How the HTTP layer behaves, beside nginx",
+        "# How the HTTP layer behaves, compared with nginx",
         "",
         "Written by `scripts/try conformance`, which sends each case over a raw socket to the built",
-        f"service and to {other_name}, and fails when a difference has no reason. The table of",
-        "cases is `tests/service/conformancecases.py`; the quick tests hold the service's column.",
+        f"service and to {other_name}, and fails if a difference has no reason. The table of",
+        "cases is `tests/service/conformancecases.py`; the quick tests check the service's column.",
         "",
         f"{len(table.CASES)} cases, the same in both {same}, with a reason "
         f"{len(table.CASES) - same}.",
         "",
         "An outcome is the statuses in order, then whether a further request on the connection was",
-        "answered (open) or the server had ended it (closed). \"bare\" is an answer without a head,",
-        "\"silence\" none within two seconds, \"gone\" a client that vanished while the next one was",
-        "served. A section of four digits is an RFC's; \"contract\" is a choice of this service.",
+        "answered (open) or the server had ended it (closed). \"bare\" is a response without a head,",
+        "\"silence\" means none within two seconds, \"gone\" that the client vanished and the next one was",
+        "served. A four-digit section number is that of an RFC; \"contract\" is a choice of this service.",
     ]
     heading = None
     for case in table.CASES:
