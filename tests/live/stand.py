@@ -1,9 +1,10 @@
 """What the live tests in Python share: programs on free loopback ports, in a folder of their own,
-that end with the block that started them."""
+that end with the block that started them; requests to them; and tests that run as they are written."""
 
 import argparse
 import base64
 import contextlib
+import copy
 import json
 import os
 import pathlib
@@ -13,9 +14,11 @@ import signal
 import socket
 import ssl
 import subprocess
+import sys
 import tempfile
 import threading
 import time
+import unittest
 import urllib.error
 import urllib.request
 
@@ -23,24 +26,59 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 PATIENCE = 30.0  # seconds for what should be there at once
 TARGETS = ["vondServer", "vond-sample", "faketool"]
 
+os.environ["LC_ALL"] = "C.UTF-8"  # the same sorting, names and messages on every machine
+os.environ["PATH"] += ":/usr/sbin:/sbin"
+
+
+def parser(description: str) -> argparse.ArgumentParser:
+    """As every try has it, with the option for build()."""
+    result = argparse.ArgumentParser(description=description, allow_abbrev=False,
+                                     formatter_class=argparse.RawDescriptionHelpFormatter)
+    result.add_argument("--build-folder", type=pathlib.Path, metavar="DIR",
+                        help="use the programs in this build folder, and build nothing")
+    return result
+
+
+def build(folder, preset: str = "release", targets: list = ("vondServer", "vond-sample")) -> pathlib.Path:
+    """The folder with the built programs: the given one, or the preset's, which is built."""
+    if folder:
+        return folder.resolve()
+    shell(f"build_preset {preset} --target {' '.join(targets)}")
+    return ROOT / "build" / preset
+
 
 def build_folder(description: str, arguments=None) -> tuple:
     """The folder with the built programs, made unless --build-folder names one; and the other words."""
-    parser = argparse.ArgumentParser(description=description)
-    parser.add_argument("--build-folder", type=pathlib.Path, metavar="DIR",
-                        help="use the programs in this build folder, and build nothing")
-    known, rest = parser.parse_known_args(arguments)
-    if known.build_folder:
-        return known.build_folder.resolve(), rest
-    if not (ROOT / "build/release/CMakeCache.txt").exists():
-        environment = dict(os.environ)
-        if shutil.which("ccache"):
-            environment.setdefault("CMAKE_CXX_COMPILER_LAUNCHER", "ccache")
-        subprocess.run(["cmake", "--preset", "release"], cwd=ROOT, env=environment, check=True,
-                       stdout=subprocess.DEVNULL)
-    subprocess.run(["cmake", "--build", "--preset", "release", "--target", *TARGETS], cwd=ROOT,
-                   check=True)
-    return ROOT / "build/release", rest
+    known, rest = parser(description).parse_known_args(arguments)
+    return build(known.build_folder, targets=TARGETS), rest
+
+
+def shell(commands: str) -> None:
+    """Runs commands that know the functions of lib.sh, in the project's root folder."""
+    subprocess.run(["bash", "-c", f"set -e; source tests/live/lib.sh; {commands}"], cwd=ROOT, check=True,
+                   stdin=subprocess.DEVNULL)
+
+
+def install(*sets: str) -> None:
+    """What is missing of these sets of packages."""
+    subprocess.run([ROOT / "scripts/install-dependencies", *sets], check=True)
+
+
+class InOrder(unittest.TestLoader):
+    """Loads the tests of a class in the order in which they are written, those of its bases first."""
+
+    def getTestCaseNames(self, testCaseClass):  # noqa: N802, N803
+        written = [name for kind in reversed(testCaseClass.__mro__) for name in vars(kind)]
+        return sorted(super().getTestCaseNames(testCaseClass), key=written.index)
+
+
+def run_tests(words: list) -> None:
+    """Runs the tests of the program, or those that the words name, and ends it with the outcome. What
+    was built through sudo goes to the owner of the sources."""
+    try:
+        unittest.main(argv=[sys.argv[0], *words], testLoader=InOrder(), verbosity=2)
+    finally:
+        shell("give_build_folder_back")
 
 
 def free_port(address: str = "127.0.0.1") -> int:
@@ -83,6 +121,66 @@ def ask(url: str, data: bytes = None, headers: dict = None, timeout: float = 60.
         return Answer(error.code, error.headers, error.read())
 
 
+class Sent:
+    """A request on its way."""
+
+    def __init__(self, command: list, data: bytes):
+        self._body, self._words = tempfile.TemporaryFile(), tempfile.TemporaryFile()
+        with tempfile.TemporaryFile() as sent:
+            sent.write(data or b"")
+            sent.seek(0)
+            self._process = subprocess.Popen(command, stdin=sent, stdout=self._body, stderr=self._words)
+
+    def is_underway(self) -> bool:
+        return self._process.poll() is None
+
+    def answer(self) -> Answer:
+        """Waits for it. Its headers are named in lower case; the status is 0 when none came."""
+        self._process.wait()
+        texts = []
+        for file in (self._body, self._words):
+            with file:
+                file.seek(0)
+                texts.append(file.read())
+        seen = json.loads(texts[1])
+        headers = {name.lower(): ", ".join(values) for name, values in seen["headers"].items()}
+        return Answer(int(seen["status"]), headers, texts[0])
+
+
+class Curl:
+    """A client with options of curl, which speaks HTTP/2 where a proxy offers that, leaves a path as it
+    is, and sends a request once more by itself when the connection it used again has gone."""
+
+    REPORT = '%{stderr}{"status": "%{http_code}", "headers": %{header_json}}'
+
+    def __init__(self, base: str, *options):
+        self.base = base
+        self.options = [str(word) for word in options]
+
+    def but(self, *options) -> "Curl":
+        """The same with more options."""
+        other = copy.copy(self)
+        other.options = [*self.options, *(str(word) for word in options)]
+        return other
+
+    def send(self, path: str, data=None, *options, after: str = None) -> Sent:
+        """GET, or POST where there is data. With after that path is asked before, on the same connection."""
+        common = ["--silent", "--noproxy", "*", "--path-as-is", *self.options]
+        command = ["curl", "-q", *common]
+        if after:
+            command += ["--output", os.devnull, self.base + after, "--next", *common]
+        if data is not None:
+            command += ["--data-binary", "@-"]
+        data = data.encode() if isinstance(data, str) else data
+        return Sent([*command, *(str(word) for word in options), "--write-out", self.REPORT, self.base + path], data)
+
+    def ask(self, path: str, data=None, *options, after: str = None) -> Answer:
+        return self.send(path, data, *options, after=after).answer()
+
+    def status(self, path: str, data=None, *options) -> int:
+        return self.ask(path, data, *options).status
+
+
 def answers(url: str):
     """For until(): the response, or nothing as long as nothing listens."""
     try:
@@ -102,6 +200,29 @@ def configuration(text: str, *changes) -> str:
 
 def basic(user: str, password: str) -> dict:
     return {"Authorization": "Basic " + base64.b64encode(f"{user}:{password}".encode()).decode()}
+
+
+# While it works it heeds the stop file as the sample tool does.
+SLOW_TOOL = """#!/bin/bash
+for word in "$@"; do
+    [[ $word != --stopfile=* ]] || stop=${{word#*=}}
+    [[ $before == -o || $word != */* || $word == -* ]] || name=${{word##*/}}
+    before=$word
+done
+[[ -z $name ]] || echo "${{VOND_INSTANCE-vond}} $name" >>"{runs}"
+case $name in
+    silent*) echo "Error: no" >&2; exit 1 ;;
+{tenths}
+esac
+if [[ -n ${{tenths-}} ]]; then
+    echo "Progress: 1% of $name"
+    for ((; tenths > 0; tenths -= 2)); do
+        [[ ! -e $stop ]] || break
+        sleep 0.2
+    done
+fi
+exec "{sample_tool}" "$@"
+"""
 
 
 class Stand:
@@ -164,15 +285,15 @@ class Stand:
         return ""
 
     def start_service(self, name: str, program, environment: dict = None, before: list = (),
-                      url: str = None) -> subprocess.Popen:
+                      url: str = None, words: list = ()) -> subprocess.Popen:
         """vondServer with settings for all users in NAME/etc; waits until it answers. `before` is
-        put before the command."""
+        put before the command, and `words` are its arguments."""
         own = {key: value for key, value in os.environ.items() if not key.startswith(("QT_", "XDG_"))}
         own.update(LC_ALL="C.UTF-8", QT_FORCE_STDERR_LOGGING="1",
                    XDG_CONFIG_HOME=str(self.make(name, "config")),
                    XDG_CONFIG_DIRS=str(self.make(name, "etc")))
         own.update(environment or {})
-        process = self.start(name, [*before, program], own)
+        process = self.start(name, [*before, program, *words], own)
         until(f"{name} answers", lambda: self._alive(process, name) and answers(url))
         return process
 
@@ -181,24 +302,62 @@ class Stand:
             raise AssertionError(f"{name} has ended: {self.output(name)[-2000:]}")
         return True
 
+    def kill(self, process: subprocess.Popen) -> None:
+        """At once, with all that it has started."""
+        with contextlib.suppress(ProcessLookupError):
+            os.killpg(process.pid, signal.SIGKILL)
+        self.stop(process)
+
+    def make_certificate(self, name: str, other_names: str = "") -> None:
+        """For this host: cert.pem and key.pem, and both in both.pem."""
+        names = ",".join([f"DNS:{name}", *other_names.split()])
+        subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj", f"/CN={name}",
+                        "-addext", f"subjectAltName={names}", "-keyout", self.path("key.pem"),
+                        "-out", self.path("cert.pem")], check=True, stderr=subprocess.DEVNULL)
+        self.path("both.pem").write_bytes(self.path("cert.pem").read_bytes() + self.path("key.pem").read_bytes())
+        self.path("both.pem").chmod(0o644)
+
+    def write_tool(self, sample_tool: pathlib.Path, seconds: dict) -> pathlib.Path:
+        """The sample tool, which first writes where it was run, and for what, into the file "runs"; then,
+        where the name matches a pattern, works for so many seconds; for silent* it fails without a
+        reason."""
+        tool = self.path("tool")
+        tool.write_text(SLOW_TOOL.format(
+            runs=self.path("runs"), sample_tool=sample_tool, tenths="\n".join(
+                f"    {pattern}) tenths={round(10 * duration)} ;;" for pattern, duration in seconds.items())),
+            encoding="utf-8")
+        tool.chmod(0o755)
+        self.path("runs").touch()
+        return tool
+
+    def runs(self, name: str = None) -> list:
+        """The instances that ran the tool, in their order; for one picture, or for all."""
+        lines = self.path("runs").read_text(encoding="utf-8").splitlines()
+        return [line.split(" ", 1)[0] for line in lines if name is None or line.split(" ", 1)[1] == name]
+
     def settings(self, name: str, **values) -> None:
         folder = self.make(name, "etc", "meridane")
         lines = "".join(f"{key}={value}\n" for key, value in values.items())
         (folder / "vondServer.conf").write_text("[General]\n" + lines, encoding="utf-8")
 
-    def start_nginx(self, port: int, *changes) -> subprocess.Popen:
-        """With deploy/nginx.conf, without encryption; the password of "client" is "secret"."""
+    def start_nginx(self, port: int, *changes, encrypted: bool = False) -> subprocess.Popen:
+        """With deploy/nginx.conf; the password of "client" is "secret". Encrypted, it takes what
+        make_certificate() has made, and is not waited for."""
         home = self.make("nginx")
         hashed = subprocess.run(["openssl", "passwd", "-apr1", "secret"], capture_output=True,
                                 check=True, text=True).stdout
         (home / "htpasswd").write_text(f"client:{hashed}", encoding="ascii")
         site = (ROOT / "deploy/nginx.conf").read_text(encoding="utf-8")
-        site = re.sub(r"^ *ssl_.*\n", "", site, flags=re.M)
-        site = configuration(
-            site, ("listen 443 ssl http2", f"listen 127.0.0.1:{port}"),
-            ("/etc/nginx/vond.htpasswd", str(home / "htpasswd")),
-            ("/var/log/nginx/vond.log", str(home / "vond.log")), *changes)
-        (home / "site.conf").write_text(site, encoding="utf-8")
+        if encrypted:
+            listen = [("listen 443 ssl", f"listen 127.0.0.1:{port} ssl"),
+                      ("/etc/ssl/certs/vond.pem", str(self.path("cert.pem"))),
+                      ("/etc/ssl/private/vond.key", str(self.path("key.pem")))]
+        else:
+            site = re.sub(r"^ *ssl_.*\n", "", site, flags=re.M)
+            listen = [("listen 443 ssl http2", f"listen 127.0.0.1:{port}")]
+        (home / "site.conf").write_text(configuration(
+            site, *listen, ("/etc/nginx/vond.htpasswd", str(home / "htpasswd")),
+            ("/var/log/nginx/vond.log", str(home / "vond.log")), *changes), encoding="utf-8")
         temporary = "".join(f"    {kind}_temp_path {home}/{kind};\n" for kind in
                             ("client_body", "proxy", "fastcgi", "uwsgi", "scgi"))
         (home / "nginx.conf").write_text(
@@ -206,15 +365,17 @@ class Stand:
             + ("user root;\n" if os.geteuid() == 0 else "")
             + "events { worker_connections 2048; }\nhttp {\n    access_log off;\n"
             + temporary + f"    include {home}/site.conf;\n}}\n", encoding="utf-8")
-        process = self.start("nginx", [program("nginx"), "-e", home / "error.log",
-                                       "-c", home / "nginx.conf"])
-        until("nginx answers", lambda: self._alive(process, "nginx")
-              and answers(f"http://127.0.0.1:{port}/"))
+        command = [program("nginx"), "-e", home / "error.log", "-c", home / "nginx.conf"]
+        subprocess.run([*command, "-q", "-t"], check=True)
+        process = self.start("nginx", command)
+        if not encrypted:
+            until("nginx answers", lambda: self._alive(process, "nginx")
+                  and answers(f"http://127.0.0.1:{port}/"))
         return process
 
 
 def program(name: str) -> str:
-    found = shutil.which(name, path=os.environ["PATH"] + ":/usr/sbin:/sbin")
+    found = shutil.which(name)
     if not found:
         raise SystemExit(f"{name} is not installed")
     return found
