@@ -25,9 +25,11 @@ class Echo(http.server.BaseHTTPRequestHandler):
 
     protocol_version = "HTTP/1.1"
     connections: set = set()
+    paths: list = []
 
     def do_GET(self):  # noqa: N802
         self.connections.add(self.client_address)
+        self.paths.append(self.path)
         body = self.rfile.read(int(self.headers.get("Content-Length", 0)))
         path = self.requestline.split()[1]  # the server itself would make one slash of two
         answer = f"{self.command} {path} {len(self.connections)} ".encode() + body
@@ -110,6 +112,7 @@ class Requests(unittest.TestCase):
 
     def setUp(self):
         Echo.connections.clear()
+        Echo.paths.clear()
 
     def test_an_answer_has_status_headers_and_body(self):
         answer = self.client.ask("/none/here")
@@ -131,6 +134,7 @@ class Requests(unittest.TestCase):
     def test_a_second_request_takes_the_same_connection(self):
         answer = self.client.ask("/second", "x", after="/first")
         self.assertEqual(answer.text, "POST /second 1 x")
+        self.assertEqual(Echo.paths, ["/first", "/second"])
 
     def test_more_options_are_another_clients(self):
         other = self.client.but("--request", "PUT")
