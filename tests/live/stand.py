@@ -294,10 +294,10 @@ class Stand:
                    XDG_CONFIG_DIRS=str(self.make(name, "etc")))
         own.update(environment or {})
         process = self.start(name, [*before, program, *words], own)
-        until(f"{name} answers", lambda: self._alive(process, name) and answers(url))
+        until(f"{name} answers", lambda: self.is_alive(process, name) and answers(url))
         return process
 
-    def _alive(self, process: subprocess.Popen, name: str) -> bool:
+    def is_alive(self, process: subprocess.Popen, name: str) -> bool:
         if process.poll() is not None:
             raise AssertionError(f"{name} has ended: {self.output(name)[-2000:]}")
         return True
@@ -369,7 +369,7 @@ class Stand:
         subprocess.run([*command, "-q", "-t"], check=True)
         process = self.start("nginx", command)
         if not encrypted:
-            until("nginx answers", lambda: self._alive(process, "nginx")
+            until("nginx answers", lambda: self.is_alive(process, "nginx")
                   and answers(f"http://127.0.0.1:{port}/"))
         return process
 
