@@ -3,7 +3,7 @@
 #include <QProcess>
 #include <QtGlobal>
 
-#ifdef Q_OS_LINUX
+#if defined(Q_OS_LINUX) || defined(Q_OS_WIN)
 #include <QByteArray>
 #include <QObject>
 #include <QString>
@@ -16,7 +16,7 @@ class QDeadlineTimer;
 
 namespace tool {
 
-#ifdef Q_OS_LINUX
+#if defined(Q_OS_LINUX) || defined(Q_OS_WIN)
 
 // The descriptors that a run takes during start(), and after start() has returned: both ends of
 // three pipes, then our ends and one that refers to the process.
@@ -28,10 +28,11 @@ constexpr int descriptorsOfARun = 4;
 // service (docs/performance.md). It emits readyReadStandardOutput() once for each write of the
 // program, however late this thread reads it. And it limits the output that it keeps.
 //
-// The program gets default signal dispositions, an empty signal mask, this process's environment
-// and working directory, and no descriptors but its standard streams; its standard input is a pipe
-// that stays open and empty. Its exit status is discarded. This process's standard input, output
-// and error must be open.
+// The program gets this process's environment and working directory, and no descriptors but its
+// standard streams; its standard input is a pipe that stays open and empty. Its exit status is
+// discarded. On Linux it gets default signal dispositions and an empty signal mask, and this
+// process's standard input, output and error must be open. On Windows it gets no console window,
+// and a batch file is not started: the shell that runs it parses arguments by rules of its own.
 //
 // To be used in one thread. Nothing happens between calls: waitForFinished() reads the output.
 class ChildProcess : public QObject
@@ -53,9 +54,9 @@ public:
     ChildProcess(ChildProcess &&) = delete;
     ChildProcess &operator=(ChildProcess &&) = delete;
 
-    // Starts the program; a name without a slash is searched for in PATH. If it cannot be started,
-    // state() stays QProcess::NotRunning and errorString() says why. Must not be called while a
-    // program is running. Throws std::bad_alloc.
+    // Starts the program; a name without a slash is searched for, in PATH last. If it cannot be
+    // started, state() stays QProcess::NotRunning and errorString() says why. Must not be called
+    // while a program is running. Throws std::bad_alloc.
     void start(const QString &program, const QStringList &arguments);
 
     // Waits until the program has ended, for at most `msecs` milliseconds; -1 waits without limit.
@@ -79,7 +80,8 @@ public:
 
 Q_SIGNALS:
     // A write of the program has been read. A write longer than a memory page also comes as one, as
-    // long as it is below a megabyte; one of exactly a page may come together with the next.
+    // long as it is below a megabyte; on Linux, one of exactly a page may come together with the
+    // next.
     void readyReadStandardOutput();
 
 private:

@@ -1,0 +1,600 @@
+#include "base/errorline.h"
+#include "tool/childprocess.h"
+#include "tool/windowscommandline.h"
+
+#include <QDeadlineTimer>
+#include <QRandomGenerator>
+#include <QScopeGuard>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+#include <vector>
+#include <windows.h>
+
+namespace tool {
+
+namespace {
+
+constexpr DWORD readBytes = 65536;
+constexpr DWORD pipeBytes = 65536; // that the program may be ahead of the reader
+constexpr int largestWrite = 1048576; // a longer one is announced in parts
+constexpr int writesInATurn = 64; // then the end and the clock are looked at again
+constexpr DWORD killedWaitMs = 30000; // for a process that the system cannot end right now
+
+// Owns a handle of the system and closes it. Null stands for none.
+class Handle
+{
+public:
+    Handle() = default;
+
+    explicit Handle(HANDLE handle)
+        : m_handle(handle == INVALID_HANDLE_VALUE ? nullptr : handle)
+    {
+    }
+
+    ~Handle()
+    {
+        close();
+    }
+
+    Handle(const Handle &) = delete;
+    Handle &operator=(const Handle &) = delete;
+
+    Handle(Handle &&other) noexcept
+        : m_handle(std::exchange(other.m_handle, nullptr))
+    {
+    }
+
+    Handle &operator=(Handle &&other) noexcept
+    {
+        close();
+        m_handle = std::exchange(other.m_handle, nullptr);
+        return *this;
+    }
+
+    [[nodiscard]] HANDLE get() const
+    {
+        return m_handle;
+    }
+
+    [[nodiscard]] bool isOpen() const
+    {
+        return m_handle != nullptr;
+    }
+
+    void close()
+    {
+        if (isOpen()) {
+            (void)CloseHandle(std::exchange(m_handle, nullptr));
+        }
+    }
+
+private:
+    HANDLE m_handle = nullptr;
+};
+
+struct Pipe
+{
+    Handle ours;
+    Handle theirs;
+};
+
+SECURITY_ATTRIBUTES inheritable()
+{
+    SECURITY_ATTRIBUTES attributes = {};
+    attributes.nLength = sizeof attributes;
+    attributes.bInheritHandle = TRUE;
+    return attributes;
+}
+
+// Whether the pipe could be made; otherwise the system knows why not. So with the next one.
+bool makeInputPipe(Pipe *made)
+{
+    HANDLE readEnd = nullptr;
+    HANDLE writeEnd = nullptr;
+    if (CreatePipe(&readEnd, &writeEnd, nullptr, 0) == 0) {
+        return false;
+    }
+    *made = Pipe{Handle(writeEnd), Handle(readEnd)};
+    return SetHandleInformation(readEnd, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT) != 0;
+}
+
+// A pipe that can be read while the thread waits for something else, too, which only one with a
+// name can. `mode` says whether it keeps the bounds of what is written into it.
+bool makeOutputPipe(Pipe *made, DWORD mode)
+{
+    const QString name = QStringLiteral("\\\\.\\pipe\\vond-%1-%2")
+                             .arg(GetCurrentProcessId())
+                             .arg(QRandomGenerator::system()->generate64(), 0, 16);
+    const auto *const native = reinterpret_cast<const wchar_t *>(name.utf16());
+    Handle ours(
+        CreateNamedPipeW(native,
+                         PIPE_ACCESS_INBOUND | FILE_FLAG_OVERLAPPED | FILE_FLAG_FIRST_PIPE_INSTANCE,
+                         mode | PIPE_WAIT | PIPE_REJECT_REMOTE_CLIENTS,
+                         1,
+                         0,
+                         pipeBytes,
+                         0,
+                         nullptr));
+    if (!ours.isOpen()) {
+        return false;
+    }
+    SECURITY_ATTRIBUTES attributes = inheritable();
+    Handle theirs(CreateFileW(native, GENERIC_WRITE, 0, &attributes, OPEN_EXISTING, 0, nullptr));
+    if (!theirs.isOpen()) {
+        return false;
+    }
+    *made = Pipe{std::move(ours), std::move(theirs)};
+    return true;
+}
+
+// The handles that a process inherits, of all that are inheritable just now: other threads start
+// tools at the same time.
+class InheritedHandles
+{
+public:
+    explicit InheritedHandles(std::array<HANDLE, 3> handles)
+        : m_handles(handles)
+    {
+        SIZE_T size = 0;
+        (void)InitializeProcThreadAttributeList(nullptr, 1, 0, &size); // says the size
+        m_memory.resize(size);
+        m_isMade = InitializeProcThreadAttributeList(list(), 1, 0, &size) != 0
+            && UpdateProcThreadAttribute(list(),
+                                         0,
+                                         PROC_THREAD_ATTRIBUTE_HANDLE_LIST,
+                                         m_handles.data(),
+                                         sizeof m_handles,
+                                         nullptr,
+                                         nullptr)
+                != 0;
+    }
+
+    ~InheritedHandles()
+    {
+        if (m_isMade) {
+            DeleteProcThreadAttributeList(list());
+        }
+    }
+
+    InheritedHandles(const InheritedHandles &) = delete;
+    InheritedHandles &operator=(const InheritedHandles &) = delete;
+    InheritedHandles(InheritedHandles &&) = delete;
+    InheritedHandles &operator=(InheritedHandles &&) = delete;
+
+    [[nodiscard]] bool isMade() const
+    {
+        return m_isMade;
+    }
+
+    [[nodiscard]] LPPROC_THREAD_ATTRIBUTE_LIST list()
+    {
+        return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(m_memory.data());
+    }
+
+private:
+    std::array<HANDLE, 3> m_handles; // looked at when the process is made
+    std::vector<char> m_memory;
+    bool m_isMade = false;
+};
+
+// Our end of one of the program's output pipes. A read is always under way in it, until the end.
+class Channel
+{
+public:
+    enum class State
+    {
+        Waiting, // nothing has come
+        Part, // of a write; the rest is there, too
+        Whole,
+        Ended // nobody writes any more
+    };
+
+    explicit Channel(Handle pipe)
+        : m_pipe(std::move(pipe))
+        , m_done(CreateEventW(nullptr, TRUE, FALSE, nullptr))
+    {
+        m_read.hEvent = m_done.get();
+    }
+
+    ~Channel()
+    {
+        close();
+    }
+
+    Channel(const Channel &) = delete;
+    Channel &operator=(const Channel &) = delete;
+    Channel(Channel &&) = delete;
+    Channel &operator=(Channel &&) = delete;
+
+    [[nodiscard]] bool isOpen() const
+    {
+        return m_pipe.isOpen();
+    }
+
+    // Signalled when the read that is under way has come to something.
+    [[nodiscard]] HANDLE done() const
+    {
+        return m_done.get();
+    }
+
+    void beginRead()
+    {
+        if (!isOpen()) {
+            return;
+        }
+        m_isReading = true;
+        if (ReadFile(m_pipe.get(), m_bytes.data(), readBytes, nullptr, &m_read) == 0) {
+            const DWORD error = GetLastError();
+            m_isReading = error == ERROR_IO_PENDING || error == ERROR_MORE_DATA;
+            if (!m_isReading) {
+                close();
+            }
+        }
+    }
+
+    // What has come of the read, and how many bytes. A new one is to be begun then.
+    State takeRead(DWORD *size, bool wait = false)
+    {
+        *size = 0;
+        if (!m_isReading) {
+            return State::Ended;
+        }
+        const bool isWhole = GetOverlappedResult(m_pipe.get(), &m_read, size, wait) != 0;
+        const DWORD error = isWhole ? ERROR_SUCCESS : GetLastError();
+        if (error == ERROR_IO_INCOMPLETE) {
+            return State::Waiting;
+        }
+        m_isReading = false;
+        if (!isWhole && error != ERROR_MORE_DATA) {
+            close();
+            return State::Ended;
+        }
+        return isWhole ? State::Whole : State::Part;
+    }
+
+    [[nodiscard]] const char *bytes() const
+    {
+        return m_bytes.data();
+    }
+
+    // What lies in the pipe. Nothing does while a read waits.
+    [[nodiscard]] DWORD bytesWaiting() const
+    {
+        DWORD waiting = 0;
+        return isOpen() && PeekNamedPipe(m_pipe.get(), nullptr, 0, nullptr, &waiting, nullptr) != 0
+            ? waiting
+            : 0;
+    }
+
+    void close()
+    {
+        if (std::exchange(m_isReading, false)) {
+            DWORD size = 0; // the system writes into the buffer until it says otherwise
+            (void)CancelIoEx(m_pipe.get(), &m_read);
+            (void)GetOverlappedResult(m_pipe.get(), &m_read, &size, TRUE);
+        }
+        m_pipe.close();
+    }
+
+private:
+    Handle m_pipe;
+    Handle m_done;
+    OVERLAPPED m_read = {};
+    bool m_isReading = false;
+    std::array<char, readBytes>
+        m_bytes; // NOLINT(cppcoreguidelines-pro-type-member-init): read into
+};
+
+DWORD remainingMs(const QDeadlineTimer &deadline)
+{
+    constexpr qint64 longest = INFINITE - 1;
+    return deadline.isForever()
+        ? INFINITE
+        : static_cast<DWORD>(std::min<qint64>(deadline.remainingTime(), longest));
+}
+
+bool isSignalled(HANDLE handle)
+{
+    return WaitForSingleObject(handle, 0) == WAIT_OBJECT_0;
+}
+
+} // namespace
+
+struct ChildProcess::Run
+{
+    // 0, or the number of the error.
+    DWORD start(const QString &commandLine);
+
+    void kill() const
+    {
+        (void)TerminateProcess(process.get(), 1);
+    }
+
+    // Until its output has been read to the end, as QProcess has it.
+    [[nodiscard]] bool isRunning() const
+    {
+        return process.isOpen();
+    }
+
+    void closeAll();
+
+    Handle process; // signalled at its end
+    Handle stdIn;
+    std::unique_ptr<Channel> stdOut; // both as long as the process
+    std::unique_ptr<Channel> stdErr;
+    int unannounced = 0; // bytes of a write of which there is more
+    bool isFlooding = false;
+    QByteArray output; // that nobody has taken yet
+    QByteArray errors;
+    QString errorString;
+};
+
+struct ChildProcess::Ready
+{
+    bool process = false;
+    bool stdOut = false;
+    bool stdErr = false;
+};
+
+DWORD ChildProcess::Run::start(const QString &commandLine)
+{
+    Pipe in;
+    Pipe out;
+    Pipe err;
+    if (!makeInputPipe(&in) || !makeOutputPipe(&out, PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE)
+        || !makeOutputPipe(&err, PIPE_TYPE_BYTE | PIPE_READMODE_BYTE)) {
+        return GetLastError();
+    }
+    InheritedHandles inherited({in.theirs.get(), out.theirs.get(), err.theirs.get()});
+    if (!inherited.isMade()) {
+        return GetLastError();
+    }
+    auto outChannel = std::make_unique<Channel>(std::move(out.ours));
+    auto errChannel = std::make_unique<Channel>(std::move(err.ours));
+    STARTUPINFOEXW info = {};
+    info.StartupInfo.cb = sizeof info;
+    info.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
+    info.StartupInfo.hStdInput = in.theirs.get();
+    info.StartupInfo.hStdOutput = out.theirs.get();
+    info.StartupInfo.hStdError = err.theirs.get();
+    info.lpAttributeList = inherited.list();
+    QString line = commandLine; // the system writes into it
+    PROCESS_INFORMATION made = {};
+    // The program is searched for as QProcess does: by the first word of the line.
+    if (CreateProcessW(nullptr,
+                       reinterpret_cast<wchar_t *>(line.data()),
+                       nullptr,
+                       nullptr,
+                       TRUE,
+                       CREATE_NO_WINDOW | EXTENDED_STARTUPINFO_PRESENT,
+                       nullptr,
+                       nullptr,
+                       &info.StartupInfo,
+                       &made)
+        == 0) {
+        return GetLastError();
+    }
+    const Handle thread(made.hThread);
+    process = Handle(made.hProcess);
+    stdIn = std::move(in.ours);
+    stdOut = std::move(outChannel);
+    stdErr = std::move(errChannel);
+    return ERROR_SUCCESS;
+    // Their ends are closed here: what they write to ends with them.
+}
+
+void ChildProcess::Run::closeAll()
+{
+    process.close();
+    stdIn.close();
+    stdOut.reset();
+    stdErr.reset();
+}
+
+ChildProcess::ChildProcess(QObject *parent)
+    : QObject(parent)
+{
+}
+
+ChildProcess::~ChildProcess()
+{
+    killAndReap();
+}
+
+void ChildProcess::start(const QString &program, const QStringList &arguments)
+{
+    Q_ASSERT_X(state() == QProcess::NotRunning,
+               "ChildProcess::start",
+               "wait for the end of the program before");
+    m_run = std::make_unique<Run>();
+    if (isBatchFile(program)) {
+        m_run->errorString = QStringLiteral("A batch file is not started");
+        return;
+    }
+    if (const DWORD error = m_run->start(windowsCommandLine(program, arguments))) {
+        m_run->errorString = qt_error_string(static_cast<int>(error));
+        return;
+    }
+    m_run->stdOut->beginRead();
+    m_run->stdErr->beginRead();
+}
+
+bool ChildProcess::waitForFinished(int msecs)
+{
+    if (state() == QProcess::NotRunning) {
+        return false;
+    }
+    const QDeadlineTimer deadline(msecs);
+    auto unfinished = qScopeGuard([this] { killAndReap(); });
+    for (;;) {
+        Ready ready;
+        if (!poll(deadline, &ready)) {
+            m_run->errorString = qt_error_string(static_cast<int>(GetLastError()));
+            return false;
+        }
+        if (hasEnded(ready.process)) {
+            readRest();
+            m_run->closeAll();
+            unfinished.dismiss();
+            return true;
+        }
+        if (ready.stdOut) {
+            readWrites();
+        }
+        if (ready.stdErr) {
+            readErrors();
+        }
+        if (deadline.hasExpired()) {
+            m_run->errorString = QStringLiteral("Process operation timed out");
+            unfinished.dismiss();
+            return false;
+        }
+    }
+}
+
+QByteArray ChildProcess::readAllStandardOutput()
+{
+    QByteArray output = m_run ? std::exchange(m_run->output, QByteArray()) : QByteArray();
+    release();
+    return output;
+}
+
+QByteArray ChildProcess::readAllStandardError()
+{
+    QByteArray errors = m_run ? std::exchange(m_run->errors, QByteArray()) : QByteArray();
+    release();
+    return errors;
+}
+
+QProcess::ProcessState ChildProcess::state() const
+{
+    return m_run && m_run->isRunning() ? QProcess::Running : QProcess::NotRunning;
+}
+
+QString ChildProcess::errorString() const
+{
+    return m_run ? m_run->errorString : QString();
+}
+
+// False when waiting failed; the system knows why.
+bool ChildProcess::poll(const QDeadlineTimer &deadline, Ready *ready)
+{
+    std::array<HANDLE, 3> handles = {m_run->process.get()};
+    DWORD count = 1;
+    for (const Channel *const channel : {m_run->stdOut.get(), m_run->stdErr.get()}) {
+        if (channel->isOpen()) {
+            handles.at(count++) = channel->done();
+        }
+    }
+    if (WaitForMultipleObjects(count, handles.data(), FALSE, remainingMs(deadline))
+        == WAIT_FAILED) {
+        return false;
+    }
+    *ready = {isSignalled(m_run->process.get()),
+              m_run->stdOut->isOpen() && isSignalled(m_run->stdOut->done()),
+              m_run->stdErr->isOpen() && isSignalled(m_run->stdErr->done())};
+    return true;
+}
+
+bool ChildProcess::hasEnded(bool isSaidToHaveEnded)
+{
+    return isSaidToHaveEnded;
+}
+
+void ChildProcess::readWrites()
+{
+    for (int i = 0; i < writesInATurn && readWrite() > 0; ++i) { }
+}
+
+// Reads what the program wrote at once and announces it. How many bytes were read; a write of none
+// is passed over.
+qint64 ChildProcess::readWrite()
+{
+    Channel *const channel = m_run->stdOut.get();
+    qint64 size = 0;
+    for (bool goesOn = true; goesOn;) {
+        DWORD count = 0;
+        const Channel::State state = channel->takeRead(&count, size > 0);
+        if (state == Channel::State::Waiting) {
+            return size;
+        }
+        size += count;
+        m_run->unannounced += static_cast<int>(count);
+        keep(&m_run->output, channel->bytes(), count);
+        channel->beginRead();
+        goesOn = state != Channel::State::Ended && m_run->unannounced < largestWrite
+            && (state == Channel::State::Part || size == 0);
+    }
+    announce();
+    return size;
+}
+
+void ChildProcess::announce()
+{
+    if (std::exchange(m_run->unannounced, 0) > 0 && !m_run->isFlooding) {
+        Q_EMIT readyReadStandardOutput();
+    }
+}
+
+qint64 ChildProcess::readErrors()
+{
+    DWORD count = 0;
+    if (m_run->stdErr->takeRead(&count) == Channel::State::Waiting) {
+        return 0;
+    }
+    keep(&m_run->errors, m_run->stdErr->bytes(), count);
+    m_run->stdErr->beginRead();
+    return count;
+}
+
+// What the program left: in the reads that were under way, and in the pipes. No more than that: a
+// process that it has started may hold them open and go on writing.
+void ChildProcess::readRest()
+{
+    qint64 errors = m_run->stdErr->bytesWaiting();
+    for (qint64 size = readErrors(); errors > 0 && size > 0; errors -= size) {
+        size = readErrors();
+    }
+    qint64 output = m_run->stdOut->bytesWaiting();
+    for (qint64 size = readWrite(); output > 0 && size > 0; output -= size) {
+        size = readWrite();
+    }
+    announce();
+}
+
+void ChildProcess::keep(QByteArray *channel, const char *data, qint64 size)
+{
+    if (m_run->isFlooding) {
+        return;
+    }
+    channel->append(data, static_cast<int>(size));
+    if (channel->size() > largestOutput) {
+        m_run->isFlooding = true;
+        m_run->kill();
+        base::writeErrorLine("error: the tool printed more than "
+                             + QByteArray::number(largestOutput) + " bytes, it is killed");
+    }
+}
+
+void ChildProcess::killAndReap()
+{
+    if (state() == QProcess::NotRunning) {
+        return;
+    }
+    m_run->kill();
+    (void)WaitForSingleObject(m_run->process.get(), killedWaitMs);
+    m_run->closeAll();
+}
+
+// A conversion's object stays for good: what it no longer needs does not stay with it.
+void ChildProcess::release()
+{
+    if (m_run && !m_run->isRunning() && m_run->output.isEmpty() && m_run->errors.isEmpty()
+        && m_run->errorString.isEmpty()) {
+        m_run.reset();
+    }
+}
+
+} // namespace tool
