@@ -22,8 +22,7 @@ writeOptions(const QVector<LocalOption> &options, const QString &folder, tool::C
     for (const LocalOption &option : options) {
         QString value = option.value;
         if (option.hasFile) {
-            value = writeBase64File(
-                settings::filePathIn(folder, option.fileName), option.base64, claims);
+            value = writeBase64File(folder, option.fileName, option.base64, claims);
             if (value.isEmpty()) {
                 return std::nullopt;
             }
@@ -47,12 +46,15 @@ QString convertWithLocalData(const QString &vondPath, const QByteArray &body)
     if (!options) {
         return QStringLiteral("Error: saving data to file");
     }
-    const QString input =
-        writeBase64File(settings::filePathIn(folder, request.fileName), request.imgData, &claims);
+    const QString input = writeBase64File(folder, request.fileName, request.imgData, &claims);
     if (input.isEmpty()) {
         return {};
     }
     const QString wanted = localOutputPath(folder, input, request.configuration);
+    if (!namesFile(wanted, folder)) {
+        base::debugLine("convertWithLocalData refused, no name for a file:", wanted);
+        return {};
+    }
     const QStringList arguments = localArguments(request.configuration, *options, input, wanted);
     base::debugLine("arguments:");
     base::debugLine(arguments);

@@ -72,6 +72,15 @@ localOutputPath(const QString &folder, const QString &inputPath, const QString &
         + QLatin1Char('.') + input.suffix();
 }
 
+bool namesFile(const QString &outputPath, const QString &folder, base::NameRules rules)
+{
+    QString name = outputPath.mid(folder.size() + 1);
+    if (name.endsWith(QLatin1Char('.'))) {
+        name.chop(1);
+    }
+    return base::isFileName(name, rules);
+}
+
 QStringList localArguments(const QString &configuration,
                            const QStringList &options,
                            const QString &inputPath,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/filename.h"
 #include "tool/run.h"
 
 #include <QByteArray>
@@ -34,6 +35,12 @@ struct LocalDataRequest
 
 [[nodiscard]] QString
 localOutputPath(const QString &folder, const QString &inputPath, const QString &configuration);
+
+// Whether a file can bear the name of this output. The dot at the end of one without suffix, which
+// Windows does not see, is passed over.
+[[nodiscard]] bool namesFile(const QString &outputPath,
+                             const QString &folder,
+                             base::NameRules rules = base::ownNameRules);
 
 [[nodiscard]] QStringList localArguments(const QString &configuration,
                                          const QStringList &options,

@@ -2,6 +2,7 @@
 
 #include "base/debugline.h"
 #include "base/errorline.h"
+#include "base/filename.h"
 #include "base/jsontext.h"
 #include "commands/vondanswer.h"
 #include "commands/vondelement.h"
@@ -51,14 +52,17 @@ planRun(const base::JsonText &elements, const QString &folder, tool::ClaimedPath
             plan.arguments.append(element.text);
             break;
         case VondElement::Kind::ReturnFile: {
+            if (!base::isFileName(element.name)) {
+                base::debugLine("vond refused, no name for a file:", element.name);
+                return std::nullopt;
+            }
             const ReturnFile file = reserveReturnFile(element, folder, claims);
             plan.returnKeys.append(file.key);
             plan.arguments.append(file.argument);
             break;
         }
         case VondElement::Kind::InputFile: {
-            const QString path =
-                writeBase64File(settings::filePathIn(folder, element.name), element.base64, claims);
+            const QString path = writeBase64File(folder, element.name, element.base64, claims);
             if (path.isEmpty()) {
                 base::writeErrorLine("Error: saving data to file" + element.name.toUtf8());
                 return std::nullopt;

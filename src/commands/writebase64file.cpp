@@ -1,8 +1,10 @@
 #include "commands/writebase64file.h"
 
 #include "base/base64.h"
+#include "base/filename.h"
 #include "base/reportcannotopen.h"
 #include "base/writefile.h"
+#include "settings/folders.h"
 #include "tool/uniquefilepath.h"
 
 namespace commands {
@@ -24,6 +26,19 @@ QString writeBase64File(const QString &path, const QString &base64Text, tool::Cl
     }
     claims->close(target);
     return target;
+}
+
+QString writeBase64File(const QString &folder,
+                        const QString &name,
+                        const QString &base64Text,
+                        tool::ClaimedPaths *claims)
+{
+    const QString path = settings::filePathIn(folder, name);
+    if (!base::isFileName(name)) {
+        base::reportCannotOpenForWriting(path, base::noFileName());
+        return {};
+    }
+    return writeBase64File(path, base64Text, claims);
 }
 
 } // namespace commands

@@ -10,7 +10,14 @@ namespace commands {
 // the actual path; empty, with a line for the operator, when the file could not be created.
 // Silently skips characters outside the base64 alphabet. On a full disk there is no file at the
 // returned path, and only the claim keeps others from it.
+//
+// The second form takes a client's name for a file in the folder, and refuses one that no file can
+// have (base::isFileName()).
 [[nodiscard]] QString
 writeBase64File(const QString &path, const QString &base64Text, tool::ClaimedPaths *claims);
+[[nodiscard]] QString writeBase64File(const QString &folder,
+                                      const QString &name,
+                                      const QString &base64Text,
+                                      tool::ClaimedPaths *claims);
 
 } // namespace commands

@@ -1,5 +1,6 @@
 #include "jobs/cancel.h"
 
+#include "base/filename.h"
 #include "base/reportcannotopen.h"
 #include "base/writefile.h"
 #include "jobs/stopfile.h"
@@ -15,7 +16,12 @@ QString cancelConversion(const QString &vondPath, const QString &cancelId)
     if (const auto rejection = tool::rejectBadPath(vondPath)) {
         return *rejection;
     }
-    const QString path = settings::filePathIn(settings::workFolder(), stopFileName(cancelId));
+    const QString name = stopFileName(cancelId);
+    const QString path = settings::filePathIn(settings::workFolder(), name);
+    if (!base::isFileName(name)) {
+        base::reportCannotOpenForWriting(path, base::noFileName());
+        return {};
+    }
     // Deliberate: empty on a full disk, because the tool only checks that it exists.
     if (const auto reason = base::writeFile(
             path, QByteArrayLiteral("This is a stop file."), base::OnFullDisk::LeaveEmpty)) {

@@ -55,6 +55,16 @@ ConversionPlan planConversion(const ConversionRequest &request, const QString &f
     return plan;
 }
 
+bool namesFiles(const ConversionRequest &request,
+                const ConversionPlan &plan,
+                const QString &folder,
+                base::NameRules rules)
+{
+    return base::isFileName(request.fileName, rules)
+        && base::isFileName(stopFileName(request.cancelId), rules)
+        && base::isFileName(plan.outputPath.mid(folder.size() + 1), rules);
+}
+
 QString
 conversionAnswer(const ConversionPlan &plan, const QByteArray &stdErr, QString &lastStdOutMsg)
 {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/filename.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QStringList>
@@ -28,6 +30,12 @@ struct ConversionPlan
 
 [[nodiscard]] ConversionPlan planConversion(const ConversionRequest &request,
                                             const QString &folder);
+
+// Whether files can have the names that the conversion gives to input, stop file and output.
+[[nodiscard]] bool namesFiles(const ConversionRequest &request,
+                              const ConversionPlan &plan,
+                              const QString &folder,
+                              base::NameRules rules = base::ownNameRules);
 
 // The response after the tool has ended: its last message if it reports an error, otherwise the
 // bare name of the output. Removes the marker from a last message that names the output.

@@ -80,8 +80,13 @@ QString convert(const QString &vondPath,
     job.requestId = request.requestId;
     base::debugLine("convert reqestID: ", job.requestId);
     std::optional<RegistryEntry> entry(std::in_place, registry, job.requestId);
-    const ConversionPlan plan = planConversion(request, settings::workFolder());
+    const QString folder = settings::workFolder();
+    const ConversionPlan plan = planConversion(request, folder);
     base::debugLine("convert: stopfile: ", plan.stopFilePath);
+    if (!namesFiles(request, plan, folder)) {
+        base::debugLine("convert refused, no name for a file:", plan.arguments);
+        return {};
+    }
 
     const bool ended = runForConnection(vondPath, job, plan.arguments);
     // Deliberate: the entry is removed before the result of the wait is checked, so that a poll

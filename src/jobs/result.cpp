@@ -1,6 +1,7 @@
 #include "jobs/result.h"
 
 #include "base/errorline.h"
+#include "base/filename.h"
 #include "base/reportcannotopen.h"
 #include "base/wholefile.h"
 #include "settings/folders.h"
@@ -12,10 +13,11 @@ namespace jobs {
 
 namespace {
 
-// Zero for a missing file, which includes any name with a zero character.
-qint64 sizeOf(const QString &path)
+// Zero for a missing file, which includes any name that no file can have.
+qint64 sizeOf(const QString &path, const QString &name)
 {
-    return path.contains(QChar(QChar::Null)) ? 0 : QFileInfo(path).size();
+    return path.contains(QChar(QChar::Null)) || !base::isFileName(name) ? 0
+                                                                        : QFileInfo(path).size();
 }
 
 QByteArray sizeAndName(qint64 size, const QString &name)
@@ -54,7 +56,7 @@ QByteArray readResult(QFile *file, int size, const QString &name)
 QByteArray getConversionResult(const QString &name)
 {
     const QString path = settings::filePathIn(settings::workFolder(), name);
-    if (!isServed(sizeOf(path), name)) {
+    if (!isServed(sizeOf(path, name), name)) {
         return {};
     }
     QFile file(path);

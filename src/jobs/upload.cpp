@@ -1,6 +1,7 @@
 #include "jobs/upload.h"
 
 #include "base/debugline.h"
+#include "base/filename.h"
 #include "base/writefile.h"
 #include "settings/folders.h"
 
@@ -19,6 +20,8 @@ QByteArray upload(const QString &name, const QByteArray &body)
 {
     if (hasFolderPart(name)) {
         base::debugLine("upload refused, name with a folder part:", name);
+    } else if (!base::isFileName(name)) {
+        base::debugLine("upload refused, no name for a file:", name);
     } else {
         // Deliberate: a failed write is neither reported to the client nor logged.
         static_cast<void>(

@@ -31,8 +31,8 @@ QHash<QByteArray, Entry> &claimed() // under claimedMutex
 // path when there is no such folder.
 QByteArray keyOf(const QString &path)
 {
-    const QByteArray native = QFile::encodeName(path);
 #ifdef Q_OS_UNIX
+    const QByteArray native = QFile::encodeName(path);
     const int nameAt = native.lastIndexOf('/') + 1;
     const QByteArray folder = nameAt == 0 ? QByteArray(".") : native.left(nameAt);
     struct stat info = {};
@@ -40,8 +40,10 @@ QByteArray keyOf(const QString &path)
         return QByteArray::number(static_cast<qulonglong>(info.st_dev)) + ':'
             + QByteArray::number(static_cast<qulonglong>(info.st_ino)) + '/' + native.mid(nameAt);
     }
-#endif
     return native;
+#else
+    return path.toCaseFolded().toUtf8(); // "A.tif" is "a.tif" there
+#endif
 }
 
 } // namespace
