@@ -28,11 +28,7 @@ std::optional<QString> startListening(QTcpServer &server, const QHostAddress &ad
         // Qt would open the port on every interface. This is its text for an unavailable address.
         return QStringLiteral("The address is not available");
     }
-    if (!server.listen(address, port)) {
-        return server.errorString();
-    }
-    raiseBacklog(server.socketDescriptor());
-    return std::nullopt;
+    return listenWithLongBacklog(&server, address, port);
 }
 
 QString announcement(const QHostAddress &address, int typedPort)

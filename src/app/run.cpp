@@ -1,5 +1,6 @@
 #include "app/run.h"
 
+#include "app/codepage.h"
 #include "app/commandline.h"
 #include "app/identity.h"
 #include "app/inheritedstate.h"
@@ -64,6 +65,7 @@ int execute(const Words &words, const QSettings &store)
 int run(int &argc, char **argv)
 {
     settleInheritedState();
+    useUtf8();
     setIdentity();
     preferQtsOwnEventDispatcher();
     const QCoreApplication application(argc, argv);
@@ -72,6 +74,7 @@ int run(int &argc, char **argv)
     if (store.value(settings::serverLoggingKey).toBool()) {
         logging::startFileLogging();
     }
+    warnOfCodePage();
     writeProbe(store);
     return execute(wordsAfterProgramName(argc, argv), store);
 }

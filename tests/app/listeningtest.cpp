@@ -1,6 +1,5 @@
 #include "app/listening.h"
 
-#include "app/backlog.h"
 #include "tests/support/testmain.h"
 
 #include <QFile>
@@ -11,12 +10,17 @@
 #include <QTest>
 
 #include <memory>
+#include <vector>
+
+#ifndef Q_OS_WIN
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
-#include <vector>
+#endif
 
 namespace {
+
+#ifndef Q_OS_WIN
 
 // How many connections may wait on a listening socket, according to the system; -1 when that is
 // unknown.
@@ -37,6 +41,8 @@ int largestBacklog()
     QFile file(QStringLiteral("/proc/sys/net/core/somaxconn"));
     return file.open(QIODevice::ReadOnly) ? qMin(SOMAXCONN, file.readAll().trimmed().toInt()) : -1;
 }
+
+#endif
 
 } // namespace
 
@@ -60,7 +66,6 @@ private Q_SLOTS:
     void anAddressOfAnotherMachineIsToldInQtsWords();
     void listeningRaisesTheBacklogToTheSystemsLimit();
     void aBurstOfConnectsFitsIntoTheBacklog();
-    void raisingTheBacklogOfNoSocketDoesNothing();
 };
 
 void ListeningTest::aHostTextNamesAnAddress_data()
@@ -212,6 +217,9 @@ void ListeningTest::anAddressOfAnotherMachineIsToldInQtsWords()
 
 void ListeningTest::listeningRaisesTheBacklogToTheSystemsLimit()
 {
+#ifdef Q_OS_WIN
+    QSKIP("Windows does not tell of a backlog; the next test fills it");
+#else
     QTcpServer plain;
     QVERIFY(plain.listen(QHostAddress::LocalHost));
     QTcpServer server;
@@ -219,12 +227,15 @@ void ListeningTest::listeningRaisesTheBacklogToTheSystemsLimit()
 
     QCOMPARE(backlogOf(plain), 50);
     QCOMPARE(backlogOf(server), largestBacklog());
+#endif
 }
 
 void ListeningTest::aBurstOfConnectsFitsIntoTheBacklog()
 {
     constexpr int clientCount = 200;
+#ifndef Q_OS_WIN
     QVERIFY(largestBacklog() >= clientCount);
+#endif
     QTcpServer server;
     QVERIFY(!app::startListening(server, QHostAddress::LocalHost, 0));
 
@@ -235,16 +246,6 @@ void ListeningTest::aBurstOfConnectsFitsIntoTheBacklog()
         client->connectToHost(server.serverAddress(), server.serverPort());
         QVERIFY2(client->waitForConnected(5000), qPrintable(QString::number(i)));
     }
-}
-
-void ListeningTest::raisingTheBacklogOfNoSocketDoesNothing()
-{
-    QTcpServer server;
-
-    app::raiseBacklog(-1);
-    app::raiseBacklog(server.socketDescriptor());
-
-    QVERIFY(!server.isListening());
 }
 
 VOND_TEST(ListeningTest);

@@ -1,18 +1,13 @@
 #include "app/inheritedstate.h"
 
-#include <QtGlobal>
-
-#ifdef Q_OS_UNIX
 #include <csignal>
 #include <fcntl.h>
 #include <unistd.h>
-#endif
 
 namespace app {
 
 void settleInheritedState()
 {
-#ifdef Q_OS_UNIX
     (void)std::signal(SIGPIPE, SIG_IGN);
     (void)std::signal(SIGXFSZ, SIG_IGN);
     // If it is ignored, the system reaps children itself and may reuse their process IDs.
@@ -25,7 +20,6 @@ void settleInheritedState()
     if (descriptor >= 0) {
         (void)::close(descriptor);
     }
-#endif
 }
 
 } // namespace app

@@ -1,0 +1,54 @@
+#include "app/codepage.h"
+
+#ifdef Q_OS_WIN
+#include "base/errorline.h"
+
+#include <QDebug>
+#include <QTextCodec>
+
+#include <windows.h>
+#endif
+
+namespace app {
+
+namespace {
+
+constexpr unsigned utf8 = 65001;
+
+} // namespace
+
+std::optional<QByteArray> codePageWarning(unsigned codePage)
+{
+    if (codePage == utf8) {
+        return std::nullopt;
+    }
+    return "warning: letters outside of this code page are lost on the command line: "
+        + QByteArray::number(codePage);
+}
+
+#ifdef Q_OS_WIN
+
+void useUtf8()
+{
+    // Qt asks the system to convert, and names what it did not know, which the system refuses when
+    // the code page is UTF-8.
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
+}
+
+void warnOfCodePage()
+{
+    if (const auto warning = codePageWarning(GetACP())) {
+        base::writeErrorLine(*warning);
+        qDebug("%s", warning->constData());
+    }
+}
+
+#else
+
+void useUtf8() { }
+
+void warnOfCodePage() { }
+
+#endif
+
+} // namespace app
