@@ -84,10 +84,11 @@ Sending sendSome(QTcpSocket *socket, const Pieces &pieces, qint64 done, qint64 *
     const qint64 ofFirst = std::min(done, qint64(pieces.first.size()));
     const qint64 ofSecond = done - ofFirst;
 #ifdef Q_OS_WIN
+    constexpr qint64 most = 1048576; // the system may take what it is given, whatever the size
     std::array<WSABUF, 2> parts = {
         {{static_cast<ULONG>(pieces.first.size() - ofFirst),
           const_cast<char *>(pieces.first.constData()) + ofFirst}, // NOLINT: only read
-         {static_cast<ULONG>(pieces.second.size() - ofSecond),
+         {static_cast<ULONG>(std::min(pieces.second.size() - ofSecond, most)),
           const_cast<char *>(pieces.second.constData()) + ofSecond}}}; // NOLINT: only read
     DWORD count = 0;
     if (WSASend(static_cast<SOCKET>(socket->socketDescriptor()),

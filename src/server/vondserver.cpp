@@ -15,7 +15,14 @@ namespace {
 // Far more than a request takes (JSON is read without recursion); a thread sanitizer needs a
 // megabyte of it. The C library caches some 40 MiB of stacks for later threads: at the usual 8 MiB
 // each, nearly every connection would map a new one.
+//
+// Windows would commit the whole size for each thread at once. 0 is the size that is written in the
+// program, which is the same and committed page by page.
+#ifdef Q_OS_WIN
+constexpr uint threadStackBytes = 0;
+#else
 constexpr uint threadStackBytes = 2 * 1024 * 1024;
+#endif
 
 } // namespace
 
