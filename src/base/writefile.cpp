@@ -41,9 +41,15 @@ std::optional<QString> openAndWrite(const QString &path, const QByteArray &bytes
     return std::nullopt;
 }
 
-#ifdef Q_OS_UNIX
-
 QMutex inPlaceMutex; // two that truncate and write one file at once would mix their bytes
+
+std::optional<QString> writeInPlace(const QString &path, const QByteArray &bytes)
+{
+    const QMutexLocker lock(&inPlaceMutex);
+    return openAndWrite(path, bytes);
+}
+
+#ifdef Q_OS_UNIX
 
 QString folderOf(const QString &path)
 {
@@ -156,12 +162,6 @@ QString Present::ownPath() const
         : QString();
 }
 
-std::optional<QString> writeInPlace(const QString &path, const QByteArray &bytes)
-{
-    const QMutexLocker lock(&inPlaceMutex);
-    return openAndWrite(path, bytes);
-}
-
 // Whether the draft holds all bytes. If there is no room for them, the old file is removed: it
 // would have to go in any case, and its space may be enough.
 bool fillDraft(DraftFile *draft, const QByteArray &bytes, const QString &old)
@@ -253,7 +253,8 @@ NewFile writeNewFile(const QString &path, const QByteArray &bytes, QString *reas
 
 #else
 
-std::optional<QString> writeFile(const QString &path, const QByteArray &bytes, OnFullDisk)
+std::optional<QString>
+writeFile(const QString &path, const QByteArray &bytes, OnFullDisk onFullDisk)
 {
     if (const auto rejection = refuseZero(path)) {
         return rejection;
@@ -263,11 +264,16 @@ std::optional<QString> writeFile(const QString &path, const QByteArray &bytes, O
     if (!file.open(QIODevice::WriteOnly)) {
         return file.errorString();
     }
-    static_cast<void>(file.write(bytes));
-    if (!file.commit()) {
-        static_cast<void>(QFile::remove(path)); // nobody must take the old bytes for the new ones
+    if (file.write(bytes) == bytes.size()) {
+        // A file that another process reads cannot be replaced there.
+        return file.commit() ? std::nullopt : writeInPlace(path, bytes);
     }
-    return std::nullopt;
+    file.cancelWriting();
+    // Nobody must take the old bytes for the new ones.
+    if (onFullDisk == OnFullDisk::LeaveNothing && QFile::remove(path)) {
+        return std::nullopt;
+    }
+    return writeInPlace(path, QByteArray());
 }
 
 NewFile writeNewFile(const QString &path, const QByteArray &bytes, QString *reason)
