@@ -22,7 +22,12 @@ namespace {
 
 using Arguments = std::vector<std::string>;
 
+#ifdef _WIN32
+constexpr int asBytes = O_BINARY;
+#else
+constexpr int asBytes = 0;
 constexpr unsigned longestLifeSeconds = 120;
+#endif
 constexpr useconds_t lookAgainMicroseconds = 2000;
 constexpr unsigned longestWorkMicroseconds = 150000; // twice
 
@@ -95,7 +100,7 @@ std::string writeNew(const std::string &wanted, const std::string &content)
     std::string path = wanted;
     int file = -1;
     for (int n = 1; file < 0 && n < 1000000; ++n) {
-        file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0666);
+        file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | asBytes, 0666);
         if (file < 0) {
             path = wanted.substr(0, dot) + "_" + std::to_string(n) + wanted.substr(dot);
         }
@@ -140,7 +145,7 @@ int run(const Arguments &arguments)
     const std::string content = contentOf(before(arguments, "-o"));
     work();
     const std::string path = after(arguments, "-o");
-    const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
+    const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | asBytes, 0666);
     toolpipe::writeAll(file, content);
     ::close(file);
     work();
@@ -152,7 +157,10 @@ int run(const Arguments &arguments)
 
 int main(int argc, char *argv[])
 {
+#ifndef _WIN32
     ::alarm(longestLifeSeconds);
+#endif
+    toolpipe::useBytes();
     const Arguments arguments(argv + 1, argv + argc);
     const std::string name = startingWith(arguments, "--name=");
     if (!name.empty()) {

@@ -4,8 +4,12 @@
 
 #include <QFile>
 
+#ifdef Q_OS_WIN
+#include <windows.h>
+#else
 #include <cerrno>
 #include <csignal>
+#endif
 
 namespace faketool {
 
@@ -61,7 +65,16 @@ qint64 processId()
 
 bool isAlive(qint64 processId)
 {
+#ifdef Q_OS_WIN
+    const HANDLE process = OpenProcess(SYNCHRONIZE, FALSE, static_cast<DWORD>(processId));
+    const bool isThere = process != nullptr && WaitForSingleObject(process, 0) == WAIT_TIMEOUT;
+    if (process != nullptr) {
+        CloseHandle(process);
+    }
+    return isThere;
+#else
     return ::kill(static_cast<pid_t>(processId), 0) == 0 || errno != ESRCH;
+#endif
 }
 
 } // namespace faketool

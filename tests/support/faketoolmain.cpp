@@ -9,18 +9,24 @@
 
 #include <cctype>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <dirent.h>
 #include <fstream>
 #include <functional>
 #include <iostream>
 #include <map>
-#include <poll.h>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
+
+#ifdef _WIN32
+#include <windows.h>
+#else
+#include <dirent.h>
+#include <poll.h>
+#endif
 
 using toolpipe::waitUntilTaken;
 using toolpipe::writeAll;
@@ -102,9 +108,18 @@ std::string writeOutput(const Arguments &arguments)
 
 [[noreturn]] void hang()
 {
+    constexpr unsigned aWhile = 1000;
     for (;;) {
-        ::pause();
+        ::sleep(aWhile);
     }
+}
+
+// Windows has no alarm; a test that leaves its tool behind is looked for there.
+void endLate()
+{
+#ifndef _WIN32
+    ::alarm(longestLifeSeconds);
+#endif
 }
 
 int progressThenAFile(const Arguments &arguments)
@@ -217,13 +232,6 @@ int hangAfterAWord(const Arguments &)
     hang();
 }
 
-int dieByASignal(const Arguments &)
-{
-    chunk("half\n");
-    static_cast<void>(std::raise(SIGKILL));
-    return EXIT_FAILURE;
-}
-
 // Each argument is one write of that many bytes; after a "~" it is a pause of that many
 // microseconds.
 int writesOfTheseSizes(const Arguments &arguments)
@@ -253,6 +261,31 @@ int printWithoutEnd(const Arguments &arguments)
     for (;;) {
         arguments.empty() ? out(block) : err(block);
     }
+}
+
+int itsNameAndFolder(const Arguments &arguments)
+{
+    std::string folder(4096, '\0');
+    out(arguments.back() + "\n" + ::getcwd(folder.data(), folder.size()) + "\n");
+    return EXIT_SUCCESS;
+}
+
+int closeItsOutputAndGoOn(const Arguments &)
+{
+    out("the last word\n");
+    ::close(STDOUT_FILENO);
+    ::close(STDERR_FILENO);
+    ::usleep(100000);
+    return EXIT_SUCCESS;
+}
+
+#ifndef _WIN32
+
+int dieByASignal(const Arguments &)
+{
+    chunk("half\n");
+    static_cast<void>(std::raise(SIGKILL));
+    return EXIT_FAILURE;
 }
 
 int itsDescriptors(const Arguments &)
@@ -290,29 +323,13 @@ int itsStandardInput(const Arguments &)
     return EXIT_SUCCESS;
 }
 
-int itsNameAndFolder(const Arguments &arguments)
-{
-    std::string folder(4096, '\0');
-    out(arguments.back() + "\n" + ::getcwd(folder.data(), folder.size()) + "\n");
-    return EXIT_SUCCESS;
-}
-
-int closeItsOutputAndGoOn(const Arguments &)
-{
-    out("the last word\n");
-    ::close(STDOUT_FILENO);
-    ::close(STDERR_FILENO);
-    ::usleep(100000);
-    return EXIT_SUCCESS;
-}
-
 // Exits, and leaves behind a process that holds the pipes open and may write to them.
 int leaveAProcessBehind(const Arguments &arguments)
 {
     out("the tool's last word\n");
     const pid_t left = ::fork();
     if (left == 0) {
-        ::alarm(longestLifeSeconds);
+        endLate();
         while (!arguments.empty()) {
             out("more, and still more\n");
         }
@@ -322,7 +339,38 @@ int leaveAProcessBehind(const Arguments &arguments)
     return EXIT_SUCCESS;
 }
 
+#else
+
+int itsStandardInput(const Arguments &)
+{
+    constexpr DWORD longEnoughMs = 200;
+    Sleep(longEnoughMs);
+    DWORD waiting = 0;
+    const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+    const bool isOpen = PeekNamedPipe(input, nullptr, 0, nullptr, &waiting, nullptr) != 0;
+    out(isOpen && waiting == 0 ? "open and silent\n" : "closed, or not silent\n");
+    return EXIT_SUCCESS;
+}
+
+int hasItThisEvent(const Arguments &arguments)
+{
+    const auto number = static_cast<std::uintptr_t>(std::stoull(arguments.back()));
+    out(SetEvent(reinterpret_cast<HANDLE>(number)) != 0 ? "yes\n" : "no\n"); // NOLINT: a number
+    return EXIT_SUCCESS;
+}
+
+#endif
+
 const std::map<std::string, std::function<int(const Arguments &)>> behaviours{
+    {"its standard input", itsStandardInput},
+#ifdef _WIN32
+    {"has it this event", hasItThisEvent},
+#else
+    {"die by a signal", dieByASignal},
+    {"its descriptors", itsDescriptors},
+    {"its signals", itsSignals},
+    {"leave a process behind", leaveAProcessBehind},
+#endif
     {"progress, then a file", progressThenAFile},
     {"progress at the end", progressAtTheEnd},
     {"an output file", anOutputFile},
@@ -338,16 +386,11 @@ const std::map<std::string, std::function<int(const Arguments &)>> behaviours{
     {"bytes with a zero", bytesWithAZero},
     {"much on both channels", muchOnBothChannels},
     {"hang after a word", hangAfterAWord},
-    {"die by a signal", dieByASignal},
     {"writes of these sizes", writesOfTheseSizes},
     {"a million bytes one by one", aMillionBytesOneByOne},
     {"print without end", printWithoutEnd},
-    {"its descriptors", itsDescriptors},
-    {"its signals", itsSignals},
-    {"its standard input", itsStandardInput},
     {"its name and folder", itsNameAndFolder},
     {"close its output and go on", closeItsOutputAndGoOn},
-    {"leave a process behind", leaveAProcessBehind},
 };
 
 void takeNotes(const Arguments &arguments)
@@ -367,7 +410,8 @@ void takeNotes(const Arguments &arguments)
 
 int main(int argc, char *argv[])
 {
-    ::alarm(longestLifeSeconds);
+    endLate();
+    toolpipe::useBytes();
     Arguments arguments(argv + 1, argv + argc);
     takeNotes(arguments);
     const char *const named = std::getenv("VOND_FAKETOOL");

@@ -5,6 +5,19 @@
 
 namespace {
 
+// Reads from there; the position, which belongs to the writers, is the end again afterwards.
+qint64 readAt(int file, char *data, qint64 size, long offset)
+{
+#ifdef Q_OS_WIN
+    static_cast<void>(::lseek(file, offset, SEEK_SET));
+    const qint64 count = ::read(file, data, static_cast<unsigned>(size));
+    static_cast<void>(::lseek(file, 0, SEEK_END));
+    return count;
+#else
+    return ::pread(file, data, static_cast<size_t>(size), offset);
+#endif
+}
+
 void flushAll()
 {
     std::cout.flush();
@@ -41,7 +54,7 @@ OutputCatcher::~OutputCatcher()
     ::close(m_before);
     static_cast<void>(std::fclose(m_file));
     if (!untaken.isEmpty()
-        && ::write(m_descriptor, untaken.constData(), size_t(untaken.size())) < 0) {
+        && ::write(m_descriptor, untaken.constData(), static_cast<unsigned>(untaken.size())) < 0) {
         std::perror("OutputCatcher");
     }
 }
@@ -49,12 +62,10 @@ OutputCatcher::~OutputCatcher()
 QByteArray OutputCatcher::take()
 {
     flushAll();
-    // pread: the position belongs to the writers, which share it through the descriptor.
     QByteArray bytes(int(::lseek(::fileno(m_file), 0, SEEK_END) - m_taken), '\0');
-    const ssize_t count = ::pread(::fileno(m_file), bytes.data(), size_t(bytes.size()), m_taken);
-    if (count != bytes.size()) {
+    if (readAt(::fileno(m_file), bytes.data(), bytes.size(), m_taken) != bytes.size()) {
         failLoudly("OutputCatcher");
     }
-    m_taken += count;
+    m_taken += bytes.size();
     return bytes;
 }

@@ -3,7 +3,23 @@
 #include <QHostAddress>
 #include <QtTest>
 
+#ifdef Q_OS_WIN
+#include <winsock2.h>
+#else
 #include <sys/socket.h>
+#endif
+
+namespace {
+
+#ifdef Q_OS_WIN
+using Descriptor = SOCKET;
+constexpr int sending = SD_SEND;
+#else
+using Descriptor = int;
+constexpr int sending = SHUT_WR;
+#endif
+
+} // namespace
 
 int RawResponse::status() const
 {
@@ -39,14 +55,17 @@ void RawClient::send(const QByteArray &bytes)
 void RawClient::halfClose()
 {
     while (m_socket.bytesToWrite() > 0 && m_socket.waitForBytesWritten(5000)) { }
-    ::shutdown(static_cast<int>(m_socket.socketDescriptor()), SHUT_WR);
+    ::shutdown(static_cast<Descriptor>(m_socket.socketDescriptor()), sending);
 }
 
 void RawClient::reset()
 {
     const linger none = {1, 0};
-    ::setsockopt(
-        static_cast<int>(m_socket.socketDescriptor()), SOL_SOCKET, SO_LINGER, &none, sizeof none);
+    ::setsockopt(static_cast<Descriptor>(m_socket.socketDescriptor()),
+                 SOL_SOCKET,
+                 SO_LINGER,
+                 reinterpret_cast<const char *>(&none),
+                 sizeof none);
     m_socket.abort();
 }
 

@@ -1,65 +1,21 @@
 #include "tests/support/serviceundertest.h"
 
+#include "tests/support/listeningport.h"
 #include "tests/support/ownfolders.h"
 
 #include <QDeadlineTimer>
 #include <QDir>
-#include <QFile>
-#include <QSet>
 #include <QSettings>
-
-#include <unistd.h>
 
 namespace {
 
 constexpr int patienceMs = 30000; // far more than ever needed, even under a sanitizer
 constexpr int glanceMs = 5;
 
-// The sockets that a process holds, as the system numbers them.
-QSet<QByteArray> socketsOf(qint64 processId)
+// The texts that it prints, with line ends as everywhere.
+QByteArray printed(QByteArray text)
 {
-    QSet<QByteArray> sockets;
-    const QDir descriptors(QStringLiteral("/proc/%1/fd").arg(processId));
-    const QStringList names = descriptors.entryList(QDir::Files | QDir::System);
-    for (const QString &name : names) {
-        // Read literally: "socket:[12345]" is not a file that a link could lead to.
-        QByteArray target(64, '\0');
-        const ssize_t length = ::readlink(QFile::encodeName(descriptors.filePath(name)).constData(),
-                                          target.data(),
-                                          static_cast<size_t>(target.size()));
-        target.truncate(static_cast<int>(qMax<ssize_t>(length, 0)));
-        if (target.startsWith("socket:[")) {
-            sockets.insert(target.mid(8).chopped(1));
-        }
-    }
-    return sockets;
-}
-
-// The port on which one of the sockets listens, from one of the system's tables, or 0.
-quint16 listeningPort(const QString &table, const QSet<QByteArray> &sockets)
-{
-    QFile file(table);
-    if (!file.open(QIODevice::ReadOnly)) {
-        return 0; // no IPv6 here, or the process is gone
-    }
-    const QList<QByteArray> lines = file.readAll().split('\n');
-    for (const QByteArray &line : lines) {
-        // sl, local address:port, remote address:port, state, ... the tenth is the socket's number
-        const QList<QByteArray> fields = line.simplified().split(' ');
-        const bool listens = fields.size() > 9 && fields.at(3) == "0A";
-        if (listens && sockets.contains(fields.at(9))) {
-            return fields.at(1).split(':').at(1).toUShort(nullptr, 16);
-        }
-    }
-    return 0;
-}
-
-quint16 listeningPort(qint64 processId)
-{
-    const QSet<QByteArray> sockets = socketsOf(processId);
-    const QString tables = QStringLiteral("/proc/%1/net/").arg(processId);
-    const quint16 port = listeningPort(tables + QStringLiteral("tcp"), sockets);
-    return port != 0 ? port : listeningPort(tables + QStringLiteral("tcp6"), sockets);
+    return text.replace("\r\n", "\n");
 }
 
 } // namespace
@@ -77,7 +33,12 @@ ServiceUnderTest::ServiceUnderTest()
                          m_folder.filePath(QStringLiteral("config")));
     m_environment.insert(QStringLiteral("XDG_CONFIG_DIRS"),
                          m_folder.filePath(QStringLiteral("systemconfig")));
+#ifdef Q_OS_WIN
+    m_environment.insert(QStringLiteral("TMP"), QDir::toNativeSeparators(temporaryFolder()));
+    QSettings(settingsFile(), QSettings::NativeFormat).clear(); // there is one for all tests
+#else
     m_environment.insert(QStringLiteral("TMPDIR"), temporaryFolder());
+#endif
     m_environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
     // The debug stream without any logging rules, on standard error and not in the journal.
     m_environment.insert(QStringLiteral("QT_FORCE_STDERR_LOGGING"), QStringLiteral("1"));
@@ -104,7 +65,11 @@ QVariant ServiceUnderTest::setting(QLatin1String key) const
 
 QString ServiceUnderTest::settingsFile() const
 {
+#ifdef Q_OS_WIN
+    return QStringLiteral("\\HKEY_CURRENT_USER\\Software\\meridane\\vondServer");
+#else
     return m_folder.filePath(QStringLiteral("config/meridane/vondServer.conf"));
+#endif
 }
 
 QString ServiceUnderTest::temporaryFolder() const
@@ -131,9 +96,10 @@ ServiceUnderTest::Ended ServiceUnderTest::run(const QStringList &words,
         (void)process.waitForFinished(patienceMs);
     }
     const bool ended = process.exitStatus() == QProcess::NormalExit;
-    return {ended ? process.exitCode() : -1,
-            process.readAllStandardOutput(),
-            process.readAllStandardError()};
+    constexpr int kept = 0xff; // of a status, by Unix
+    return {ended ? process.exitCode() & kept : -1,
+            printed(process.readAllStandardOutput()),
+            printed(process.readAllStandardError())};
 }
 
 bool ServiceUnderTest::start(const QString &toolPath)
@@ -177,12 +143,12 @@ bool ServiceUnderTest::isRunning() const
 
 QByteArray ServiceUnderTest::output() const
 {
-    return contentOf(m_folder.filePath(QStringLiteral("output")));
+    return printed(contentOf(m_folder.filePath(QStringLiteral("output"))));
 }
 
 QByteArray ServiceUnderTest::error() const
 {
-    return contentOf(m_folder.filePath(QStringLiteral("error")));
+    return printed(contentOf(m_folder.filePath(QStringLiteral("error"))));
 }
 
 void ServiceUnderTest::stop()
@@ -190,7 +156,11 @@ void ServiceUnderTest::stop()
     if (m_process.state() == QProcess::NotRunning) {
         return;
     }
+#ifdef Q_OS_WIN
+    m_process.kill(); // a program without a window cannot be asked
+#else
     m_process.terminate();
+#endif
     if (!m_process.waitForFinished(patienceMs)) {
         qWarning("the service did not let itself be stopped");
         m_process.kill();

@@ -1,6 +1,7 @@
 #include "tests/support/testmain.h"
 
 #include <QByteArray>
+#include <QTextCodec>
 
 #include <iostream>
 #include <map>
@@ -12,6 +13,15 @@ std::map<QByteArray, testmain::Run> &tests()
 {
     static std::map<QByteArray, testmain::Run> all;
     return all;
+}
+
+// What the service does at its start, or the system for it.
+void settle()
+{
+#ifdef Q_OS_WIN
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
+    qputenv("TMP", "Z:" + qgetenv("TMPDIR")); // wine has a folder of its own otherwise
+#endif
 }
 
 } // namespace
@@ -31,6 +41,7 @@ int main(int argc, char **argv)
         }
         return 2;
     }
+    settle();
     std::vector<char *> words(argv, argv + argc + 1);
     words.erase(words.begin() + 1);
     return found->second(argc - 1, words.data());
