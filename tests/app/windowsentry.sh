@@ -1,6 +1,6 @@
 #!/bin/bash
 # windowsentry.sh compile|run SOURCE_FOLDER VERSION_RESOURCE WORK_FOLDER
-# Compiles the Windows entry and the version resource with the cross compiler, runs them under wine.
+# Compiles the Windows entry and the resources with the cross compiler, runs them under wine.
 # Ends with 77, after saying why, where this cannot be tried.
 set -euo pipefail
 export LC_ALL=C.UTF-8
@@ -32,6 +32,20 @@ compile() {
     "$compiler" "${strict[@]}" -c "$sources/tests/app/windowsentry.cpp" -o "$work/service.o"
     "$resources" "$version" -O coff -o "$work/version.o"
     "$compiler" -mwindows -static "$work"/{narrowwords,winmain,service,version}.o -o "$program"
+    expect_properties
+}
+
+# What Windows shows of the program's file, read back from it.
+expect_properties() {
+    local number property
+    number=$(sed -n 's/^ *VERSION \([0-9.]*\)$/\1/p' "$sources/CMakeLists.txt")
+    "$resources" -J coff -O rc "$program" >"$work/properties"
+    for property in " FILEVERSION ${number//./, }" " PRODUCTVERSION ${number//./, }" \
+        "\"FileVersion\", \"$number\"" "\"ProductVersion\", \"$number\"" \
+        '"CompanyName", "meridane"' '"OriginalFilename", "vondServer.exe"' '"ProductName", "vondServer"' \
+        '1 14 /* RT_GROUP_ICON */' '1 24 /* RT_MANIFEST */'; do
+        grep -qF -- "$property" "$work/properties" || fail "the program has no property $property"
+    done
 }
 
 # What the entry hands over for some words: the number, and the words in hexadecimal.
@@ -54,8 +68,8 @@ run() {
     expect 0 ''
     expect 1 61 a
     expect 3 $'61\n\n6220206322' a '' 'b  c"'
-    # Outside of ASCII it is the code page's letter, or its default for what it lacks.
-    expect 2 $'66fc72\n3f' für ∆
+    # The manifest makes the code page UTF-8.
+    expect 2 $'66c3bc72\ne28886' für ∆
     expect 2 $'433a5c5c785c\n2d' "C:\\\\x\\" -
 }
 
