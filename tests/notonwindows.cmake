@@ -12,3 +12,14 @@ set(VOND_NOT_ON_WINDOWS_refusedmemorytest "its allocator takes the place of the 
 set(VOND_NOT_ON_WINDOWS_refusedconnectiontest "its allocator takes the place of the C library's on Linux")
 set(VOND_NOT_ON_WINDOWS_bigbodytest "looks at memory in /proc")
 set(VOND_NOT_ON_WINDOWS_realmemtesttest "looks at memory in /proc")
+
+# In Python.
+set(VOND_NOT_ON_WINDOWS_busydaytest "looks at threads and descriptors in /proc")
+set(VOND_NOT_ON_WINDOWS_faultstest "causes its faults with limits, mounts and signals of Unix")
+set(VOND_NOT_ON_WINDOWS_hugeoutputtest "causes its faults with limits, mounts and signals of Unix")
+set(VOND_NOT_ON_WINDOWS_crashsafetytest "files without a name are Linux's")
+set(VOND_NOT_ON_WINDOWS_manycrashestest "files without a name are Linux's")
+set(VOND_NOT_ON_WINDOWS_hugetexttest "looks at memory in /proc")
+set(VOND_NOT_ON_WINDOWS_hugeuploadtest "looks at memory in /proc")
+set(VOND_NOT_ON_WINDOWS_memoryreturntest "looks at memory in /proc")
+set(VOND_NOT_ON_WINDOWS_scarcememorytest "looks at memory in /proc")

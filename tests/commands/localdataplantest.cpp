@@ -39,6 +39,8 @@ private Q_SLOTS:
     void elementsWithoutAKeyAreSkippedAndLogged();
     void theOutputIsNamedAfterInputAndConfiguration_data();
     void theOutputIsNamedAfterInputAndConfiguration();
+    void theOutputsNameIsLookedAtOnWindows_data();
+    void theOutputsNameIsLookedAtOnWindows();
     void argumentsWithoutOptions();
     void argumentsWithOptions();
     void theAnswerFollowsWhatTheToolSaid_data();
@@ -161,6 +163,27 @@ void LocalDataPlanTest::theOutputIsNamedAfterInputAndConfiguration()
     QFETCH(const QString, input);
     QFETCH(const QString, configuration);
     QTEST(commands::localOutputPath(QStringLiteral("/t"), input, configuration), "output");
+}
+
+void LocalDataPlanTest::theOutputsNameIsLookedAtOnWindows_data()
+{
+    QTest::addColumn<QString>("output");
+    QTest::addColumn<bool>("isName");
+
+    QTest::newRow("name") << "a_X.tif" << true;
+    QTest::newRow("without suffix the dot stays") << "a_X." << true;
+    QTest::newRow("two dots") << "a_X.." << false;
+    QTest::newRow("out of the folder") << "a_\\..\\..\\X.tif" << false;
+    QTest::newRow("another stream") << "a_X:y.tif" << false;
+}
+
+void LocalDataPlanTest::theOutputsNameIsLookedAtOnWindows()
+{
+    QFETCH(const QString, output);
+    const QString folder = QStringLiteral("C:/T");
+    const QString path = folder + QLatin1Char('/') + output;
+    QTEST(commands::namesFile(path, folder, base::NameRules::Windows), "isName");
+    QVERIFY(commands::namesFile(path, folder, base::NameRules::Unix));
 }
 
 void LocalDataPlanTest::argumentsWithoutOptions()

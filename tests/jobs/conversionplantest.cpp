@@ -26,6 +26,8 @@ private Q_SLOTS:
     void plannedOutputName();
     void argumentsStandInTheToolsOrder();
     void aMarkerInTheFolderIsFilledInTheInputPathOnly();
+    void eachNameOfAConversionIsLookedAtOnWindows_data();
+    void eachNameOfAConversionIsLookedAtOnWindows();
     void theAnswerFollowsWhatTheToolSaidLast_data();
     void theAnswerFollowsWhatTheToolSaidLast();
 };
@@ -137,6 +139,51 @@ void ConversionPlanTest::aMarkerInTheFolderIsFilledInTheInputPathOnly()
     QCOMPARE(plan.inputPath, QStringLiteral("/a.tif/a.tif"));
     QCOMPARE(plan.stopFilePath, QStringLiteral("/%2/c1.txt"));
     QCOMPARE(plan.outputPath, QStringLiteral("/%2/a_X.tif"));
+}
+
+void ConversionPlanTest::eachNameOfAConversionIsLookedAtOnWindows_data()
+{
+    QTest::addColumn<QString>("input");
+    QTest::addColumn<QString>("configuration");
+    QTest::addColumn<QString>("cancelId");
+    QTest::addColumn<bool>("areNames");
+
+    QTest::newRow("names") << "a.tif"
+                           << "Coated v2"
+                           << "c1" << true;
+    QTest::newRow("nothing") << ""
+                             << ""
+                             << "" << true;
+    QTest::newRow("input is a device") << "NUL"
+                                       << "X"
+                                       << "c1" << false;
+    QTest::newRow("input out of the folder") << "..\\a.tif"
+                                             << "X"
+                                             << "c1" << false;
+    QTest::newRow("stop file is a device") << "a.tif"
+                                           << "X"
+                                           << "com1" << false;
+    QTest::newRow("an ID with a dot at the end, which the suffix follows") << "a.tif"
+                                                                           << "X"
+                                                                           << "c1." << true;
+    QTest::newRow("output out of the folder") << "a.tif"
+                                              << "\\..\\..\\X"
+                                              << "c1" << false;
+    QTest::newRow("output to another stream") << "a.tif"
+                                              << "X:y"
+                                              << "c1" << false;
+}
+
+void ConversionPlanTest::eachNameOfAConversionIsLookedAtOnWindows()
+{
+    QFETCH(const QString, input);
+    QFETCH(const QString, configuration);
+    QFETCH(const QString, cancelId);
+    const jobs::ConversionRequest request{input, {}, configuration, cancelId};
+    const QString folder = QStringLiteral("C:/Users/x/T");
+    const jobs::ConversionPlan plan = jobs::planConversion(request, folder);
+    QTEST(jobs::namesFiles(request, plan, folder, base::NameRules::Windows), "areNames");
+    QVERIFY(jobs::namesFiles(request, plan, folder, base::NameRules::Unix));
 }
 
 void ConversionPlanTest::theAnswerFollowsWhatTheToolSaidLast_data()

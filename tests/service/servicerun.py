@@ -5,27 +5,34 @@ import pathlib
 import resource
 import shutil
 import signal
+import socket
 import subprocess
 import tempfile
 import time
 
 import rawhttp
 
-READY = 30.0  # seconds
+READY = 60.0  # seconds; wine is slow to start
 
 
 class Service:
     """Serves on a free port of 127.0.0.1 while the block lasts. The words are the command line
-    after the port; `limits` are (resource, soft and hard) pairs; `user` is a numeric id."""
+    after the port; `limits` are (resource, soft and hard) pairs; `user` is a numeric id.
+
+    A program for Windows runs under wine, in the prefix that the environment names, and so does its
+    tool. Its settings are the prefix's; what needs /proc does not work with it. `settings` are the
+    program's own commands for them, with their values."""
 
     def __init__(self, program: str, tool: str, environment: dict = None, limits: list = (),
-                 user: int = None, work_folder: str = None, errors_to=None):
+                 user: int = None, work_folder: str = None, errors_to=None, settings: dict = None):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="vond-hostile-"))
         self.program = program
         self.tool = tool
         self.limits = limits
         self.user = user
         self.errors_to = errors_to  # a file object instead of one that errors() reads
+        self.is_for_windows = program.endswith(".exe")
+        self.settings = settings or {}
         for name in ("config/meridane", "systemconfig", "tmp"):
             (self.folder / name).mkdir(parents=True)
         self.work = pathlib.Path(work_folder) if work_folder else self.folder / "tmp"
@@ -41,6 +48,7 @@ class Service:
                 f"[General]\nTempFolder={work_folder}\n", encoding="utf-8")
         self.process = None
         self.port = 0
+        self.free_port = 0  # to be listened on, where it cannot be asked for
 
     @property
     def address(self) -> tuple:
@@ -71,8 +79,7 @@ class Service:
         with open(self.folder / "output", "ab") as output, \
                 open(self.folder / "error", "ab") as error:
             self.process = subprocess.Popen(
-                [self.program, "127.0.0.1", "0", self.tool], stdin=subprocess.DEVNULL,
-                stdout=output,
+                self._command(), stdin=subprocess.DEVNULL, stdout=output,
                 stderr=self.errors_to or error, env=self.environment, preexec_fn=prepare, **own)
         deadline = time.monotonic() + READY
         self.port = 0
@@ -81,6 +88,21 @@ class Service:
                 raise RuntimeError("the service does not listen: " + self.errors())
             time.sleep(0.005)
             self.port = self._listening_port()
+
+    def _command(self) -> list:
+        if not self.is_for_windows:
+            return [self.program, "127.0.0.1", "0", self.tool]
+        for word, value in {"setTempFolder": f"Z:{self.work}", "setLogFolder": f"Z:{self.work}",
+                            "setLogging": "0", **self.settings}.items():
+            self.run(word, value)
+        with socket.create_server(("127.0.0.1", 0)) as taken:
+            self.free_port = taken.getsockname()[1]
+        return ["wine", self.program, "127.0.0.1", str(self.free_port), f"Z:{self.tool}"]
+
+    def run(self, *words) -> subprocess.CompletedProcess:
+        """The Windows program with these words."""
+        return subprocess.run(["wine", self.program, *words], stdin=subprocess.DEVNULL, capture_output=True,
+                              env=self.environment, check=False, timeout=READY)
 
     def stop(self) -> None:
         if self.process and self.process.poll() is None:
@@ -98,6 +120,12 @@ class Service:
         return (self.folder / "error").read_text(encoding="utf-8", errors="replace")
 
     def _listening_port(self) -> int:
+        if self.is_for_windows:
+            try:
+                socket.create_connection(("127.0.0.1", self.free_port), timeout=READY).close()
+                return self.free_port
+            except ConnectionRefusedError:
+                return 0
         sockets = set()
         try:
             for name in os.listdir(f"/proc/{self.pid}/fd"):

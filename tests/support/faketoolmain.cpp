@@ -8,6 +8,7 @@
 #include "tests/support/toolpipe.h"
 
 #include <cctype>
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
@@ -61,6 +62,12 @@ bool exists(const std::string &path)
     };
 
     return ::stat(path.c_str(), &info) == 0;
+}
+
+void pause(unsigned long milliseconds)
+{
+    constexpr unsigned long microseconds = 1000;
+    ::usleep(static_cast<useconds_t>(milliseconds * microseconds));
 }
 
 std::string after(const Arguments &arguments, const std::string &option)
@@ -184,6 +191,29 @@ int untilTheStopFileIsThere(const Arguments &arguments)
     return EXIT_FAILURE;
 }
 
+// Its last progress and its last word, which the answer depends on, with so many ms in between.
+int afterAPause(const Arguments &arguments, unsigned long milliseconds)
+{
+    out("Progress: 100%\n");
+    pause(milliseconds);
+    out("Output file:  " + after(arguments, "-o") + ".done\n");
+    return EXIT_SUCCESS;
+}
+
+// Progress that says when it was written, in ms since 1970.
+int theTime(const Arguments &)
+{
+    constexpr unsigned long betweenMs = 100;
+    for (int i = 1; i <= 20; ++i) {
+        pause(betweenMs);
+        const auto now = std::chrono::system_clock::now().time_since_epoch();
+        out("Progress: " + std::to_string(i) + "% "
+            + std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(now).count())
+            + "\n");
+    }
+    return EXIT_SUCCESS;
+}
+
 int printItsArguments(const Arguments &arguments)
 {
     for (const std::string &argument : arguments) {
@@ -265,8 +295,9 @@ int printWithoutEnd(const Arguments &arguments)
 
 int itsNameAndFolder(const Arguments &arguments)
 {
-    std::string folder(4096, '\0');
-    out(arguments.back() + "\n" + ::getcwd(folder.data(), folder.size()) + "\n");
+    constexpr int longest = 4096;
+    std::string folder(longest, '\0');
+    out(arguments.back() + "\n" + ::getcwd(folder.data(), longest) + "\n");
     return EXIT_SUCCESS;
 }
 
@@ -379,6 +410,7 @@ const std::map<std::string, std::function<int(const Arguments &)>> behaviours{
     {"error about the last argument", errorAboutTheLastArgument},
     {"two lines in one chunk", twoLinesInOneChunk},
     {"until the stop file is there", untilTheStopFileIsThere},
+    {"the time", theTime},
     {"print its arguments", printItsArguments},
     {"text and status three", textAndStatusThree},
     {"print nothing", printNothing},
@@ -418,6 +450,11 @@ int main(int argc, char *argv[])
     const auto found = behaviours.find(named ? named : after(arguments, "-c"));
     if (named && named == std::string("its name and folder")) {
         arguments.emplace_back(argv[0]);
+    }
+    const std::string asked = after(arguments, "-c");
+    const std::string pauseOf = "pause ";
+    if (!named && asked.compare(0, pauseOf.size(), pauseOf) == 0) {
+        return afterAPause(arguments, std::stoul(asked.substr(pauseOf.size())));
     }
     if (found == behaviours.end()) {
         err("fake tool: no such behaviour\n");

@@ -1,7 +1,7 @@
 // What childprocesstest holds on Linux, as far as Windows has it.
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
-#include "tests/support/standin.h"
+#include "tests/support/faketool.h"
 #include "tests/support/testmain.h"
 #include "tool/childprocess.h"
 
@@ -48,7 +48,7 @@ std::vector<QByteArray> chunksOf(ChildProcess &process)
         chunks.push_back(process.readAllStandardOutput());
     });
     if (!process.waitForFinished(forEver)) {
-        qFatal("the stand-in was not run to its end");
+        qFatal("the fake tool was not run to its end");
     }
     return chunks;
 }
@@ -127,10 +127,10 @@ void ChildProcessWindowsTest::aRunLooksAsWithQProcess_data()
 void ChildProcessWindowsTest::aRunLooksAsWithQProcess()
 {
     QFETCH(const QStringList, arguments);
-    standin::behave(QTest::currentDataTag());
-    const Run theirs = runWith<QProcess>(standin::path(), arguments);
-    standin::behave(QTest::currentDataTag());
-    const Run ours = runWith<ChildProcess>(standin::path(), arguments);
+    faketool::behave(QTest::currentDataTag());
+    const Run theirs = runWith<QProcess>(faketool::path(), arguments);
+    faketool::behave(QTest::currentDataTag());
+    const Run ours = runWith<ChildProcess>(faketool::path(), arguments);
     QVERIFY(ours.hasEnded && theirs.hasEnded);
     QCOMPARE(ours.output, theirs.output);
     QCOMPARE(ours.errors, theirs.errors);
@@ -149,9 +149,9 @@ void ChildProcessWindowsTest::argumentsArriveAsTheyAre()
         QStringLiteral("tab\tand\nline"),
         QStringLiteral("\u00e4\u20ac\u65e5"),
     };
-    standin::behave("print nothing");
-    QVERIFY(runWith<ChildProcess>(standin::path(), arguments).hasEnded);
-    QCOMPARE(standin::arguments(), arguments);
+    faketool::behave("print nothing");
+    QVERIFY(runWith<ChildProcess>(faketool::path(), arguments).hasEnded);
+    QCOMPARE(faketool::arguments(), arguments);
 }
 
 void ChildProcessWindowsTest::aProgramThatCannotBeStartedIsTold()
@@ -177,14 +177,14 @@ void ChildProcessWindowsTest::aBatchFileIsNotStarted()
 
 void ChildProcessWindowsTest::theNextStartForgetsTheRunBefore()
 {
-    standin::behave("text and status three");
+    faketool::behave("text and status three");
     ChildProcess process;
     process.start(QStringLiteral("C:/no/such/program.exe"), {});
     QVERIFY(!process.errorString().isEmpty());
-    process.start(standin::path(), {});
+    process.start(faketool::path(), {});
     QCOMPARE(process.errorString(), QString());
     QVERIFY(process.waitForFinished(forEver));
-    process.start(standin::path(), {});
+    process.start(faketool::path(), {});
     QVERIFY(process.waitForFinished(forEver));
     QCOMPARE(process.readAllStandardOutput(), QByteArray("stand-in 1.0 \xe2\x82\xac\n"));
     QCOMPARE(process.readAllStandardError(), QByteArray("a warning\n"));
@@ -192,15 +192,15 @@ void ChildProcessWindowsTest::theNextStartForgetsTheRunBefore()
 
 void ChildProcessWindowsTest::eachWriteIsAChunkHoweverLateItIsRead()
 {
-    standin::behave("writes of these sizes");
+    faketool::behave("writes of these sizes");
     ChildProcess process;
     const QStringList arguments{QStringLiteral("15"),
                                 QStringLiteral("30"),
                                 QStringLiteral("1"),
                                 QStringLiteral("4095"),
                                 QStringLiteral("2")};
-    process.start(standin::path(), arguments);
-    QTRY_VERIFY(standin::ran() && !standin::isAlive(standin::processId())); // all is written
+    process.start(faketool::path(), arguments);
+    QTRY_VERIFY(faketool::ran() && !faketool::isAlive(faketool::processId())); // all is written
     const std::vector<QByteArray> expected{
         QByteArray(15, 'a'), QByteArray(30, 'b'), "c", QByteArray(4095, 'd'), "ee"};
     QCOMPARE(chunksOf(process), expected);
@@ -217,9 +217,9 @@ void ChildProcessWindowsTest::aLongWriteIsOneChunk_data()
 void ChildProcessWindowsTest::aLongWriteIsOneChunk()
 {
     QFETCH(const QString, size);
-    standin::behave("writes of these sizes");
+    faketool::behave("writes of these sizes");
     ChildProcess process;
-    process.start(standin::path(), {QStringLiteral("7"), size, QStringLiteral("7")});
+    process.start(faketool::path(), {QStringLiteral("7"), size, QStringLiteral("7")});
     const std::vector<qint64> expected{7, size.toLongLong(), 7};
     QCOMPARE(sizes(chunksOf(process)), expected);
 }
@@ -227,7 +227,7 @@ void ChildProcessWindowsTest::aLongWriteIsOneChunk()
 void ChildProcessWindowsTest::writesBySixteenAtOnceAreNeverMistaken()
 {
     constexpr std::size_t clients = 16;
-    standin::behave("writes of these sizes");
+    faketool::behave("writes of these sizes");
     for (const char *const pause : {"~0", "~1000", "~5000"}) {
         std::array<bool, clients> isRight = {};
         std::vector<std::thread> threads;
@@ -237,7 +237,7 @@ void ChildProcessWindowsTest::writesBySixteenAtOnceAreNeverMistaken()
                 for (int i = 0; i < 3; ++i) {
                     ChildProcess process;
                     process.start(
-                        standin::path(),
+                        faketool::path(),
                         {QStringLiteral("14"), QLatin1String(pause), QStringLiteral("20")});
                     right = right && sizes(chunksOf(process)) == std::vector<qint64>{14, 20};
                 }
@@ -253,7 +253,7 @@ void ChildProcessWindowsTest::writesBySixteenAtOnceAreNeverMistaken()
 
 void ChildProcessWindowsTest::aWriteIsReadAtOnce()
 {
-    standin::behave("writes of these sizes");
+    faketool::behave("writes of these sizes");
     ChildProcess process;
     qint64 first = 0;
     QElapsedTimer timer;
@@ -265,7 +265,7 @@ void ChildProcessWindowsTest::aWriteIsReadAtOnce()
         }
     });
     // The second comes 200 ms after the first; Qt would look for it after some 300.
-    process.start(standin::path(),
+    process.start(faketool::path(),
                   {QStringLiteral("5"),
                    QStringLiteral("~200000"),
                    QStringLiteral("6"),
@@ -278,34 +278,34 @@ void ChildProcessWindowsTest::theProgramInheritsItsStandardStreamsOnly()
 {
     SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
     const HANDLE event = CreateEventW(&inheritable, TRUE, FALSE, nullptr);
-    standin::behave("has it this event");
+    faketool::behave("has it this event");
     const QString number = QString::number(reinterpret_cast<quintptr>(event));
-    const Run run = runWith<ChildProcess>(standin::path(), {number});
+    const Run run = runWith<ChildProcess>(faketool::path(), {number});
     CloseHandle(event);
     QCOMPARE(run.output, QByteArray("no\n"));
 }
 
 void ChildProcessWindowsTest::standardInputIsOpenAndSilent()
 {
-    standin::behave("its standard input");
-    QCOMPARE(runWith<ChildProcess>(standin::path(), {}).output, QByteArray("open and silent\n"));
+    faketool::behave("its standard input");
+    QCOMPARE(runWith<ChildProcess>(faketool::path(), {}).output, QByteArray("open and silent\n"));
 }
 
 void ChildProcessWindowsTest::whenTheTimeIsUpTheProgramRunsOnUntilTheObjectGoes()
 {
-    standin::behave("hang after a word");
+    faketool::behave("hang after a word");
     {
         ChildProcess process;
-        process.start(standin::path(), {});
-        QTRY_VERIFY(standin::ran());
+        process.start(faketool::path(), {});
+        QTRY_VERIFY(faketool::ran());
         QVERIFY(!process.waitForFinished(shortMs));
         QCOMPARE(process.state(), QProcess::Running);
         QCOMPARE(process.errorString(), QStringLiteral("Process operation timed out"));
         QCOMPARE(process.readAllStandardOutput(), QByteArray("partial\n"));
-        QVERIFY(standin::isAlive(standin::processId()));
+        QVERIFY(faketool::isAlive(faketool::processId()));
         QVERIFY(!process.waitForFinished(0));
     }
-    QVERIFY(!standin::isAlive(standin::processId()));
+    QVERIFY(!faketool::isAlive(faketool::processId()));
 }
 
 void ChildProcessWindowsTest::endlessOutputKillsTheProgram_data()
@@ -318,14 +318,14 @@ void ChildProcessWindowsTest::endlessOutputKillsTheProgram_data()
 void ChildProcessWindowsTest::endlessOutputKillsTheProgram()
 {
     QFETCH(const QStringList, arguments);
-    standin::behave("print without end");
+    faketool::behave("print without end");
     OutputCatcher operatorLines(OutputCatcher::Channel::Error);
     ChildProcess process;
-    process.start(standin::path(), arguments);
+    process.start(faketool::path(), arguments);
     QVERIFY(process.waitForFinished(forEver));
     QCOMPARE(operatorLines.take(),
              QByteArray("error: the tool printed more than 67108864 bytes, it is killed\n"));
-    QVERIFY(!standin::isAlive(standin::processId()));
+    QVERIFY(!faketool::isAlive(faketool::processId()));
     const QByteArray kept =
         arguments.isEmpty() ? process.readAllStandardOutput() : process.readAllStandardError();
     QVERIFY(kept.size() > ChildProcess::largestOutput);
@@ -334,23 +334,23 @@ void ChildProcessWindowsTest::endlessOutputKillsTheProgram()
 
 void ChildProcessWindowsTest::anExceptionFromASlotLeavesNothingBehind()
 {
-    standin::behave("hang after a word");
+    faketool::behave("hang after a word");
     ChildProcess process;
     QObject::connect(
         &process, &ChildProcess::readyReadStandardOutput, &process, [] { throw std::bad_alloc(); });
-    process.start(standin::path(), {});
+    process.start(faketool::path(), {});
     QVERIFY_EXCEPTION_THROWN(static_cast<void>(process.waitForFinished(forEver)), std::bad_alloc);
     QCOMPARE(process.state(), QProcess::NotRunning);
-    QVERIFY(!standin::isAlive(standin::processId()));
+    QVERIFY(!faketool::isAlive(faketool::processId()));
 }
 
 void ChildProcessWindowsTest::aHundredRunsLeaveNoHandle()
 {
-    standin::behave("text and status three");
-    QVERIFY(runWith<ChildProcess>(standin::path(), {}).hasEnded); // what the first run leaves
+    faketool::behave("text and status three");
+    QVERIFY(runWith<ChildProcess>(faketool::path(), {}).hasEnded); // what the first run leaves
     const DWORD before = openHandles();
     for (int i = 0; i < 100; ++i) {
-        QVERIFY(runWith<ChildProcess>(standin::path(), {}).hasEnded);
+        QVERIFY(runWith<ChildProcess>(faketool::path(), {}).hasEnded);
     }
     QCOMPARE(openHandles(), before);
 }
