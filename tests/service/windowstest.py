@@ -3,7 +3,7 @@
 there, the bounds and the lateness of what the tool writes, many connections, large answers, UTF-8,
 the end of a session.
 
-Usage: windowstest.py vondServer.exe standintool.exe [--figures] [--huge]
+Usage: windowstest.py vondServer.exe faketool.exe [--figures] [--huge]
 
   --figures  more runs, and what was measured
   --huge     an answer of 2 GB, too
