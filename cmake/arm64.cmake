@@ -5,5 +5,5 @@ set(CMAKE_SYSTEM_PROCESSOR aarch64)
 set(CMAKE_LIBRARY_ARCHITECTURE aarch64-linux-gnu)
 set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
 set(ENV{PKG_CONFIG_LIBDIR} /usr/lib/aarch64-linux-gnu/pkgconfig:/usr/share/pkgconfig)
-# What CTest starts the test programs with.
+# CTest runs the test programs with this.
 set(CMAKE_CROSSCOMPILING_EMULATOR /usr/bin/qemu-aarch64-static)
