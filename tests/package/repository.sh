@@ -1,12 +1,13 @@
 #!/bin/bash
-# apt and the folder that deploy/make-repository makes, inside the root that scripts/try packages makes.
+# apt and the repository that deploy/make-repository makes, inside the root that scripts/try
+# packages makes.
 set -u
 # shellcheck source=tests/scripts/expect.sh
 source /try/expect.sh
 export DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8
 
-# What is told to clients, but for the address. Debian's own lists stay as they were fetched: there
-# is no network in here.
+# What clients are told to do, except for the address. Debian's own lists stay as they were fetched:
+# there is no network in here.
 use() {
     sed "s|^URIs: .*|URIs: file:$1|" /try/first/vond.sources >/etc/apt/sources.list.d/vond.sources
 }

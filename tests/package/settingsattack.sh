@@ -1,10 +1,10 @@
-# shellcheck shell=bash disable=SC2034,SC2154 # set here for those who source it, and the other way
-# Tries to write where the service's settings are read from, by the means of its clients; sourced by
-# what tries the package and the container image. Needs $address, ask and expect.sh.
+# shellcheck shell=bash disable=SC2034,SC2154 # set here for those who source it, and the other way Tries to write where
+# the service's settings are read from, with the means of its clients; sourced by the tests of the package and the
+# container image. Needs $address, ask and expect.sh.
 #
-# The tool is to be /usr/bin/env meanwhile, so that /vond runs anything: no real tool can do more.
+# The tool must be /usr/bin/env meanwhile, so that /vond runs anything: no real tool can do more.
 
-# In the order they are read: what stands in an earlier one counts.
+# In the order they are read: an earlier one takes precedence.
 readonly settings_places=(
     /var/lib/vondserver/.config/meridane/vondServer.conf
     /var/lib/vondserver/.config/meridane.conf
@@ -12,14 +12,14 @@ readonly settings_places=(
     /etc/xdg/meridane.conf
 )
 
-# Would let anybody read the password file, and change the tool at the next start.
+# Would let anybody read the password file, and would change the tool at the next start.
 readonly settings_of_the_attacker='[General]
 TempFolder=/etc
 vondPath=/usr/bin/false
 '
 
-# print_settings: names, owners, rights and contents of all that may hold settings; run where they
-# can be seen, with the service's folder of its own as first argument
+# print_settings: names, owners, permissions and contents of everything that may hold settings; run where they are
+# visible, with the service's own folder as first argument
 # shellcheck disable=SC2016 # the shell in there expands it
 readonly print_settings='
     cd / && for folder in /var/lib/vondserver/.config /etc/xdg; do
@@ -27,7 +27,7 @@ readonly print_settings='
         find "$folder" -type f -exec sha256sum {} + | sort
     done'
 
-# Every way to write that a shell has, for each place, and from the root of each process in sight.
+# Every way to write that a shell has, for each file, and from the root of each visible process.
 # shellcheck disable=SC2016 # the tool expands it
 readonly attack_by_the_tool='
     evil=/var/lib/vondserver/tmp/evil.conf
@@ -87,7 +87,7 @@ expect_unchanged() {
     changes=$(diff <(echo "$3") <(echo "$2")) || fail "the settings are others $1" "$changes"
 }
 
-# The settings in force are still those of before: T, and a tool that does what it is asked to.
+# The settings in force are unchanged: T, and a tool that does what it is asked to.
 the_settings_are_still_in_force() {
     expect "what is read from /etc" "$(ask "$address/getConversionResult/passwd" | head -n 1)" ""
     expect_part "the tool" "$(ask --data '["echo", "as before"]' "$address/vond")" '"stdOut":"as before'

@@ -11,12 +11,12 @@ expect() {
     [[ $2 == "$3" ]] || fail "$1" "  is:        $2" "  should be: $3"
 }
 
-# expect_part WHAT TEXT PART: PART stands somewhere in TEXT
+# expect_part WHAT TEXT PART: PART occurs in TEXT
 expect_part() {
     [[ $2 == *"$3"* ]] || fail "$1" "  is:          $2" "  should hold: $3"
 }
 
-# Runs the functions named, one after the other, and ends the program with their outcome.
+# Runs the named functions, one after the other, and exits with their outcome.
 run_tests() {
     local name outcome=0
     for name in "$@"; do

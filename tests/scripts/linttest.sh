@@ -1,5 +1,5 @@
 #!/bin/bash
-# scripts/lint on a project of two small files: nothing that changed may hide behind an earlier result.
+# scripts/lint on a project with two small files: no change may hide behind an earlier result.
 set -u
 here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 # shellcheck source=tests/scripts/expect.sh

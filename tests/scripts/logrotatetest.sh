@@ -15,7 +15,7 @@ service_pid=''
 trap '[[ -z $service_pid ]] || kill "$service_pid"; wait; rm -rf "$place"' EXIT
 mkdir -p "$place/etc/meridane" "$place/logs"
 log=$place/logs/vondServer.log
-# As an installed service finds it: in the settings for all users, without a store of its own.
+# As for an installed service: in the system-wide settings, without a store of its own.
 printf '[General]\nServerLogging=true\nLogFolder=%s\n' "$place/logs" >"$place/etc/meridane/vondServer.conf"
 sed -e "s|/var/log/vondserver/|$place/logs/|" \
     -e "s|su vondserver vondserver|su $(id -un) $(id -gn)|" \

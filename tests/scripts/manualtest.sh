@@ -1,5 +1,5 @@
 #!/bin/bash
-# The manual pages, the completion of command words, and what the other documents promise to have.
+# The manual pages, the completion of command words, and what the other documents promise.
 set -u
 here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 # shellcheck source=tests/scripts/expect.sh
@@ -17,7 +17,7 @@ complete_words() {
 manual_pages_are_well_formed() {
     local complaints
     command -v mandoc >/dev/null || skip "mandoc is not installed (scripts/install-dependencies test)"
-    # Whether pages that are referred to are installed is this machine's business.
+    # Whether referenced pages are installed depends on this machine.
     complaints=$(mandoc -T lint -W all deploy/*.1 2>/dev/null | grep -v 'referenced manual not found')
     expect "complaints" "$complaints" ""
 }
@@ -64,7 +64,7 @@ links_between_documents_lead_somewhere() {
             heading=${target#*#}
             [[ $target == *#* ]] || heading=''
             target=${target%%#*}
-            # A link within a document has no file's name.
+            # A link within a document has no file name.
             target=${target:+${document%/*}/$target}
             [[ $document == */* ]] || target=${target#*/}
             target=${target:-$document}

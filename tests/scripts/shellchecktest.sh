@@ -7,7 +7,7 @@ source "$here/expect.sh"
 command -v shellcheck >/dev/null || skip "shellcheck is not installed (scripts/install-dependencies test)"
 cd "$here/../.." || exit 1
 
-# A shell script is what says so in its first line.
+# A shell script is a file that says so in its first line.
 mapfile -t scripts < <(find . \( -name build -o -name .git -o -name node_modules \) -prune \
     -o -type f -size -200k -exec awk 'FNR == 1 && /^#(!.*\/(env )?(ba)?sh$|.*shellcheck shell=)/ { print FILENAME }
         { nextfile }' {} + | sort)

@@ -1,5 +1,5 @@
 #!/bin/bash
-# scripts/try: the list of what can be tried, and that a name runs its program.
+# scripts/try: the list of live tests, and that a name runs its program.
 set -u
 here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 # shellcheck source=tests/scripts/expect.sh
