@@ -23,7 +23,7 @@ function fillInTexts() {
   }
 }
 
-/** The sections are parts of one page, and what comes after the # in its address says which is seen. */
+/** The sections are parts of one page; the fragment of its address selects the visible one. */
 function startNavigation(/** @type {(section: string) => void} */ opened) {
   const show = (/** @type {boolean} */ moveFocus) => {
     const wanted = location.hash.slice(1);

@@ -22,7 +22,7 @@ test('an empty text tells no progress: before the conversion, and after it', () 
 
 test('an explanation with a path or several lines is no name', () => {
   assert.ok(mayBeName('photo_PressCMYK.jpg'));
-  assert.ok(mayBeName('There is no configuration.')); // only fetching it tells
+  assert.ok(mayBeName('There is no configuration.')); // only fetching it shows that
   for (const text of [
     '',
     '.',

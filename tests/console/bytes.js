@@ -1,4 +1,4 @@
-/** Small files made by hand, for the tests of what reads them. */
+/** Small hand-made files, for testing the code that reads them. */
 
 export const text = (string) => [...string].map((character) => character.charCodeAt(0));
 export const be16 = (...numbers) => numbers.flatMap((n) => [(n >> 8) & 255, n & 255]);
@@ -85,7 +85,7 @@ export function png({ colours = 2, bits = 8, chunks = [] }) {
   ]);
 }
 
-/** A TIFF directory of [tag, type, count, value]; a value that is an array lies behind it. */
+/** A TIFF directory of [tag, type, count, value]; array values follow it. */
 export function tiff(entries, little = false) {
   const order = (bytes) => (little ? [...bytes].reverse() : bytes);
   const u16 = (n) => order(be16(n));

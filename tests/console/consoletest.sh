@@ -1,5 +1,5 @@
 #!/bin/bash
-# The modules of the page that decide, tested without a browser. Exit status 77: skipped.
+# The page's logic, tested without a browser. Exit status 77: skipped.
 set -euo pipefail
 cd -- "$(dirname -- "${BASH_SOURCE[0]}")"
 

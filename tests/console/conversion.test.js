@@ -16,7 +16,7 @@ const srgb = [
   ['gXYZ', xyz(0.38515, 0.71687, 0.09708)],
   ['bXYZ', xyz(0.14307, 0.06061, 0.7141)],
 ];
-// Figures of sRGB's curve, as a parametric one.
+// The parameters of the sRGB curve, as a parametric curve.
 const para = [
   ...text('para'),
   ...be32(0),

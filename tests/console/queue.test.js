@@ -4,7 +4,7 @@ import { afterEach, beforeEach, mock, test } from 'node:test';
 import { Queue } from '../../console/page/queue/queue.js';
 import { NetworkLost, ProxyRefusal } from '../../console/page/service/errors.js';
 
-// Node.js 18 has it not; every browser does.
+// Node.js 18 does not have it; every browser does.
 globalThis.CustomEvent ??= class extends Event {
   constructor(type, { detail }) {
     super(type);
@@ -12,7 +12,7 @@ globalThis.CustomEvent ??= class extends Event {
   }
 };
 
-/** A service whose answers each test decides. It writes down what was asked. */
+/** A service whose responses each test decides. It records the requests. */
 class FakeService {
   asked = [];
   uploads = [];
@@ -69,7 +69,7 @@ let ids;
 const files = (...names) => names.map((name) => new File(['x'], name));
 const phases = () => queue.jobs.map((job) => job.phase);
 
-/** A clock that stands still until a test moves it on. */
+/** A clock that stands still until a test advances it. */
 const clock = {
   now: 0,
   due: new Map(),
@@ -97,7 +97,7 @@ const clock = {
   },
 };
 
-/** Lets everything happen that is due, and what follows from it. */
+/** Lets everything that is due happen, with its consequences. */
 async function settle(ms = 0) {
   clock.tick(ms);
   for (let i = 0; i < 20; i += 1) {
@@ -128,7 +128,7 @@ test('a picture is uploaded, converted, followed and found', async () => {
   await settle();
   assert.equal(job.phase, 'converting');
   assert.equal(job.percent, 40);
-  service.percent = ''; // the entry goes before the answer comes
+  service.percent = ''; // the entry is removed before the response arrives
   await settle(250);
   assert.equal(job.percent, 40);
   service.files.add('id-1_sRGB.jpg');
@@ -233,7 +233,7 @@ test('a lost network pauses everything; back again, old conversions are stopped 
   assert.equal(queue.online, false);
   queue.add(files('c'), 'x');
   assert.equal(queue.jobs[2].phase, 'waiting');
-  await settle(500); // asked again, in vain
+  await settle(500); // requested again, in vain
   assert.equal(queue.online, false);
   service.network = true;
   await settle(1000);

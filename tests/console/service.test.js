@@ -3,7 +3,7 @@ import { test } from 'node:test';
 import { FileUnreadable, NetworkLost, ProxyRefusal } from '../../console/page/service/errors.js';
 import { Service, serviceAddress } from '../../console/page/service/service.js';
 
-/** A fetch() that answers with what it is given, and writes down what it was asked. */
+/** A fetch() that responds with what it is given, and records the requests. */
 function serviceThat(answer) {
   const asked = [];
   const fetch = async (address, options = {}) => {

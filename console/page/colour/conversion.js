@@ -1,6 +1,6 @@
 /**
- * From the numbers of a picture to what a screen shows (sRGB), through the picture's ICC profile.
- * Only for what the browser cannot decode by itself; the browser converts all else.
+ * Converts a picture's values to what a screen shows (sRGB), through its ICC profile. Only for what
+ * the browser cannot decode; the browser converts everything else.
  *
  * The profile's relative colorimetric table ("A2B1", else "A2B0") or its matrix and curves are used
  * (ICC.1:2010, sections 8.3 to 8.5, 10.8 to 10.10), without black point compensation.
@@ -47,8 +47,8 @@ export function conversionFor(profile, space) {
 }
 
 /**
- * What stands in for a profile: RGB and gray are taken as sRGB, of CMYK each ink takes its share of
- * the light.
+ * The fallback without a profile: RGB and gray are taken as sRGB; each CMYK ink absorbs its share
+ * of the light.
  *
  * @param {number} channels
  * @param {number} most
@@ -222,8 +222,8 @@ function interpolated(table, start, count, value) {
 // --- Tables ------------------------------------------------------------------------------------
 
 /**
- * 'mft1' and 'mft2': curves, a grid of colours, curves. The nodes of the grid are turned into screen
- * colours once, and pixels are interpolated between these.
+ * 'mft1' and 'mft2': curves, a grid of colours, curves. The nodes of the grid are converted to
+ * screen colours once, and pixels are interpolated between them.
  *
  * @param {DataView} tag
  * @param {number} channels
@@ -274,7 +274,7 @@ function fromTable(tag, channels, wide) {
 function screenNodes(nodes, after, count, wide) {
   const colors = new Float32Array(nodes.length);
   const rgb = new Float32Array(3);
-  // Of 16 bits, 65280 stands for 100 % lightness; of 8 bits, 255 does (section 6.3.4.2).
+  // With 16 bits, 65280 is 100 % lightness; with 8 bits, 255 (section 6.3.4.2).
   const full = wide ? 65535 / 65280 : 1;
   for (let i = 0; i < nodes.length; i += 3) {
     const [l, a, b] = [0, 1, 2].map((k) => interpolated(after, k * count, count, nodes[i + k]));

@@ -1,6 +1,6 @@
 /**
- * Pictures for the screen. The browser decodes what it can, with the profiles in it; TIFF goes to a
- * worker with a decoder of its own, which is loaded with the first such picture.
+ * Pictures for the screen. The browser decodes what it can, using embedded profiles; TIFF goes to a
+ * worker with its own decoder, which is loaded with the first such picture.
  */
 
 import { factsOf } from './facts.js';
@@ -22,9 +22,9 @@ import { factsOf } from './facts.js';
  * @property {number} most
  */
 
-/** Of a thumbnail, in pixels. */
+/** The longest side of a thumbnail, in pixels. */
 const THUMBNAIL = 112;
-/** Bytes; what is larger has no thumbnail, since it would be read as a whole for it. */
+/** Bytes; larger files get no thumbnail, because that would mean reading them entirely. */
 const LARGEST_FOR_THUMBNAIL = 100e6;
 
 /**
@@ -118,8 +118,8 @@ function startWorker(desk) {
     waiting.get(data.id)?.(data);
     waiting.delete(data.id);
   });
-  // There is no decoder here, or it ran out of memory: what waits is shown without a picture, and
-  // the next one starts a worker anew.
+  // There is no decoder here, or it ran out of memory: what is waiting is shown without a picture,
+  // and the next one starts a new worker.
   started.addEventListener('error', () => {
     started.terminate();
     desk.worker = null;

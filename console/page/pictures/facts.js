@@ -1,4 +1,4 @@
-/** What a picture's file tells of itself: format, size, colours, profile. */
+/** The properties of a picture file: format, size, colours, profile. */
 
 import { Malformed, Reader } from './reader.js';
 import { readJpeg } from './jpeg.js';

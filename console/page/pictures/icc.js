@@ -1,4 +1,4 @@
-/** What an ICC profile tells of itself (ICC.1:2010: section 7.2 the header, 7.3 the tags). */
+/** The properties of an ICC profile (ICC.1:2010: section 7.2 the header, 7.3 the tags). */
 
 import { Malformed, ascii } from './reader.js';
 
@@ -52,7 +52,7 @@ export function viewOf(bytes) {
 }
 
 /**
- * The tags by their signature. Those that lie outside the profile are left out.
+ * The tags by their signature, except those that are outside the profile.
  *
  * @param {DataView} view the whole profile
  * @returns {Map<string, DataView>} throws Malformed when there is no table of tags
@@ -75,7 +75,7 @@ export function tagsOf(view) {
 }
 
 /**
- * A text of one of the types that descriptions have: 'desc' up to version 2, 'mluc' from 4 on.
+ * A text of one of the types for descriptions: 'desc' up to version 2, 'mluc' from 4 on.
  *
  * @param {DataView} tag
  * @returns {string} empty when it is of another type or broken
@@ -98,7 +98,7 @@ function textOf(tag) {
 }
 
 /**
- * English if there is any, the first language otherwise.
+ * English if available, otherwise the first language.
  *
  * @param {DataView} tag
  * @returns {string}

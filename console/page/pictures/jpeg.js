@@ -1,4 +1,4 @@
-/** What a JPEG file tells of itself (ITU-T T.81; profiles: ICC.1:2010, annex B.4). */
+/** The properties of a JPEG file (ITU-T T.81; profiles: ICC.1:2010, annex B.4). */
 
 import { Malformed, ascii } from './reader.js';
 

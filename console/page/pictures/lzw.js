@@ -1,5 +1,5 @@
 /**
- * Unpacks LZW (TIFF 6.0, section 13). In place of the decoder's own, with which a large picture takes
+ * Unpacks LZW (TIFF 6.0, section 13). Replaces the decoder's own, with which a large picture takes
  * nearly three times as long.
  */
 
@@ -16,7 +16,7 @@ const MOST_CODES = 4096;
 export function unpackLzw(packed) {
   let unpacked = new Uint8Array(packed.length * 4 + MOST_CODES);
   let end = 0;
-  // What a code stands for was written before: the string of the code before it, and one byte more.
+  // A code's string has been written before: the string of the previous code, and one more byte.
   const start = new Uint32Array(MOST_CODES);
   const length = new Uint16Array(MOST_CODES);
   let next = END + 1;
@@ -31,7 +31,7 @@ export function unpackLzw(packed) {
       at += 1;
     }
     if (held < width) {
-      break; // the end of the data, without a code that says so
+      break; // the end of the data, without an end code
     }
     held -= width;
     const code = (bits >> held) & ((1 << width) - 1);
@@ -61,7 +61,7 @@ export function unpackLzw(packed) {
     if (code < CLEAR) {
       unpacked[end] = code;
     } else {
-      // Forwards and byte by byte: the string may run into where it is written.
+      // Forwards and byte by byte: the string may overlap with where it is written.
       for (let from = start[code], to = end; to < end + lastLength; from += 1, to += 1) {
         unpacked[to] = unpacked[from];
       }

@@ -1,4 +1,4 @@
-/** What a PNG file tells of itself (PNG standard, sections 11.2 and 11.3). */
+/** The properties of a PNG file (PNG standard, sections 11.2 and 11.3). */
 
 import { LARGEST_PIECE, Malformed, ascii } from './reader.js';
 
@@ -25,7 +25,7 @@ export async function readPng(reader) {
     /** @type {Uint8Array | null} */
     profile: null,
   };
-  // All that matters here has to stand before the first IDAT.
+  // Everything that matters here must precede the first IDAT.
   for (let offset = SIGNATURE_LENGTH, count = 0; count < MOST_CHUNKS; count += 1) {
     const head = await reader.view(offset, 8);
     const length = head.getUint32(0);

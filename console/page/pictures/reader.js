@@ -1,6 +1,6 @@
-/** Reads a file piece by piece: what a picture tells of itself is a few kilobytes of many megabytes. */
+/** Reads a file piece by piece: a picture's properties are a few kilobytes of many megabytes. */
 
-/** The bytes are not what their format promises. */
+/** The bytes do not match their format. */
 export class Malformed extends Error {
   /** @param {string} what */
   constructor(what) {
@@ -9,7 +9,7 @@ export class Malformed extends Error {
   }
 }
 
-/** Of each single thing that is read as a whole: a profile, a directory. */
+/** The limit for each item that is read as a whole: a profile, a directory. */
 export const LARGEST_PIECE = 64 * 1024 * 1024;
 
 const WINDOW = 64 * 1024;

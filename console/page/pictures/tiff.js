@@ -1,4 +1,4 @@
-/** What a TIFF file tells of itself (TIFF 6.0, section 2; the profile's tag: ICC.1:2010, B.5). */
+/** The properties of a TIFF file (TIFF 6.0, section 2; the profile's tag: ICC.1:2010, B.5). */
 
 import { Malformed } from './reader.js';
 
@@ -10,7 +10,7 @@ const BITS_PER_SAMPLE = 258;
 const PHOTOMETRIC = 262;
 const PROFILE = 34675;
 
-/** Bytes of a value by its type; 1 byte, 2 text, 3 short, 4 long, 7 undefined. */
+/** Size of a value in bytes, by its type: 1 byte, 2 text, 3 short, 4 long, 7 undefined. */
 const SIZES = [0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8];
 
 /**

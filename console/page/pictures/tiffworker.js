@@ -1,6 +1,6 @@
 /**
- * Decodes TIFF pictures beside the page, so that it goes on answering meanwhile. The decoder
- * (geotiff, see docs/console.md) is loaded with the first picture.
+ * Decodes TIFF pictures in the background, so that the page stays responsive. The decoder (geotiff,
+ * see docs/console.md) is loaded with the first picture.
  */
 
 import '../decoder/geotiff.js'; // sets globalThis.GeoTIFF
@@ -16,7 +16,7 @@ import { unpackLzw } from './lzw.js';
  * @property {number} longest side wanted, in pixels; 0: all of them, and the picture's own numbers
  */
 
-/** Pixels; beyond it a decoded picture would take gigabytes. */
+/** Pixels; beyond that a decoded picture would take gigabytes. */
 const MOST_PIXELS = 150e6;
 
 const LZW = 5;

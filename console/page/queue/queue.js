@@ -1,9 +1,9 @@
 /**
- * Takes pictures through the service, a few at a time: upload, convert while the progress is polled,
- * see whether there is a result. Knows nothing of the page; tells whoever listens that a job changed.
+ * Takes pictures through the service, a few at a time: uploads, converts while polling the
+ * progress, checks for a result. Knows nothing about the page; emits events when a job changes.
  *
- * Events: "change" (detail: the job) after anything in a job changed, "list" after jobs came, moved
- * or went, "network" after the network went or came back.
+ * Events: "change" (detail: the job) after a change in a job, "list" after jobs were added, moved
+ * or removed, "network" after the network was lost or came back.
  */
 
 import { percentOf, mayBeName } from '../service/answers.js';
@@ -63,7 +63,7 @@ export class Queue extends EventTarget {
   #jobs = [];
   #lastKey = 0;
   #online = true;
-  /** @type {Map<Job, AbortController>} uploads that can be given up */
+  /** @type {Map<Job, AbortController>} uploads that can be aborted */
   #uploads = new Map();
   /** @type {Promise<void> | null} */
   #probing = null;
@@ -104,8 +104,8 @@ export class Queue extends EventTarget {
   }
 
   /**
-   * Gives a job up, wherever it is. A conversion that runs is asked to stop, and is over when it
-   * has answered.
+   * Cancels a job, whatever its phase. A running conversion is asked to stop, and is over when it
+   * has responded.
    *
    * @param {Job} job
    */
@@ -121,7 +121,7 @@ export class Queue extends EventTarget {
   }
 
   /**
-   * Starts a job that is over from its beginning.
+   * Restarts a job that is over.
    *
    * @param {Job} job
    */
@@ -133,7 +133,7 @@ export class Queue extends EventTarget {
   }
 
   /**
-   * Takes jobs that are over off the list.
+   * Removes jobs that are over from the list.
    *
    * @param {(job: Job) => boolean} which
    */
@@ -152,7 +152,7 @@ export class Queue extends EventTarget {
     return this.#jobs.some((job) => !isOver(job.phase) || (job.phase === 'done' && !job.saved));
   }
 
-  /** The page is being left: what runs is asked to stop, without waiting for an answer. */
+  /** The page is being closed: asks running jobs to stop, without waiting for a response. */
   abandon() {
     for (const job of this.#jobs) {
       if (job.phase === 'converting' || job.phase === 'cancelling') {
@@ -161,7 +161,7 @@ export class Queue extends EventTarget {
     }
   }
 
-  /** The system says that the network is back: no need to wait for the next probe. */
+  /** The system reports that the network is back: no need to wait for the next probe. */
   probe() {
     this.#probeNow();
   }
@@ -209,7 +209,7 @@ export class Queue extends EventTarget {
         signal: giveUp.signal,
         onProgress: (sent) => this.#set(job, { sent }),
       });
-      // Given up after the last byte: nothing was begun, so nothing needs to be stopped.
+      // Cancelled after the last byte: nothing was started, so nothing needs to be stopped.
       giveUp.signal.throwIfAborted();
     } finally {
       this.#uploads.delete(job);
@@ -236,8 +236,8 @@ export class Queue extends EventTarget {
   }
 
   /**
-   * Polls until the conversion has ended. Failures here are nobody's business: the conversion's
-   * own request tells.
+   * Polls until the conversion has ended. Ignores failures: the conversion's own request reports
+   * them.
    *
    * @param {Job} job
    * @param {AbortSignal} ended
@@ -259,7 +259,7 @@ export class Queue extends EventTarget {
   }
 
   /**
-   * The answer is a name or an explanation, and a file of that name tells which.
+   * The response is a name or an explanation; it is a name if there is a file of that name.
    *
    * @param {Job} job
    * @param {string} answer
@@ -279,8 +279,8 @@ export class Queue extends EventTarget {
   }
 
   /**
-   * Asking for a result may be done again and again, so that a conversion is not lost for a broken
-   * connection after its end.
+   * Checking for a result can be repeated, so that a connection that breaks after the conversion
+   * does not lose it.
    *
    * @param {string} name
    * @returns {Promise<ResultFacts | null>}
@@ -291,7 +291,7 @@ export class Queue extends EventTarget {
         return await this.#service.look(name);
       } catch (error) {
         if (error instanceof ProxyRefusal && [400, 403, 404, 414].includes(error.status)) {
-          return null; // the proxy does not take it for a name
+          return null; // to the proxy, this is not a name
         }
         const outcome = outcomeOf(error, attempt);
         if (outcome.phase === 'paused') {
@@ -330,8 +330,8 @@ export class Queue extends EventTarget {
   }
 
   /**
-   * When the network is back. A conversion whose request broke may still run, and its answer will
-   * never be read: it is asked to stop.
+   * When the network is back. A conversion whose request broke may still be running, and its
+   * response will never be read: it is asked to stop.
    *
    * @param {Job} job
    * @param {string} id
@@ -369,7 +369,7 @@ export class Queue extends EventTarget {
     }
   }
 
-  /** @returns {Promise<void>} resolved when any answer comes again, the proxy's refusal as well */
+  /** @returns {Promise<void>} resolved when there is any response, even a rejection */
   #networkIsBack() {
     this.#probing ??= this.#probeUntilAnswered().finally(() => {
       this.#probing = null;
@@ -403,7 +403,7 @@ export class Queue extends EventTarget {
   }
 }
 
-/** What a job begins with, and begins again with. */
+/** The state in which a job starts and restarts. */
 function fresh() {
   return {
     /** @type {Phase} */

@@ -1,6 +1,6 @@
 /**
- * What the queue decides, as plain functions on values: whose turn it is, what a failure means, what
- * a picture is called on its way. Nothing here sends, waits or shows.
+ * The decisions of the queue, as plain functions on values: what is next, what a failure means,
+ * what a picture is called on the service. Nothing here sends, waits or displays.
  */
 
 import { FileUnreadable, NetworkLost, ProxyRefusal, isAbort } from '../service/errors.js';
@@ -17,27 +17,27 @@ import { FileUnreadable, NetworkLost, ProxyRefusal, isAbort } from '../service/e
  */
 
 /**
- * Why a job failed: the tool's own words, a result that is not where it should be, a status that the
- * proxy answered, or what happened here.
+ * Why a job failed: the tool's explanation, a missing result, a status from the proxy, or a local
+ * problem.
  *
  * @typedef {{ kind: 'tool', words: string } | { kind: 'gone' } | { kind: 'status', status: number }
  *     | { kind: 'file' } | { kind: 'network' } | { kind: 'page', words: string }} Problem
  */
 
 /**
- * What becomes of a job whose request failed.
+ * The outcome for a job whose request failed.
  *
  * @typedef {{ phase: 'failed', problem: Problem } | { phase: 'holding', seconds: number }
  *     | { phase: 'paused' } | { phase: 'cancelled' }} Outcome
  */
 
 /**
- * Jobs at work at the same time. Browsers have six connections to a server over HTTP/1.1; an upload
- * or a conversion occupies one, and polls and cancellations need the others.
+ * Jobs at work at the same time. Browsers open at most six connections to a server over HTTP/1.1;
+ * an upload or a conversion occupies one, and polls and cancellations need the others.
  */
 export const AT_ONCE = 4;
 
-/** How often a job comes back by itself, after a refusal that asks for it or a broken connection. */
+/** How often a job is retried automatically, after a rejection or a lost connection. */
 export const MOST_RETURNS = 5;
 
 /**
@@ -57,7 +57,7 @@ export function isOver(phase) {
 }
 
 /**
- * The jobs that begin now, in their order.
+ * The jobs that start now, in order.
  *
  * @template {{ phase: Phase }} J
  * @param {readonly J[]} jobs all, in the order of the queue
@@ -73,10 +73,10 @@ export function nextOf(jobs, online) {
 }
 
 /**
- * What becomes of a job, going by how its request failed.
+ * The outcome for a job, depending on how its request failed.
  *
- * A refusal with 429 or 503 came before anything was begun, so it is safe to come again. 502 and 504
- * are not tried again by themselves: nobody knows whether the conversion has run.
+ * A rejection with 429 or 503 comes before anything was started, so retrying is safe. 502 and 504
+ * are not retried automatically: nobody knows whether the conversion has run.
  *
  * @param {unknown} error
  * @param {number} returns how often the job has come back already
@@ -104,7 +104,7 @@ export function outcomeOf(error, returns) {
 }
 
 /**
- * What it means that there is no file of the name that a conversion answered.
+ * What it means if there is no file with the name that a conversion returned.
  *
  * @param {string} answer
  * @param {string} id the upload's, with which the names of its results begin
@@ -115,7 +115,7 @@ export function problemWithout(answer, id) {
 }
 
 /**
- * The suffix of a file's name if it is a plain one, as the tool goes by it.
+ * The suffix of a file name if it is a plain one, because the tool uses it.
  *
  * @param {string} name
  * @returns {string} with its dot; empty when there is none
@@ -125,8 +125,8 @@ export function suffixOf(name) {
 }
 
 /**
- * The name a picture is uploaded under: one that nobody has had, since an upload replaces a file of
- * the same name. Its own name stays here.
+ * The name under which a picture is uploaded: a unique one, because an upload replaces a file of
+ * the same name. Its own name is kept here.
  *
  * @param {string} name
  * @param {string} id
@@ -137,7 +137,8 @@ export function uploadName(name, id) {
 }
 
 /**
- * The name a result is saved under: after the picture, the configuration and what the result is.
+ * The name under which a result is saved: from the picture, the configuration and the result's
+ * format.
  *
  * @param {string} name the picture's own
  * @param {string} configuration

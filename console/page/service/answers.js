@@ -3,7 +3,7 @@
  */
 
 /**
- * The percentage that a text of /progressInfo tells: the last one, when several lines came at once.
+ * The percentage in a text from /progressInfo: the last one if there are several lines.
  *
  * @param {string} text
  * @returns {number | null} 0 to 100; null when nothing is told, before and after the conversion too
@@ -14,7 +14,7 @@ export function percentOf(text) {
 }
 
 /**
- * Whether an answer of /convert can be a file's name. That it is one is only told by fetching it: an
+ * Whether a response of /convert can be a file name. Only fetching shows whether it is one: an
  * explanation names no file.
  *
  * @param {string} answer
@@ -27,7 +27,7 @@ export function mayBeName(answer) {
 }
 
 /**
- * Whether the text is the service's own word for not being set up. It stands in place of any answer
+ * Whether the text is the service's message that it is not configured. It replaces any response
  * that would have come from the tool.
  *
  * @param {string} text
@@ -38,7 +38,7 @@ export function isNotSetUp(text) {
 }
 
 /**
- * The names in an answer of /listconfigurations, one a line.
+ * The names in a response of /listconfigurations, one per line.
  *
  * @param {string} text
  * @returns {string[]} empty when there are none, or the service is not set up
@@ -55,7 +55,7 @@ export function configurationsIn(text) {
 }
 
 /**
- * An answer of /configDetails as pairs to show. The tools known so far write a JSON object.
+ * A response of /configDetails as pairs to show. The tools known so far print a JSON object.
  *
  * @param {string} text
  * @returns {[string, string][] | null} null when it is anything else, which is then shown as it is

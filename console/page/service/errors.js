@@ -1,9 +1,9 @@
 /**
- * Ways in which a request can end without an answer of the service. The service itself answers 200
- * to everything; whatever else comes is a proxy's word, or nobody's.
+ * Ways in which a request can end without a response from a route. Routes always respond with 200;
+ * any other status comes from a proxy, or from nobody.
  */
 
-/** A status other than 2xx: said by the proxy, never by a route of the service. */
+/** A status other than 2xx: from the proxy, never from a route of the service. */
 export class ProxyRefusal extends Error {
   /**
    * @param {number} status
@@ -17,7 +17,7 @@ export class ProxyRefusal extends Error {
   }
 }
 
-/** No answer: the connection could not be made, or broke. */
+/** No response: the connection failed or broke. */
 export class NetworkLost extends Error {
   constructor() {
     super('no answer came');
@@ -25,7 +25,7 @@ export class NetworkLost extends Error {
   }
 }
 
-/** The picture cannot be read from its disk (any more), so nothing was sent. */
+/** The picture cannot be read from disk (any more), so nothing was sent. */
 export class FileUnreadable extends Error {
   constructor() {
     super('the file cannot be read');
@@ -35,7 +35,7 @@ export class FileUnreadable extends Error {
 
 /**
  * @param {unknown} error
- * @returns {boolean} whether the page itself gave the request up
+ * @returns {boolean} whether the page itself aborted the request
  */
 export function isAbort(error) {
   return error instanceof Error && error.name === 'AbortError';

@@ -1,8 +1,9 @@
 /**
- * Speaks the service's interface (docs/interface.md): one method for each route the page uses.
+ * A client for the service's interface (docs/interface.md): one method for each route the page
+ * uses.
  *
  * Every method rejects with ProxyRefusal, NetworkLost or, when its signal was used, an AbortError.
- * What the service itself has to say, failures too, is the value.
+ * What the service itself returns, including failures, is the value.
  */
 
 import { FileUnreadable, NetworkLost, ProxyRefusal, isAbort } from './errors.js';
@@ -23,8 +24,8 @@ import { retryAfter } from './answers.js';
  */
 
 /**
- * Where the service is, seen from the page: one folder up. Without a name and password that may
- * stand in the page's address: fetch() refuses such addresses, and the browser knows them anyway.
+ * Where the service is, seen from the page: one folder up. Without the name and password that may
+ * be in the page's address: fetch() rejects such addresses, and the browser knows them anyway.
  *
  * @param {string} pageAddress
  * @returns {string} ends with a slash
@@ -60,7 +61,7 @@ export class Service {
   }
 
   /**
-   * Stores a file. That it was stored is not told; the conversion would tell.
+   * Stores a file. The response does not say whether it was stored; the conversion fails if not.
    *
    * @param {string} name
    * @param {Blob} content
@@ -82,7 +83,7 @@ export class Service {
   }
 
   /**
-   * With XMLHttpRequest: fetch() does not tell how much of a body has been sent.
+   * With XMLHttpRequest: fetch() does not report how much of a body has been sent.
    *
    * @param {string} name
    * @param {Blob} content
@@ -120,8 +121,8 @@ export class Service {
   }
 
   /**
-   * Converts an uploaded file. Answers when the tool has ended, however long that takes; giving the
-   * request up does not end the conversion, see cancel().
+   * Converts an uploaded file. Resolves when the tool has ended, however long that takes; aborting
+   * the request does not end the conversion, see cancel().
    *
    * @param {Conversion} conversion
    * @param {AbortSignal} [signal]
@@ -142,7 +143,7 @@ export class Service {
   }
 
   /**
-   * Asks a conversion to stop. It answers by itself, in its own request, when it has.
+   * Asks a conversion to stop. Its own request then gets the response.
    *
    * @param {string} id
    * @returns {Promise<boolean>} false when the service could not pass it on
@@ -152,7 +153,7 @@ export class Service {
   }
 
   /**
-   * The same while the page is being left: nobody waits for the answer any more.
+   * The same while the page is being closed: nobody waits for the response any more.
    *
    * @param {string} id
    */
@@ -222,7 +223,7 @@ export class Service {
     };
   }
 
-  /** @returns {Promise<string>} the whole log; refused with 403 where it is closed in the proxy */
+  /** @returns {Promise<string>} the whole log; 403 if the proxy does not allow it */
   log() {
     return this.#text(this.address('getLogFile'), { cache: 'no-store' });
   }

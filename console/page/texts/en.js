@@ -1,4 +1,4 @@
-/** All that the page says, in English. Another language is one more file like this: see texts.js. */
+/** All texts of the page, in English. For another language, add a file like this: see texts.js. */
 
 /** @typedef {import('../queue/rules.js').Phase} Phase */
 
@@ -81,7 +81,7 @@ const problem = (problem) => {
   }
 };
 
-/** Stand in index.html, by the name in "data-text" or "data-label". */
+/** Inserted into index.html, by the name in "data-text" or "data-label". */
 export const fixed = {
   title: 'vondServer: convert pictures',
   skip: 'Skip to the content',

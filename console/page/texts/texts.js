@@ -1,5 +1,5 @@
 /**
- * The texts in the reader's language. For a language more: write a file like en.js, name it here.
+ * The texts in the user's language. To add one, write a file like en.js and name it here.
  */
 
 import * as english from './en.js';

@@ -1,4 +1,4 @@
-/** The section "Compare": a job's original and result, what their files tell, and pixel values. */
+/** The section "Compare": a job's original and result, their properties, and pixel values. */
 
 import { pictureOf } from '../pictures/decode.js';
 import { savedName } from '../queue/rules.js';
@@ -61,7 +61,7 @@ export class CompareView {
     void this.#load(job);
   }
 
-  /** When the section comes into sight: shows something, if there is something. */
+  /** When the section becomes visible: shows something, if there is something. */
   open() {
     if (!this.#job) {
       this.#showChosen();

@@ -1,4 +1,4 @@
-/** The section "Convert": the configuration, what is dropped or chosen, and the list of pictures. */
+/** The section "Convert": the configuration, dropped or chosen files, and the list of pictures. */
 
 import { configurationsIn, detailsIn } from '../service/answers.js';
 import { NetworkLost, ProxyRefusal, isAbort } from '../service/errors.js';
@@ -64,7 +64,7 @@ export class ConvertView {
       this.#sayOfConfiguration(
         error instanceof ProxyRefusal ? texts.status(error.status) : texts.networkLost,
       );
-      // When somebody logs in, or the service comes back, they are asked for again.
+      // When somebody logs in, or the service comes back, they are requested again.
       setTimeout(
         () => void this.#loadConfigurations(),
         error instanceof NetworkLost ? 3000 : 10000,
@@ -308,7 +308,7 @@ function remembered() {
   try {
     return localStorage.getItem(CHOSEN);
   } catch {
-    return null; // the user does not let pages keep anything
+    return null; // the user does not allow pages to store anything
   }
 }
 

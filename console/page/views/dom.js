@@ -36,7 +36,7 @@ export function byId(id, type) {
 }
 
 /**
- * Sets a text only when it differs, so that nothing is laid out anew for nothing.
+ * Sets a text only if it differs, to avoid needless layout.
  *
  * @param {Node} node
  * @param {string} text
@@ -56,7 +56,7 @@ export function definitions(pairs) {
 }
 
 /**
- * Says something to those who do not see the page.
+ * Announces something to screen reader users.
  *
  * @param {string} text
  */

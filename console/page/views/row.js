@@ -20,7 +20,7 @@ import { make, setText } from './dom.js';
  * @property {(name: string) => string} resultAddress
  */
 
-/** Thumbnails are made one after the other: many at once would take the machine from the page. */
+/** Thumbnails are made one after the other: many at once would make the page unresponsive. */
 let thumbnails = Promise.resolve();
 
 export class Row {
@@ -95,7 +95,7 @@ export class Row {
     return this.#job;
   }
 
-  /** When the row comes into sight for the first time: reads what the file tells, and shows it. */
+  /** When the row becomes visible for the first time: reads and shows the file's properties. */
   show() {
     if (this.#looked) {
       return;
@@ -186,7 +186,7 @@ export class Row {
       this.#save.download = savedName(file.name, configuration, result.name);
     }
     this.#buttons.cancel.hidden = isOver(phase);
-    // Not "disabled": that would take the keyboard's place from it.
+    // Not "disabled": that would remove the keyboard focus.
     this.#buttons.cancel.ariaDisabled = String(phase === 'cancelling' || phase === 'checking');
     this.#buttons.retry.hidden = phase !== 'failed' && phase !== 'cancelled';
     this.#buttons.remove.hidden = !isOver(phase);
@@ -199,7 +199,7 @@ export class Row {
     }
   }
 
-  /** Keeps the keyboard's place in the row when the button that had it goes. */
+  /** Keeps the keyboard focus in the row when the button that had it disappears. */
   #focusFirst() {
     for (const element of this.#actions.children) {
       if (element instanceof HTMLElement && !element.hidden) {

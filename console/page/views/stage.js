@@ -1,6 +1,6 @@
 /**
- * Draws original and result on one canvas, beside each other or meeting at a line, and lets both be
- * moved and zoomed together.
+ * Draws original and result on one canvas, side by side or split by a line, and lets both be moved
+ * and zoomed together.
  */
 
 import { fitted, moved, pixelAt, zoomed } from './viewport.js';
@@ -12,11 +12,11 @@ import { fitted, moved, pixelAt, zoomed } from './viewport.js';
 const STEP = 40;
 const ZOOM_STEP = 1.25;
 const GAP = 2;
-/** How near the line the pointer takes hold of it, in screen pixels. */
+/** How near to the line the pointer grabs it, in screen pixels. */
 const GRIP = 14;
 
 /**
- * Events: "view" after the part or the size that is seen has changed, "probe" after another pixel is
+ * Events: "view" after the visible part or the size has changed, "probe" after another pixel is
  * under the pointer, "split" after the line has moved.
  */
 export class Stage extends EventTarget {
@@ -258,7 +258,7 @@ export class Stage extends EventTarget {
     if (event.ctrlKey || event.metaKey || event.altKey) {
       return;
     }
-    // A pixel at a time where pixels can be seen one by one.
+    // A pixel at a time if pixels are individually visible.
     const step = Math.max(STEP * (this.#view.scale < 8 ? 1 : 0), this.#view.scale);
     /** @type {Record<string, () => void>} */
     const actions = {
@@ -275,7 +275,7 @@ export class Stage extends EventTarget {
     const action = actions[event.key];
     if (action) {
       event.preventDefault();
-      this.#pointer = null; // the cross in the middle counts again
+      this.#pointer = null; // the cross in the middle applies again
       action();
     }
   }
@@ -310,7 +310,7 @@ export class Stage extends EventTarget {
     context.setTransform(devicePixelRatio, 0, 0, devicePixelRatio, 0, 0);
     context.fillStyle = style.backgroundColor;
     context.fillRect(0, 0, this.#canvas.clientWidth, this.#canvas.clientHeight);
-    // Pixels as pixels when they are large enough to be looked at one by one.
+    // No smoothing when pixels are large enough to be seen individually.
     context.imageSmoothingEnabled = this.#view.scale * devicePixelRatio < 2;
     context.imageSmoothingQuality = 'high';
     const { width, height } = this.#pane();
@@ -389,7 +389,7 @@ export class Stage extends EventTarget {
   }
 
   /**
-   * The place in the other pane that lies under the pointer.
+   * The place in the other pane that corresponds to the pointer.
    *
    * @param {number} width
    * @param {number} height

@@ -1,6 +1,6 @@
 /**
- * Which part of a picture is seen, how large. Plain functions on values; positions are pixels of the
- * original, of which the pane shows "scale" screen pixels each.
+ * Which part of a picture is visible, and how large. Plain functions on values; positions are
+ * pixels of the original, each of which takes "scale" screen pixels.
  */
 
 /**
@@ -15,7 +15,7 @@
 export const LARGEST_SCALE = 64;
 
 /**
- * The whole picture, as large as it can be, but no larger than it is.
+ * The whole picture, as large as possible, but not enlarged.
  *
  * @param {Size} picture
  * @param {Size} pane
@@ -27,7 +27,7 @@ export function fitted(picture, pane) {
 }
 
 /**
- * Larger or smaller, while the place under the pointer stays where it is.
+ * Zooms, keeping the point under the pointer where it is.
  *
  * @param {View} view
  * @param {number} factor
@@ -64,7 +64,7 @@ export function moved(view, dx, dy, picture) {
 }
 
 /**
- * The middle of the pane always shows some of the picture, so that it cannot get lost.
+ * The middle of the pane always shows part of the picture, so that it cannot get lost.
  *
  * @param {View} view
  * @param {Size} picture
@@ -91,8 +91,7 @@ export function pixelAt(view, from, picture) {
 }
 
 /**
- * The pixel of another picture that lies at the same place, if both are as large as each other on
- * the screen.
+ * The pixel of another picture at the same place, if both have the same size on the screen.
  *
  * @param {{ x: number, y: number }} pixel
  * @param {Size} picture

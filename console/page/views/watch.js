@@ -1,11 +1,11 @@
-/** The section "Watch": is the service there, what is it, how did this page's pictures fare. */
+/** The section "Watch": whether the service is reachable, what it is, and this page's pictures. */
 
 import { ProxyRefusal } from '../service/errors.js';
 import { texts } from '../texts/texts.js';
 import { byId, make, setText } from './dom.js';
 
 const ASK_EVERY_MS = 5000;
-/** Lines of the log that are shown at most: the last ones. */
+/** The most lines of the log that are shown: the last ones. */
 const LOG_LINES = 500;
 
 export class WatchView {
@@ -31,7 +31,7 @@ export class WatchView {
     setInterval(() => void this.#ask(), ASK_EVERY_MS);
   }
 
-  /** @param {boolean} isOpen whether the section is in sight */
+  /** @param {boolean} isOpen whether the section is visible */
   set open(isOpen) {
     this.#isOpen = isOpen;
     if (isOpen) {

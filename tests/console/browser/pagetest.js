@@ -1,5 +1,5 @@
 /**
- * The page in a real browser, behind the proxies as they are shipped. Run by scripts/try console.
+ * The page in a real browser, behind the proxies as shipped. Run by scripts/try console.
  */
 
 import assert from 'node:assert/strict';
@@ -20,7 +20,7 @@ let browser;
 let site;
 let service;
 let nginx;
-/** What went wrong in the pages that are open: nothing may. */
+/** Errors in the open pages: there must be none. */
 let complaints;
 
 before(async () => {
@@ -53,8 +53,8 @@ beforeEach(() => {
 });
 
 /**
- * A page of its own user. Whatever the browser complains about is remembered, a breach of the
- * Content-Security-Policy above all.
+ * A page of a separate user. Records whatever the browser complains about, above all violations of the
+ * Content-Security-Policy.
  */
 async function open(proxy = nginx, options = {}) {
   const context = await browser.newContext({ ignoreHTTPSErrors: true, ...options });
@@ -122,7 +122,7 @@ const percent = (page, i) =>
     .nth(1)
     .evaluate((bar) => bar.value * 100);
 
-/** The tool takes its time, a hundredth of it between two percent. */
+/** The tool takes this long, a hundredth of it per percent. */
 const slow = (seconds) => site.order('slow', String(seconds / 100));
 
 describe('converting', () => {
@@ -203,7 +203,7 @@ describe('converting', () => {
       await message(page, 1),
       'The tool said: The conversion was cancelled by its stop file.',
     );
-    // Tried again, it is not stopped by what stopped it before.
+    // When retried, it is not stopped by what stopped it before.
     site.withdraw('slow');
     await button(page, 1, 'Retry').click();
     await allIn(page, ['done', 'cancelled']);
@@ -386,7 +386,7 @@ describe('the network', () => {
     await page.setInputFiles('#files', copies(6));
     await until('a conversion', async () => (await percent(page, 0)) > 5);
     await page.context().setOffline(true);
-    // What runs at the service is not ended by that; a request that is begun now is.
+    // That does not end what is running on the service, but it does end a request that begins now.
     await until(
       'a pause',
       async () => (await phases(page)).includes('paused') || !(await page.isHidden('#network')),
@@ -431,7 +431,7 @@ describe('the network', () => {
     const stopFiles = () =>
       fs.readdirSync(site.files).filter((name) => name.endsWith('.txt')).length;
     const before = stopFiles();
-    await page.mouse.click(5, 5); // a page that nobody has touched may not ask
+    await page.mouse.click(5, 5); // a page without user interaction may not ask
     const asked = page.waitForEvent('dialog');
     const leaving = page.goto('about:blank').catch(() => {});
     const question = await asked;
@@ -479,7 +479,7 @@ describe('HAProxy before three instances', () => {
     slow(3);
     await add(page, 'small.jpg');
     await until('a conversion', async () => (await percent(page, 5)) > 1);
-    // Whatever else the page asks would bring a cookie of another instance.
+    // Any other request of the page would set a cookie of another instance.
     await page.route('**/vondServerVersion', (route) => route.abort());
     await page.context().clearCookies();
     await until('the failure', async () => (await phases(page))[5] === 'failed');
@@ -646,7 +646,7 @@ describe('for everybody', () => {
       test(`axe finds nothing (${colorScheme}, ${viewport.width} wide), and nothing is wider than the screen`, async () => {
         const page = await open(nginx, { colorScheme, viewport });
         const check = async () => {
-          // As text in the page it would break the policy, so it is run from outside.
+          // As a script in the page it would violate the policy, so it is run from outside.
           await page.evaluate(axe);
           const { violations } = await page.evaluate(() => globalThis.axe.run());
           assert.deepEqual(
@@ -818,7 +818,7 @@ describe('speed', () => {
         }
         return times.sort((a, b) => a - b);
       });
-    // The best of three: other programs of this machine take their share of the others.
+    // The best of three: other programs on this machine slow down the others.
     const at = (frames, share) => frames[Math.floor(frames.length * share)];
     const runs = [await scrolled(), await scrolled(), await scrolled()];
     for (const frames of runs) {

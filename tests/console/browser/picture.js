@@ -42,7 +42,7 @@ try {
     { timeout: 60_000 },
   );
   await page.click('#mode-slider');
-  // Large, with its upper part, and the line through the large balloon.
+  // Large, showing its upper part, with the line through the large balloon.
   const { x, y, width, height } = await page.locator('#stage').boundingBox();
   await page.mouse.move(x + width / 2, y + height * 0.08);
   for (let i = 0; i < 3; i += 1) {

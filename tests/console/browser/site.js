@@ -1,6 +1,6 @@
 /**
- * The service behind the proxies as they are shipped, on free loopback ports, with settings and files
- * of their own in one temporary folder. For the tests in a browser and for the picture in README.md.
+ * The service behind the proxies as shipped, on free loopback ports, with their own settings and files in one temporary
+ * folder. For the tests in a browser and for the picture in README.md.
  */
 
 import { spawn, execFileSync } from 'node:child_process';
@@ -15,7 +15,7 @@ const BUILD = process.env.VOND_BUILD ?? path.join(ROOT, 'build/release');
 export const PASSWORD = { username: 'client', password: 'secret' };
 
 /**
- * A program that was started here, and is ended with stop().
+ * A program that was started here; stop() ends it.
  */
 class Program {
   constructor(command, args, options = {}) {
@@ -36,7 +36,7 @@ class Program {
     return this.process.exitCode === null && this.process.signalCode === null;
   }
 
-  /** With all that it has started: a tool that still runs would outlive its service. */
+  /** With everything that it has started: a running tool would outlive its service. */
   async stop(signal = 'SIGTERM') {
     if (this.process.pid && this.runs) {
       process.kill(-this.process.pid, signal);
@@ -53,7 +53,7 @@ export async function freePort() {
   return port;
 }
 
-/** Waits until the condition holds; it is asked often. */
+/** Waits until the condition holds; checks it often. */
 export async function until(what, condition, seconds = 20) {
   const deadline = performance.now() + seconds * 1000;
   for (;;) {
@@ -83,7 +83,7 @@ export class Site {
 
   constructor() {
     this.folder = fs.mkdtempSync(path.join(os.tmpdir(), 'vond-console.'));
-    fs.chmodSync(this.folder, 0o755); // nginx gives its workers another user when root starts it
+    fs.chmodSync(this.folder, 0o755); // when started by root, nginx runs its workers as another user
     this.files = path.join(this.folder, 'files');
     this.page = path.join(this.folder, 'page');
     fs.mkdirSync(this.files);
@@ -106,8 +106,7 @@ export class Site {
   }
 
   /**
-   * The sample tool, which takes its time, fails or dies where the name of a file in the folder
-   * "orders" asks for it.
+   * The sample tool, which is slow, fails or crashes if the name of a file in the folder "orders" asks for it.
    */
   tool() {
     const tool = this.path('tool');
@@ -247,7 +246,7 @@ http { access_log off; ${temporary} include ${place}/site.conf; }
     return this.#proxy('nginx', ['-c', path.join(place, 'nginx.conf')], port, tls);
   }
 
-  /** HAProxy with deploy/haproxy.cfg before the services, and nginx behind it for the page's files. */
+  /** HAProxy with deploy/haproxy.cfg in front of the services, and nginx behind it for the page's files. */
   async haproxy(services) {
     const port = await freePort();
     this.certificate();
@@ -276,8 +275,7 @@ http { access_log off; ${temporary} include ${place}/site.conf; }
       VOND_CONSOLE: `127.0.0.1:${files}`,
     };
     services.forEach((service, i) => (environment[`VOND_${i}`] = `127.0.0.1:${service.port}`));
-    // "Container" means: the log to standard output, and no user to become. Its agents and names
-    // are not here.
+    // "Container" means: log to standard output, and do not change the user. There are no agents and no names here.
     const text = fs
       .readFileSync(path.join(ROOT, 'deploy/haproxy.cfg'), 'utf8')
       .replaceAll(/^ *default-server (agent-check|resolvers).*$/gm, '');

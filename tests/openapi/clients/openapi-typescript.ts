@@ -14,7 +14,7 @@ void run('openapi-typescript', (baseUrl, user) => {
   const client = createClient<paths>({ baseUrl, headers });
   const text = { parseAs: 'text' } as const;
   return {
-    // The generator knows bytes as a text; they are sent as they are.
+    // The generator types bytes as a string; they are sent unchanged.
     upload: async (name, picture) =>
       answerOf(
         await client.POST('/upload/{name}', {

@@ -1,6 +1,6 @@
-// What a client generated from docs/openapi.yaml has to bring about against the real service: a
-// conversion, two failures, a cancellation, a refusal by a proxy. Each generator's client is fitted
-// to the interface below, without a cast of an answer's type.
+// What a client generated from docs/openapi.yaml must achieve with the real service: a conversion,
+// two failures, a cancellation, a rejection by a proxy. Each generator's client is adapted to the
+// interface below, without casting a response's type.
 
 import assert from 'node:assert/strict';
 import { randomUUID } from 'node:crypto';
@@ -15,7 +15,7 @@ export interface Conversion {
   cancelID: string;
 }
 
-/** One answer: its status, and what came with 200. */
+/** One response: its status, and the body of a 200. */
 export interface Answer<T> {
   status: number;
   value: T | undefined;
@@ -130,7 +130,7 @@ async function seesARefusal(connect: Connect, address: string): Promise<void> {
   }
 }
 
-/** Runs it all; ends the program with 1 and the reason when something is not as it should be. */
+/** Runs everything; exits with 1 and the reason if something is wrong. */
 export async function run(generator: string, connect: Connect): Promise<void> {
   const [address, file, profile] = process.argv.slice(2) as [string, string, string];
   const picture = new Blob([new Uint8Array(await readFile(file))]);
