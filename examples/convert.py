@@ -82,9 +82,8 @@ class Client:
         return name, self.fetch(name)
 
     def fetch(self, answer: str) -> bytes:
-        """The content of the result that "/convert" answered with. Its answer is a name or what went
-        wrong, and only fetching tells which. A refusal that has nothing to do with the name is an
-        HTTPError."""
+        """The content of the result that "/convert" returned. The response is a name or what went wrong, and only
+        fetching shows which. A rejection that has nothing to do with the name is an HTTPError."""
         content = b""
         if may_be_name(answer):
             try:

@@ -58,8 +58,8 @@ class Client {
   }
 
   /**
-   * GET without a body, POST with one. Not with fetch(): that of Node.js gives a request up which is
-   * not answered within five minutes, and keeps no cookies.
+   * GET without a body, POST with one. Not with fetch(): in Node.js it gives up if there is no
+   * response within five minutes, and keeps no cookies.
    */
   ask(route: string, body?: Buffer | string): Promise<Buffer> {
     const { request } = this.#url.startsWith('https:') ? https : http;
@@ -149,8 +149,8 @@ class Client {
   }
 
   /**
-   * The content of the result that /convert answered with. Its answer is a name or what went wrong,
-   * and only fetching tells which.
+   * The content of the result that /convert returned. The response is a name or what went wrong,
+   * and only fetching shows which.
    */
   async fetch(answer: string): Promise<Buffer> {
     let content: Buffer | undefined;

@@ -57,7 +57,7 @@ LocalDataRequest readLocalDataRequest(const QByteArray &body)
         setOptions,
     };
     const auto values = base::JsonText::document(body).values(keys);
-    // Deliberate: the list lies one level deeper, under the same key; anything else is ignored.
+    // Deliberate: the list is one level deeper, under the same key; anything else is ignored.
     const auto inner = values[3].values(std::array{setOptions});
     return {values[0].text(), values[1].text(), values[2].text(), readOptions(inner[0])};
 }

@@ -126,9 +126,9 @@ Sending sendSome(QTcpSocket *socket, const Pieces &pieces, qint64 done, qint64 *
 // Bypasses the socket's buffer, which would copy the bytes and stay allocated until the connection
 // ends.
 //
-// Does not leave writing to the event loop: that would read the socket as well and take the end of
-// the input (a client may half-close after its request) for the end of the connection, discarding
-// what is unsent.
+// Does not leave writing to the event loop: that would also read the socket and take the end of the
+// input (a client may half-close after its request) for the end of the connection, discarding what
+// is unsent.
 void writeWhole(QTcpSocket *socket, const QByteArray &head, const QByteArray &body)
 {
     const Pieces pieces{head, body};

@@ -35,7 +35,7 @@ QString logFolder()
 
 QString filePathIn(const QString &folder, const QString &name)
 {
-    // Deliberate: two chained calls, so a "%2" inside the folder is filled with the name as well.
+    // Deliberate: two chained calls, so a "%2" inside the folder is replaced by the name, too.
     // arg(folder, name) would leave it alone.
     return QStringLiteral("%1/%2").arg(folder).arg(name);
 }

@@ -599,7 +599,7 @@ private Q_SLOTS:
         QFETCH(bool, owed);
         RequestParser parser;
         qint64 consumed = 0;
-        (void)parser.parse(message.constData(), message.size(), &consumed); // looked at below
+        (void)parser.parse(message.constData(), message.size(), &consumed); // checked below
         qint64 room = 0;
         (void)parser.bodySpace(&room); // providing room for the body is not receiving it
         QCOMPARE(parser.takeContinue(), owed);

@@ -11,7 +11,7 @@ readonly build=build/package-arm64 place=/tmp/vond
 # calls are other ones. Left out are
 # - tests that start programs with QProcess: what it starts them with, a clone() that shares memory
 #   and gives a process descriptor, is not what qemu makes of it;
-# - tests that look at processes in /proc, limit their memory or count processor time: it is qemu's;
+# - tests that inspect processes in /proc, limit their memory or measure processor time: it is qemu's;
 # - tests of scripts and pages.
 # Threads run on this machine's processor, whose memory order is stricter than that of arm64.
 readonly unit_tests=(fieldrulestest requestparsertest responsetest routertest
@@ -110,7 +110,7 @@ quick_tests_pass() {
     built_programs | while read -r name; do unwrap "$name"; done
 }
 
-# What the service tests start; scripts stand in for them while tests run.
+# What the service tests start; scripts replace them while tests run.
 built_programs() {
     find "$build" -type f -executable \( -name vondServer -o -name vond-sample -o -name faketool \) -not -path '*_CPack_*'
 }

@@ -1,5 +1,5 @@
 #!/bin/bash
-# The life of an installation, told inside the root that scripts/try packages makes.
+# The life of an installation, inside the root that scripts/try packages makes.
 set -u
 # shellcheck source=tests/scripts/expect.sh
 source /try/expect.sh

@@ -102,7 +102,7 @@ QByteArray outputLine(const QString &path)
 
 const QString o = QStringLiteral("-o");
 
-// What the rows of failuresHaveTwoTexts() share; %T stands for the folder.
+// What the rows of failuresHaveTwoTexts() share; %T is the folder.
 const QString goodInput = QStringLiteral("%T/in.tif");
 const QString goodOutput = QStringLiteral("%T/o.tif");
 const QString setoption = QStringLiteral("setoption");

@@ -9,7 +9,7 @@ QString toolPath();
 
 struct ToolRun
 {
-    int exitCode = -1; // -1: did not end by itself
+    int exitCode = -1; // -1: did not end on its own
     QByteArray out;
     QByteArray err;
     QList<QByteArray> chunks; // standard output in chunks, as read

@@ -1,5 +1,5 @@
 #!/bin/bash
-# scripts/install-dependencies against a package system that only writes down what it is told.
+# scripts/install-dependencies with a package system that only records its commands.
 set -u
 here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 # shellcheck source=tests/scripts/expect.sh
@@ -134,7 +134,7 @@ a_package_of_another_architecture_is_one_of_its_own() {
 services_are_neither_started_nor_enabled() {
     run nobody SUDO=allowed LACKING=nginx BRINGS=nginx -- proxies
     expect "exit status" "$status" 0
-    # What ran before may be started anew.
+    # What was running before may be restarted.
     expect "services" "$(grep -v apt-get "$place/calls" | grep -v '^sudo$' | sort)" \
 "deb-systemd-helper --user disable nginx.socket
 deb-systemd-helper disable nginx.service

@@ -438,10 +438,10 @@ case("unknown expectation among others", "9110 10.1.1",
      differs="A server may respond with 417; nginx ignores it.")
 case("empty expectation", "9110 5.6.1", text("Content-Length: 3", "Expect:", body="abc"),
      "200 open")
-case("empty member beside the expectation", "9110 5.6.1",
+case("empty member next to the expectation", "9110 5.6.1",
      (text("Content-Length: 3", EXPECT + ","), ANSWER, "abc"), "100 200 open",
      differs="nginx compares the whole value, and ignores any other.")
-case("malformed head is refused at once", "9110 10.1.1",
+case("malformed head is rejected at once", "9110 10.1.1",
      request("POST /text HTTP/1.1", "Content-Length: 3", EXPECT, host=None), "400 closed")
 
 group("HEAD")
@@ -450,11 +450,11 @@ case("HEAD of an unknown path", "9110 9.3.2", request("HEAD /nowhere HTTP/1.1"),
      heads=(0,))
 case("HEAD with a body", "9110 9.3.2",
      request("HEAD / HTTP/1.1", "Content-Length: 3") + "abc" + OK, "200 200 open", heads=(0,))
-case("refused HEAD has no body", "9110 9.3.2", request("HEAD / HTTP/1.1", host=None), "400 closed",
+case("rejected HEAD has no body", "9110 9.3.2", request("HEAD / HTTP/1.1", host=None), "400 closed",
      heads=(0,))
-case("HEAD refused for its version has no body", "9110 9.3.2", request("HEAD / HTTP/2.0"),
+case("HEAD rejected for its version has no body", "9110 9.3.2", request("HEAD / HTTP/2.0"),
      "505 closed", heads=(0,))
-case("HEAD refused for a byte in its target has no body", "9110 9.3.2",
+case("HEAD rejected for a byte in its target has no body", "9110 9.3.2",
      request("HEAD /\x01 HTTP/1.1"), "400 closed", heads=(0,))
 case("HEAD with a target of 70000 bytes", "9110 9.3.2",
      request("HEAD /" + "x" * 70000 + " HTTP/1.1"), "431 closed", heads=(0,), differs=LIMIT)

@@ -11,7 +11,7 @@ const MOST_CODES = 4096;
 
 /**
  * @param {Uint8Array} packed one strip or tile
- * @returns {Uint8Array<ArrayBuffer>} throws Malformed for a code that nothing stands behind
+ * @returns {Uint8Array<ArrayBuffer>} throws Malformed for an undefined code
  */
 export function unpackLzw(packed) {
   let unpacked = new Uint8Array(packed.length * 4 + MOST_CODES);

@@ -39,12 +39,12 @@ import {
  * @property {Phase} phase
  * @property {string} id of the attempt that runs or ran last; a new one for each
  * @property {number} sent 0 to 1
- * @property {number | null} percent of the conversion; null until the tool has told
+ * @property {number | null} percent of the conversion; null until the tool has reported it
  * @property {number | null} begun when the upload of the last attempt began
  * @property {number | null} uploaded when it was complete
  * @property {number | null} ended
  * @property {number | null} comesBack when a job that holds goes on
- * @property {number} returns how often it has come back by itself
+ * @property {number} returns how often it has been retried automatically
  * @property {boolean} tooLate it was to be cancelled, and was done before the tool saw that
  * @property {Problem | null} problem
  * @property {string} words the tool's, after a cancellation

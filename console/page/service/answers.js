@@ -6,7 +6,8 @@
  * The percentage in a text from /progressInfo: the last one if there are several lines.
  *
  * @param {string} text
- * @returns {number | null} 0 to 100; null when nothing is told, before and after the conversion too
+ * @returns {number | null} 0 to 100; null if unknown, which includes before and after the
+ * conversion
  */
 export function percentOf(text) {
   const told = [...text.matchAll(/Progress: *(\d+)/g)].pop();

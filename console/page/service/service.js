@@ -126,7 +126,7 @@ export class Service {
    *
    * @param {Conversion} conversion
    * @param {AbortSignal} [signal]
-   * @returns {Promise<string>} the result's name or an explanation: look() tells which
+   * @returns {Promise<string>} the result's name or an explanation: look() shows which
    */
   convert({ fileName, configuration, id }, signal) {
     // "reqestID" is spelt so in the interface.
@@ -136,7 +136,7 @@ export class Service {
 
   /**
    * @param {string} id
-   * @returns {Promise<string>} empty when there is nothing to tell
+   * @returns {Promise<string>} empty when there is nothing to report
    */
   progress(id) {
     return this.#text(this.address('progressInfo', id));
@@ -211,7 +211,7 @@ export class Service {
   }
 
   /**
-   * @returns {Promise<{ version: string, instance: string | null }>} the instance is told by a
+   * @returns {Promise<{ version: string, instance: string | null }>} the instance is named by a
    *     proxy before several services
    */
   async serviceVersion() {

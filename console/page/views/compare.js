@@ -300,7 +300,7 @@ function profileText({ profile, standard }) {
 /**
  * @param {Picture} picture
  * @param {{ x: number, y: number }} at
- * @returns {string} the browser does not tell what it has converted from
+ * @returns {string} the browser does not say what it has converted from
  */
 function valuesInFile({ samples, facts, bitmap }, { x, y }) {
   if (!samples || !facts || !bitmap) {

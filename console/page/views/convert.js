@@ -74,7 +74,7 @@ export class ConvertView {
 
   /**
    * @param {string[]} names
-   * @param {string} otherwise stands there when there are none
+   * @param {string} otherwise shown when there are none
    */
   #offer(names, otherwise) {
     const options = names.length > 0 ? names : [otherwise];

@@ -80,7 +80,7 @@ export class Stage extends EventTarget {
     return this.#view.scale;
   }
 
-  /** @returns {{ width: number, height: number }} pixels of the original, or of what stands in */
+  /** @returns {{ width: number, height: number }} pixels of the original, or of its substitute */
   get size() {
     return this.#size;
   }

@@ -82,7 +82,7 @@ function kept(view, picture) {
  * @param {View} view
  * @param {{ x: number, y: number }} from in screen pixels from the pane's middle
  * @param {Size} picture
- * @returns {{ x: number, y: number } | null} the pixel there; null beside the picture
+ * @returns {{ x: number, y: number } | null} the pixel there; null outside the picture
  */
 export function pixelAt(view, from, picture) {
   const x = Math.floor(view.x + from.x / view.scale);
