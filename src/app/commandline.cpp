@@ -41,7 +41,7 @@ Command commandFor(const Words &words)
     case 2:
         return commandWithValue(words.at(0));
     case 3:
-        return Command::ServeAsTold;
+        return Command::ServeAsGiven;
     default:
         // Deliberate: four or more words are ignored; the stored settings apply.
         return Command::ServeAsStored;

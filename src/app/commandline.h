@@ -13,7 +13,7 @@ enum class Command
     SetTempFolder,
     SetLogging,
     SetLogFolder,
-    ServeAsTold, // host, port and tool path on the command line
+    ServeAsGiven, // host, port and tool path on the command line
     ServeAsStored, // the same from the settings
     Unknown // at least one word
 };

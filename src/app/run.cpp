@@ -50,8 +50,8 @@ int execute(const Words &words, const QSettings &store)
         return setLogging(words.at(1));
     case Command::SetLogFolder:
         return setLogFolder(words.at(1));
-    case Command::ServeAsTold:
-        return serveAsTold(words.at(0), words.at(1), words.at(2));
+    case Command::ServeAsGiven:
+        return serveAsGiven(words.at(0), words.at(1), words.at(2));
     case Command::ServeAsStored:
         return serveAsStored(store);
     case Command::Unknown:

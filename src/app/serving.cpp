@@ -80,7 +80,7 @@ int serve(const QString &host, const QString &port)
 
 } // namespace
 
-int serveAsTold(const char *host, const char *port, const char *path)
+int serveAsGiven(const char *host, const char *port, const char *path)
 {
     const QString hostText = QString::fromUtf8(host);
     const QString portText = QString::fromUtf8(port);

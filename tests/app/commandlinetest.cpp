@@ -47,9 +47,9 @@ void CommandLineTest::theWordCountDecidesBeforeTheWord_data()
     QTest::newRow("setLogging in another case") << Words{"setlogging", "1"} << Command::Unknown;
     QTest::newRow("two words of no meaning") << Words{"127.0.0.1", "8080"} << Command::Unknown;
 
-    QTest::newRow("three words: serve as told") << Words{"h", "p", "t"} << Command::ServeAsTold;
+    QTest::newRow("three words: serve as told") << Words{"h", "p", "t"} << Command::ServeAsGiven;
     QTest::newRow("three words, a command first")
-        << Words{"setTempFolder", "a", "b"} << Command::ServeAsTold;
+        << Words{"setTempFolder", "a", "b"} << Command::ServeAsGiven;
 
     QTest::newRow("four words: serve as stored")
         << Words{"h", "p", "t", "x"} << Command::ServeAsStored;

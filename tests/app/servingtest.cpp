@@ -64,7 +64,7 @@ void ServingTest::theStatusIsTheEventLoops()
     const MessageCatcher catcher;
     QTimer::singleShot(0, qApp, [status] { QCoreApplication::exit(status); });
 
-    QCOMPARE(app::serveAsTold("127.0.0.1", "0", m_tool.toUtf8().constData()), status);
+    QCOMPARE(app::serveAsGiven("127.0.0.1", "0", m_tool.toUtf8().constData()), status);
 }
 
 void ServingTest::leavingTheEventLoopIsToldOnTheDebugStream()
@@ -72,7 +72,7 @@ void ServingTest::leavingTheEventLoopIsToldOnTheDebugStream()
     const MessageCatcher catcher;
     QTimer::singleShot(0, qApp, &QCoreApplication::quit);
 
-    QCOMPARE(app::serveAsTold("127.0.0.1", "0", m_tool.toUtf8().constData()), 0);
+    QCOMPARE(app::serveAsGiven("127.0.0.1", "0", m_tool.toUtf8().constData()), 0);
 
     QCOMPARE(
         catcher.messages(),
@@ -155,7 +155,8 @@ void ServingTest::startFailuresAreMinusOne()
     const MessageCatcher catcher;
     OutputCatcher catcherOfErrors(OutputCatcher::Channel::Error);
 
-    QCOMPARE(app::serveAsTold(host.constData(), port.constData(), m_tool.toUtf8().constData()), -1);
+    QCOMPARE(app::serveAsGiven(host.constData(), port.constData(), m_tool.toUtf8().constData()),
+             -1);
 
     QCOMPARE(catcherOfErrors.take(), error);
 }
