@@ -21,7 +21,7 @@ namespace base {
 namespace {
 
 // The system would end the name at the zero and write a file of another name.
-std::optional<QString> refuseZero(const QString &path)
+std::optional<QString> rejectZero(const QString &path)
 {
     return path.contains(QChar(QChar::Null))
         ? std::make_optional(QStringLiteral("zero character in the name"))
@@ -202,7 +202,7 @@ bool replaceBy(DraftFile *draft,
 std::optional<QString>
 writeFile(const QString &path, const QByteArray &bytes, OnFullDisk onFullDisk)
 {
-    if (const auto rejection = refuseZero(path)) {
+    if (const auto rejection = rejectZero(path)) {
         return rejection;
     }
     Present present(path);
@@ -231,7 +231,7 @@ writeFile(const QString &path, const QByteArray &bytes, OnFullDisk onFullDisk)
 
 NewFile writeNewFile(const QString &path, const QByteArray &bytes, QString *reason)
 {
-    if (const auto rejection = refuseZero(path)) {
+    if (const auto rejection = rejectZero(path)) {
         *reason = *rejection;
         return NewFile::CannotBeMade;
     }
@@ -256,7 +256,7 @@ NewFile writeNewFile(const QString &path, const QByteArray &bytes, QString *reas
 std::optional<QString>
 writeFile(const QString &path, const QByteArray &bytes, OnFullDisk onFullDisk)
 {
-    if (const auto rejection = refuseZero(path)) {
+    if (const auto rejection = rejectZero(path)) {
         return rejection;
     }
     QSaveFile file(path);
@@ -278,7 +278,7 @@ writeFile(const QString &path, const QByteArray &bytes, OnFullDisk onFullDisk)
 
 NewFile writeNewFile(const QString &path, const QByteArray &bytes, QString *reason)
 {
-    if (const auto rejection = refuseZero(path)) {
+    if (const auto rejection = rejectZero(path)) {
         *reason = *rejection;
         return NewFile::CannotBeMade;
     }
