@@ -19,7 +19,7 @@ QString writeBase64File(const QString &path, const QString &base64Text, tool::Cl
         return result != base::NewFile::Taken;
     });
     if (result == base::NewFile::CannotBeMade) {
-        claims->giveBack(target);
+        claims->release(target);
         // Deliberate: the requested path, not the actual one.
         base::reportCannotOpenForWriting(path, reason);
         return {};

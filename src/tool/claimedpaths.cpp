@@ -79,7 +79,7 @@ void ClaimedPaths::close(const QString &path)
     }
 }
 
-void ClaimedPaths::giveBack(const QString &path)
+void ClaimedPaths::release(const QString &path)
 {
     const QByteArray key = keyOf(path);
     const QMutexLocker lock(&claimedMutex);

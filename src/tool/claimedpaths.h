@@ -34,7 +34,7 @@ public:
     // Makes further claims of a claimed path fail for this request, too.
     void close(const QString &path);
 
-    void giveBack(const QString &path);
+    void release(const QString &path);
 
 private:
     QSet<QByteArray> m_keys;

@@ -181,7 +181,7 @@ QString uniqueFilePath(const QString &path,
             return candidate;
         }
         if (claim == ClaimedPaths::Claim::New) {
-            claims->giveBack(candidate);
+            claims->release(candidate);
         }
     }
 }
