@@ -90,7 +90,7 @@ int main(int argc, char **argv)
     QCoreApplication application(argc, argv);
     const bench::Words words(argc, argv, 3, "bench_leftover COUNT PATH TOOL [BODYFILE]");
     qInstallMessageHandler(dropMessage);
-    app::giveFreedMemoryBack();
+    app::returnFreedMemory();
     VondServer server(QString::fromStdString(words.text(2)));
     if (!server.listen(QHostAddress::LocalHost)) {
         bench::fail("cannot listen");

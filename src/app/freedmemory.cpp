@@ -11,7 +11,7 @@
 
 namespace app {
 
-void giveFreedMemoryBack()
+void returnFreedMemory()
 {
 #ifdef __GLIBC__
     // Blocks of at least this size are mapped individually and returned when they are freed.

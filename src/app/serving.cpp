@@ -37,7 +37,7 @@ void warnWithoutTool()
 int listenAndRun(const QHostAddress &address, int typedPort)
 {
     raiseDescriptorLimit();
-    giveFreedMemoryBack();
+    returnFreedMemory();
 
     VondServer server(toolPath);
     if (server.isListening()) {
