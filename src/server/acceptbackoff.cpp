@@ -54,7 +54,7 @@ void AcceptBackoff::handleAwake()
 void AcceptBackoff::timerEvent(QTimerEvent *)
 {
     m_pause.stop();
-    if (!hasFailed() || !listenAnew()) {
+    if (!hasFailed() || !listenAgain()) {
         m_server->resumeAccepting();
     }
 }
@@ -67,7 +67,7 @@ bool AcceptBackoff::hasFailed() const
 
 // Makes the server forget the error of the socket that it listens on, by giving it a copy of the
 // descriptor. The socket itself stays open, and so do the clients in its queue.
-bool AcceptBackoff::listenAnew()
+bool AcceptBackoff::listenAgain()
 {
 #ifdef Q_OS_UNIX
     const int copy = ::fcntl(static_cast<int>(m_server->socketDescriptor()), F_DUPFD_CLOEXEC, 0);

@@ -25,7 +25,7 @@ protected:
 
 private:
     [[nodiscard]] bool hasFailed() const;
-    [[nodiscard]] bool listenAnew();
+    [[nodiscard]] bool listenAgain();
 
     QTcpServer *m_server; // the parent
     int m_turns = 0; // since the last check
