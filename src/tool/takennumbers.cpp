@@ -137,8 +137,8 @@ private:
 
 Memory &memory()
 {
-    static Memory theOne;
-    return theOne;
+    static Memory instance;
+    return instance;
 }
 
 // The folder's device and inode number, and the names; empty where files may be removed unnoticed.
