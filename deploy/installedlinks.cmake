@@ -11,7 +11,7 @@ function(installed_document file result)
     string(REPLACE "](sample-tool.md" "](../vond-sample-tool/sample-tool.md" text "${text}")
     string(REPLACE "](LICENSE)" "](copyright)" text "${text}")
     string(REGEX REPLACE
-        "\\[([^]]*)\\]\\((architecture|performance|reliability|conformance|CONTRIBUTING)\\.md[^)]*\\)"
+        "\\[([^]]*)\\]\\((architecture|performance|reliability|conformance|windows|CONTRIBUTING)\\.md[^)]*\\)"
         "\\1 (in the sources)" text "${text}")
     get_filename_component(name "${file}" NAME)
     set(made "${CMAKE_CURRENT_BINARY_DIR}/documents/${name}")
