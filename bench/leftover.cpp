@@ -92,10 +92,9 @@ int main(int argc, char **argv)
     qInstallMessageHandler(dropMessage);
     app::returnFreedMemory();
     VondServer server(QString::fromStdString(words.text(2)));
-    if (!server.listen(QHostAddress::LocalHost)) {
+    if (app::listenWithLongBacklog(&server, QHostAddress::LocalHost, 0)) {
         bench::fail("cannot listen");
     }
-    app::raiseBacklog(server.socketDescriptor());
 
     constexpr std::uint64_t toWarmUp = 1000;
     const std::string body = bodyFrom(words.from(3));
