@@ -62,8 +62,8 @@ private Q_SLOTS:
 
     void listeningGoesWellOnAFreePort();
     void aNullAddressIsNeverListenedOn();
-    void aPortInUseIsToldInQtsWords();
-    void anAddressOfAnotherMachineIsToldInQtsWords();
+    void aPortInUseIsReportedInQtsWords();
+    void anAddressOfAnotherMachineIsReportedInQtsWords();
     void listeningRaisesTheBacklogToTheSystemsLimit();
     void aBurstOfConnectsFitsIntoTheBacklog();
 };
@@ -191,7 +191,7 @@ void ListeningTest::aNullAddressIsNeverListenedOn()
     QVERIFY(!server.isListening());
 }
 
-void ListeningTest::aPortInUseIsToldInQtsWords()
+void ListeningTest::aPortInUseIsReportedInQtsWords()
 {
     QTcpServer first;
     QVERIFY(first.listen(QHostAddress::LocalHost));
@@ -204,7 +204,7 @@ void ListeningTest::aPortInUseIsToldInQtsWords()
     QVERIFY(!second.isListening());
 }
 
-void ListeningTest::anAddressOfAnotherMachineIsToldInQtsWords()
+void ListeningTest::anAddressOfAnotherMachineIsReportedInQtsWords()
 {
     QTcpServer server;
 

@@ -59,7 +59,7 @@ private Q_SLOTS:
 
     void theIdentityIsSetBeforeTheApplicationIsMade();
     void theEventDispatcherIsQtsOwn();
-    void theProbeIsWrittenAndItsPlaceToldBeforeAnyCommand();
+    void theProbeIsWrittenAndItsPlaceReportedBeforeAnyCommand();
     void aSettingThatIsNoTruthValueLeavesLoggingOff_data();
     void aSettingThatIsNoTruthValueLeavesLoggingOff();
 };
@@ -104,7 +104,7 @@ void RunTest::theEventDispatcherIsQtsOwn()
     QCOMPARE(qgetenv("QT_NO_GLIB"), QByteArray("1"));
 }
 
-void RunTest::theProbeIsWrittenAndItsPlaceToldBeforeAnyCommand()
+void RunTest::theProbeIsWrittenAndItsPlaceReportedBeforeAnyCommand()
 {
     const MessageCatcher catcher;
     OutputCatcher output(OutputCatcher::Channel::Output);

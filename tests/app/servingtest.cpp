@@ -25,7 +25,7 @@ private Q_SLOTS:
 
     void theStatusIsTheEventLoops_data();
     void theStatusIsTheEventLoops();
-    void leavingTheEventLoopIsToldOnTheDebugStream();
+    void leavingTheEventLoopIsReportedOnTheDebugStream();
     void servingAsStoredReadsTheThreeSettings();
     void aPortStoredAsANumberIsRead();
     void aMissingToolIsOnlyWarnedOf();
@@ -67,7 +67,7 @@ void ServingTest::theStatusIsTheEventLoops()
     QCOMPARE(app::serveAsGiven("127.0.0.1", "0", m_tool.toUtf8().constData()), status);
 }
 
-void ServingTest::leavingTheEventLoopIsToldOnTheDebugStream()
+void ServingTest::leavingTheEventLoopIsReportedOnTheDebugStream()
 {
     const MessageCatcher catcher;
     QTimer::singleShot(0, qApp, &QCoreApplication::quit);

@@ -18,7 +18,7 @@ private Q_SLOTS:
     void initTestCase();
     void init();
 
-    void withNothingStoredGetTempFolderTellsAnEmptyOne();
+    void withNothingStoredGetTempFolderPrintsAnEmptyOne();
     void anExistingTempFolderIsPrinted();
     void aMissingTempFolderIsPrintedAndComplainedOf();
     void aTempFolderIsPrintedAsUtf8();
@@ -65,7 +65,7 @@ QByteArray SettingsCommandsTest::prefsLine() const
     return "server prefs \"" + m_service->settingsFile().toUtf8() + "\"\n";
 }
 
-void SettingsCommandsTest::withNothingStoredGetTempFolderTellsAnEmptyOne()
+void SettingsCommandsTest::withNothingStoredGetTempFolderPrintsAnEmptyOne()
 {
     const auto ended = m_service->run({QStringLiteral("getTempFolder")});
 

@@ -78,9 +78,9 @@ private Q_SLOTS:
     void fourWordsWithoutSettingsMissTheHost();
     void anEmptyHostWordIsMissed();
     void anEmptyPortWordIsMissed();
-    void aPortThatIsNoIntegerIsRefused_data();
-    void aPortThatIsNoIntegerIsRefused();
-    void aMissingToolOnTheCommandLineIsToldWithoutALineEnd();
+    void aPortThatIsNoIntegerIsRejected_data();
+    void aPortThatIsNoIntegerIsRejected();
+    void aMissingToolOnTheCommandLineIsReportedWithoutALineEnd();
     void theToolIsLookedForBeforeTheHost();
     void aMissingToolInTheSettingsIsOnlyWarnedOf();
     void aHostTextThatIsNoAddressIsAFailedListen_data();
@@ -89,8 +89,8 @@ private Q_SLOTS:
 
     void withLoggingOffNoLogFileIsMade();
     void withLoggingOnTheDebugStreamGoesIntoTheLogFile();
-    void withoutALogFolderTheLogLiesInTheSystemsTemporaryFolder();
-    void aLogFileThatCannotBeOpenedIsToldAndTheServiceStarts();
+    void withoutALogFolderTheLogIsInTheSystemsTemporaryFolder();
+    void aLogFileThatCannotBeOpenedIsReportedAndTheServiceStarts();
 
     void withLoggingOffTheRouteAnswersWhateverLogFileThereIs();
     void changingTheLogFolderMovesTheRouteAndNotTheWriting();
@@ -262,7 +262,7 @@ void StartupTest::anEmptyPortWordIsMissed()
     QCOMPARE(ended.status, 255);
 }
 
-void StartupTest::aPortThatIsNoIntegerIsRefused_data()
+void StartupTest::aPortThatIsNoIntegerIsRejected_data()
 {
     QTest::addColumn<QString>("port");
 
@@ -273,7 +273,7 @@ void StartupTest::aPortThatIsNoIntegerIsRefused_data()
     QTest::newRow("larger than any integer") << "2147483648";
 }
 
-void StartupTest::aPortThatIsNoIntegerIsRefused()
+void StartupTest::aPortThatIsNoIntegerIsRejected()
 {
     QFETCH(const QString, port);
 
@@ -288,7 +288,7 @@ void StartupTest::aPortThatIsNoIntegerIsRefused()
     QCOMPARE(ended.status, 255);
 }
 
-void StartupTest::aMissingToolOnTheCommandLineIsToldWithoutALineEnd()
+void StartupTest::aMissingToolOnTheCommandLineIsReportedWithoutALineEnd()
 {
     const int port = freePort();
 
@@ -414,7 +414,7 @@ void StartupTest::withLoggingOnTheDebugStreamGoesIntoTheLogFile()
     QCOMPARE(m_service->error(), QByteArray());
 }
 
-void StartupTest::withoutALogFolderTheLogLiesInTheSystemsTemporaryFolder()
+void StartupTest::withoutALogFolderTheLogIsInTheSystemsTemporaryFolder()
 {
     m_service->setSetting(settings::serverLoggingKey, true);
     const QString path = m_service->temporaryFolder() + QStringLiteral("/vondServer.log");
@@ -425,7 +425,7 @@ void StartupTest::withoutALogFolderTheLogLiesInTheSystemsTemporaryFolder()
     QCOMPARE(m_service->output(), "logging to:" + path.toUtf8() + "\n");
 }
 
-void StartupTest::aLogFileThatCannotBeOpenedIsToldAndTheServiceStarts()
+void StartupTest::aLogFileThatCannotBeOpenedIsReportedAndTheServiceStarts()
 {
     m_service->setSetting(settings::serverLoggingKey, true);
     QVERIFY(QDir(m_service->temporaryFolder()).mkdir(QStringLiteral("vondServer.log")));

@@ -44,26 +44,26 @@ private Q_SLOTS:
 
     void aFileIsReplacedInOneStep();
 
-    void aNameThatCannotBeGivenIsToldInTheSystemsWords_data()
+    void aNameThatCannotBeGivenIsReportedInTheSystemsWords_data()
     {
         abilities();
     }
 
-    void aNameThatCannotBeGivenIsToldInTheSystemsWords();
+    void aNameThatCannotBeGivenIsReportedInTheSystemsWords();
 
-    void aFolderThatIsNotThereIsToldInTheSystemsWords_data()
+    void aFolderThatIsNotThereIsReportedInTheSystemsWords_data()
     {
         abilities();
     }
 
-    void aFolderThatIsNotThereIsToldInTheSystemsWords();
+    void aFolderThatIsNotThereIsReportedInTheSystemsWords();
 
     void anEmptiedOneIsWrittenAnew_data()
     {
         abilities();
     }
 
-    void anEmptiedOneIsWrittenAnew();
+    void anEmptiedFileIsWrittenAgain();
 
 private:
     static void abilities();
@@ -139,7 +139,7 @@ void DraftFileTest::aFileIsReplacedInOneStep()
     QCOMPARE(folder.names().size(), 1);
 }
 
-void DraftFileTest::aNameThatCannotBeGivenIsToldInTheSystemsWords()
+void DraftFileTest::aNameThatCannotBeGivenIsReportedInTheSystemsWords()
 {
     QFETCH(const DraftFile::Ability, ability);
     const OwnWorkFolder folder;
@@ -153,7 +153,7 @@ void DraftFileTest::aNameThatCannotBeGivenIsToldInTheSystemsWords()
     QCOMPARE(folder.names(), QStringList());
 }
 
-void DraftFileTest::aFolderThatIsNotThereIsToldInTheSystemsWords()
+void DraftFileTest::aFolderThatIsNotThereIsReportedInTheSystemsWords()
 {
     QFETCH(const DraftFile::Ability, ability);
     const DraftFile draft(QStringLiteral("/no/such/folder"), ability);
@@ -161,7 +161,7 @@ void DraftFileTest::aFolderThatIsNotThereIsToldInTheSystemsWords()
     QCOMPARE(draft.errorString(), QStringLiteral("No such file or directory"));
 }
 
-void DraftFileTest::anEmptiedOneIsWrittenAnew()
+void DraftFileTest::anEmptiedFileIsWrittenAgain()
 {
     QFETCH(const DraftFile::Ability, ability);
     const OwnWorkFolder folder;

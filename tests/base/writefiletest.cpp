@@ -129,16 +129,16 @@ private Q_SLOTS:
     void aFileThatIsThereIsReplaced();
     void aFolderIsNotWrittenAndTheReasonComesBack();
     void aZeroCharacterInTheNameWritesNoFileAtAll();
-    void aVeryLongNameIsRefusedByTheSystem();
+    void aVeryLongNameIsRejectedByTheSystem();
     void base64IsDecodedAndThePathComesBack();
     void aTakenNameIsLeftAloneAndTheNumberedPathComesBack();
     void anEmptyTextMakesAnEmptyFile();
     void badBase64IsWrittenWithoutAWord_data();
     void badBase64IsWrittenWithoutAWord();
     void theFolderItselfAsTargetIsWrittenUnderANumber();
-    void aFileThatCannotBeMadeIsToldWithThePathThatWasAskedFor();
-    void aFreePathThatCannotBeMadeIsTold();
-    void aZeroCharacterIsToldAndNothingIsWritten();
+    void aFileThatCannotBeMadeIsReportedWithThePathThatWasAskedFor();
+    void aFreePathThatCannotBeMadeIsReported();
+    void aZeroCharacterIsReportedAndNothingIsWritten();
     void rightsAreThoseOfAnyNewFile();
     void rightsAndOwnerOfAFileThatIsReplacedStay();
     void aReadOnlyFileIsNotWrittenAndTheReasonComesBack();
@@ -191,7 +191,7 @@ void WriteFileTest::aZeroCharacterInTheNameWritesNoFileAtAll()
     QCOMPARE(folder.names(), QStringList());
 }
 
-void WriteFileTest::aVeryLongNameIsRefusedByTheSystem()
+void WriteFileTest::aVeryLongNameIsRejectedByTheSystem()
 {
     const OwnWorkFolder folder;
     QCOMPARE(
@@ -258,7 +258,7 @@ void WriteFileTest::theFolderItselfAsTargetIsWrittenUnderANumber()
     QCOMPARE(contentOf(folder.filePath(QStringLiteral("_1."))), QByteArray("new"));
 }
 
-void WriteFileTest::aFileThatCannotBeMadeIsToldWithThePathThatWasAskedFor()
+void WriteFileTest::aFileThatCannotBeMadeIsReportedWithThePathThatWasAskedFor()
 {
     // The free name for a file in a folder with a dot is in a folder that does not exist.
     const OwnWorkFolder folder;
@@ -271,7 +271,7 @@ void WriteFileTest::aFileThatCannotBeMadeIsToldWithThePathThatWasAskedFor()
              "Could not open " + path.toLocal8Bit() + " for writing: No such file or directory\n");
 }
 
-void WriteFileTest::aFreePathThatCannotBeMadeIsTold()
+void WriteFileTest::aFreePathThatCannotBeMadeIsReported()
 {
     const QString path = QStringLiteral("/no/such/folder/a.tif");
     OutputCatcher errors(OutputCatcher::Channel::Error);
@@ -281,7 +281,7 @@ void WriteFileTest::aFreePathThatCannotBeMadeIsTold()
                         "No such file or directory\n"));
 }
 
-void WriteFileTest::aZeroCharacterIsToldAndNothingIsWritten()
+void WriteFileTest::aZeroCharacterIsReportedAndNothingIsWritten()
 {
     const OwnWorkFolder folder;
     const QString path = folder.filePath(QStringLiteral("a") + QChar(0) + QStringLiteral("b"));

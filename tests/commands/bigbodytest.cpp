@@ -30,7 +30,7 @@ private Q_SLOTS:
     void initTestCase();
     void aBigFileForTheToolIsWrittenAndItsMemoryGivenBack();
     void aBigImageIsWrittenAndItsMemoryGivenBack();
-    void aBigBodyThatIsNoJsonIsToldWholeAndItsMemoryGivenBack();
+    void aBigBodyThatIsNoJsonIsReportedWholeAndItsMemoryGivenBack();
 };
 
 void BigBodyTest::initTestCase()
@@ -73,7 +73,7 @@ void BigBodyTest::aBigImageIsWrittenAndItsMemoryGivenBack()
     QCOMPARE(QFileInfo(folder.filePath(QStringLiteral("a"))).size(), qint64(fileBytes));
 }
 
-void BigBodyTest::aBigBodyThatIsNoJsonIsToldWholeAndItsMemoryGivenBack()
+void BigBodyTest::aBigBodyThatIsNoJsonIsReportedWholeAndItsMemoryGivenBack()
 {
     const qint64 before = residentBytes();
     {

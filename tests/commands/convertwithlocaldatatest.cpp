@@ -31,17 +31,17 @@ private Q_SLOTS:
     void theImageIsWrittenAndTheToolGetsItsPath();
     void argumentsAndOutputAreLogged();
     void sameNamesAreNumberedInInputAndOutput();
-    void optionsStandBehindTheConfiguration();
+    void optionsFollowTheConfiguration();
     void aFileOptionIsWrittenAndItsPathPassed();
     void aTakenFileOptionIsNumbered();
     void theReportedOutputIsTheAnswer();
     void aSilentToolGivesTheBareName();
     void anErrorGivesTheToolsWords();
     void aBodyThatIsNoJsonRunsTheToolWithEmptyValues();
-    void withoutAToolTheAnswerIsTheRefusal();
+    void withoutAToolTheAnswerIsTheRejection();
     void aFileOptionThatCannotBeWrittenStopsBeforeAllElse();
     void anImageThatCannotBeWrittenIsAnsweredEmpty();
-    void aToolThatCannotBeStartedIsToldWithTheInput();
+    void aToolThatCannotBeStartedIsReportedWithTheInput();
 };
 
 void ConvertWithLocalDataTest::initTestCase()
@@ -103,7 +103,7 @@ void ConvertWithLocalDataTest::sameNamesAreNumberedInInputAndOutput()
     QCOMPARE(folder.names(), names);
 }
 
-void ConvertWithLocalDataTest::optionsStandBehindTheConfiguration()
+void ConvertWithLocalDataTest::optionsFollowTheConfiguration()
 {
     const OwnWorkFolder folder;
     const MessageCatcher catcher;
@@ -190,7 +190,7 @@ void ConvertWithLocalDataTest::aBodyThatIsNoJsonRunsTheToolWithEmptyValues()
     QCOMPARE(faketool::arguments().mid(3), end);
 }
 
-void ConvertWithLocalDataTest::withoutAToolTheAnswerIsTheRefusal()
+void ConvertWithLocalDataTest::withoutAToolTheAnswerIsTheRejection()
 {
     const OwnWorkFolder folder;
     OutputCatcher errors(OutputCatcher::Channel::Error);
@@ -226,7 +226,7 @@ void ConvertWithLocalDataTest::anImageThatCannotBeWrittenIsAnsweredEmpty()
     QVERIFY(!faketool::ran());
 }
 
-void ConvertWithLocalDataTest::aToolThatCannotBeStartedIsToldWithTheInput()
+void ConvertWithLocalDataTest::aToolThatCannotBeStartedIsReportedWithTheInput()
 {
     const OwnWorkFolder folder;
     const MessageCatcher catcher;

@@ -33,15 +33,15 @@ private Q_SLOTS:
     void aFileWithoutANameIsWrittenUnderANumber();
     void anErrorLineRemovesTheKeyThatItMentions();
     void theExitStatusIsNotLookedAt();
-    void withoutAToolTheAnswerIsEmptyAndTheConsoleTells_data();
-    void withoutAToolTheAnswerIsEmptyAndTheConsoleTells();
-    void aBadBodyIsAnsweredEmptyAndTold_data();
-    void aBadBodyIsAnsweredEmptyAndTold();
+    void withoutAToolTheAnswerIsEmptyAndTheConsoleSaysWhy_data();
+    void withoutAToolTheAnswerIsEmptyAndTheConsoleSaysWhy();
+    void aBadBodyIsAnsweredEmptyAndReported_data();
+    void aBadBodyIsAnsweredEmptyAndReported();
     void filesBeforeARefusedElementStay();
     void aReturnNameIsFreeAgainAfterEveryEnd_data();
     void aReturnNameIsFreeAgainAfterEveryEnd();
-    void aFileThatCannotBeWrittenIsToldTwiceAndTheToolIsNotRun();
-    void aToolThatCannotBeStartedIsAnsweredEmptyAndTold();
+    void aFileThatCannotBeWrittenIsReportedTwiceAndTheToolIsNotRun();
+    void aToolThatCannotBeStartedIsAnsweredEmptyAndReported();
     void aZeroCharacterNeverReachesTheToolCutShort_data();
     void aZeroCharacterNeverReachesTheToolCutShort();
 };
@@ -163,7 +163,7 @@ void VondCommandTest::theExitStatusIsNotLookedAt()
     QCOMPARE(member(answer, "stdErr"), QStringLiteral("a warning\n"));
 }
 
-void VondCommandTest::withoutAToolTheAnswerIsEmptyAndTheConsoleTells_data()
+void VondCommandTest::withoutAToolTheAnswerIsEmptyAndTheConsoleSaysWhy_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<QByteArray>("line");
@@ -172,7 +172,7 @@ void VondCommandTest::withoutAToolTheAnswerIsEmptyAndTheConsoleTells_data()
     QTest::newRow("no tool") << "/no/vond" << QByteArray("error: no vond-exe not found/no/vond\n");
 }
 
-void VondCommandTest::withoutAToolTheAnswerIsEmptyAndTheConsoleTells()
+void VondCommandTest::withoutAToolTheAnswerIsEmptyAndTheConsoleSaysWhy()
 {
     QFETCH(const QString, path);
     OutputCatcher errors(OutputCatcher::Channel::Error);
@@ -180,7 +180,7 @@ void VondCommandTest::withoutAToolTheAnswerIsEmptyAndTheConsoleTells()
     QTEST(errors.take(), "line");
 }
 
-void VondCommandTest::aBadBodyIsAnsweredEmptyAndTold_data()
+void VondCommandTest::aBadBodyIsAnsweredEmptyAndReported_data()
 {
     QTest::addColumn<QByteArray>("body");
     QTest::addColumn<QByteArray>("line");
@@ -205,7 +205,7 @@ void VondCommandTest::aBadBodyIsAnsweredEmptyAndTold_data()
     QTest::newRow("a truth") << QByteArray("[true]") << neither;
 }
 
-void VondCommandTest::aBadBodyIsAnsweredEmptyAndTold()
+void VondCommandTest::aBadBodyIsAnsweredEmptyAndReported()
 {
     QFETCH(const QByteArray, body);
     QFETCH(const QByteArray, line);
@@ -225,7 +225,7 @@ void VondCommandTest::filesBeforeARefusedElementStay()
     QCOMPARE(folder.names(), QStringList{QStringLiteral("a")});
 }
 
-void VondCommandTest::aFileThatCannotBeWrittenIsToldTwiceAndTheToolIsNotRun()
+void VondCommandTest::aFileThatCannotBeWrittenIsReportedTwiceAndTheToolIsNotRun()
 {
     const OwnWorkFolder folder;
     OutputCatcher errors(OutputCatcher::Channel::Error);
@@ -238,7 +238,7 @@ void VondCommandTest::aFileThatCannotBeWrittenIsToldTwiceAndTheToolIsNotRun()
     QVERIFY(!faketool::ran());
 }
 
-void VondCommandTest::aToolThatCannotBeStartedIsAnsweredEmptyAndTold()
+void VondCommandTest::aToolThatCannotBeStartedIsAnsweredEmptyAndReported()
 {
     const OwnWorkFolder folder;
     const MessageCatcher catcher;

@@ -15,7 +15,7 @@ private Q_SLOTS:
     void aTextComesBackAsItWent_data();
     void aTextComesBackAsItWent();
     void theVersionIsTheApplications();
-    void eachSleeperHasAnEntryWhoseIdOnlyTheLogTells();
+    void eachSleeperHasAnEntryWhoseIdOnlyTheLogShows();
 };
 
 void HelloTest::theGreeting()
@@ -51,7 +51,7 @@ void HelloTest::theVersionIsTheApplications()
     QCOMPARE(diagnostics::vondServerVersion(), QStringLiteral("vondServer:1.0.2.26"));
 }
 
-void HelloTest::eachSleeperHasAnEntryWhoseIdOnlyTheLogTells()
+void HelloTest::eachSleeperHasAnEntryWhoseIdOnlyTheLogShows()
 {
     jobs::Registry registry;
     const MessageCatcher catcher;

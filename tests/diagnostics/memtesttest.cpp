@@ -12,7 +12,7 @@ class MemtestTest : public QObject
 
 private Q_SLOTS:
     void theSizeIsFixed();
-    void aSizeThatFitsIsOkAndTellsTheFixedNumber();
+    void aSizeThatFitsIsOkAndReportsTheFixedNumber();
     void aTextThatGoesIntoTheObjectLogsNothing();
     void aTextThatDoesNotGoIntoTheObjectIsLogged();
 };
@@ -22,7 +22,7 @@ void MemtestTest::theSizeIsFixed()
     QCOMPARE(diagnostics::memtestBytes, 0x302006A0);
 }
 
-void MemtestTest::aSizeThatFitsIsOkAndTellsTheFixedNumber()
+void MemtestTest::aSizeThatFitsIsOkAndReportsTheFixedNumber()
 {
     const MessageCatcher catcher;
     QCOMPARE(diagnostics::memtest(10),

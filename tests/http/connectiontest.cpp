@@ -274,7 +274,7 @@ private Q_SLOTS:
         QCOMPARE(m_server->views.load(), before + 1);
     }
 
-    void aClientThatExpectsToContinueIsToldTo()
+    void aClientThatExpectsToContinueGetsTheInterimResponse()
     {
         RawClient client(m_server->port());
         client.send("POST /echo HTTP/1.1\r\nHost: a\r\nExpect: 100-continue\r\n"
@@ -345,7 +345,7 @@ private Q_SLOTS:
         QCOMPARE(m_server->views.load(), before);
     }
 
-    void aRefusedHeadRequestGetsNoBody_data()
+    void aRejectedHeadRequestGetsNoBody_data()
     {
         QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<int>("status");
@@ -367,7 +367,7 @@ private Q_SLOTS:
             << request("/") + "HEAD / HTTP/2.0\r\n" + host << 505;
     }
 
-    void aRefusedHeadRequestGetsNoBody()
+    void aRejectedHeadRequestGetsNoBody()
     {
         QFETCH(QByteArray, bytes);
         QFETCH(int, status);
@@ -384,7 +384,7 @@ private Q_SLOTS:
         QVERIFY(client.received().isEmpty());
     }
 
-    void whatFollowsAHeadRequestIsRefusedWithABody()
+    void whatFollowsAHeadRequestIsRejectedWithABody()
     {
         RawClient client(m_server->port());
         client.send("HEAD / HTTP/1.1\r\nHost: a\r\n\r\nGET / HTTP/2.0\r\n\r\n");
@@ -397,7 +397,7 @@ private Q_SLOTS:
         QVERIFY(!response->body.isEmpty());
     }
 
-    void aRefusalReachesAClientThatIsStillSending()
+    void aRejectionReachesAClientThatIsStillSending()
     {
         RawClient client(m_server->port());
         client.send("POST /echo HTTP/1.1\r\nHost: a\r\nContent-Length: x\r\n\r\n");

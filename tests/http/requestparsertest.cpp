@@ -272,7 +272,7 @@ private Q_SLOTS:
         }
     }
 
-    void aBadMessageIsRefusedAtEverySplit_data()
+    void aBadMessageIsRejectedAtEverySplit_data()
     {
         QTest::addColumn<QByteArray>("message");
         QTest::addColumn<Result>("refusal");
@@ -458,7 +458,7 @@ private Q_SLOTS:
             Result::HeadTooLarge);
     }
 
-    void aBadMessageIsRefusedAtEverySplit()
+    void aBadMessageIsRejectedAtEverySplit()
     {
         QFETCH(QByteArray, message);
         QFETCH(Result, refusal);

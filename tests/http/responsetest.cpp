@@ -107,7 +107,7 @@ private Q_SLOTS:
         QVERIFY(qAbs(before.secsTo(date)) <= 2);
     }
 
-    void theHeadTellsWhatBecomesOfTheConnection()
+    void theHeadSaysWhetherTheConnectionStaysOpen()
     {
         const Response response("");
         QVERIFY(!http::responseHead(response, http::Persistence::KeepAlive).contains("Connection"));

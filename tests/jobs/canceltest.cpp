@@ -18,8 +18,8 @@ private Q_SLOTS:
     void theToolIsNotRun();
     void withoutAToolNoFileIsWritten_data();
     void withoutAToolNoFileIsWritten();
-    void anIdThatIsNoFileNameIsToldAndAnsweredEmpty_data();
-    void anIdThatIsNoFileNameIsToldAndAnsweredEmpty();
+    void anIdThatIsNoFileNameIsReportedAndAnsweredEmpty_data();
+    void anIdThatIsNoFileNameIsReportedAndAnsweredEmpty();
     void aZeroCharacterWritesNoFileOfAnotherName();
 };
 
@@ -79,7 +79,7 @@ void CancelTest::withoutAToolNoFileIsWritten()
     QCOMPARE(folder.names(), QStringList());
 }
 
-void CancelTest::anIdThatIsNoFileNameIsToldAndAnsweredEmpty_data()
+void CancelTest::anIdThatIsNoFileNameIsReportedAndAnsweredEmpty_data()
 {
     QTest::addColumn<QString>("id");
     QTest::addColumn<QByteArray>("reason");
@@ -88,7 +88,7 @@ void CancelTest::anIdThatIsNoFileNameIsToldAndAnsweredEmpty_data()
     QTest::newRow("too long") << QString(300, QLatin1Char('n')) << QByteArray("File name too long");
 }
 
-void CancelTest::anIdThatIsNoFileNameIsToldAndAnsweredEmpty()
+void CancelTest::anIdThatIsNoFileNameIsReportedAndAnsweredEmpty()
 {
     QFETCH(const QString, id);
     QFETCH(const QByteArray, reason);

@@ -24,7 +24,7 @@ private Q_SLOTS:
     void missingKeysAndForeignTypesReadAsEmpty();
     void plannedOutputName_data();
     void plannedOutputName();
-    void argumentsStandInTheToolsOrder();
+    void argumentsAreInTheToolsOrder();
     void aMarkerInTheFolderIsFilledInTheInputPathOnly();
     void eachNameOfAConversionIsLookedAtOnWindows_data();
     void eachNameOfAConversionIsLookedAtOnWindows();
@@ -112,7 +112,7 @@ void ConversionPlanTest::plannedOutputName()
     QTEST(planFor(input, configuration).outputPath, "output");
 }
 
-void ConversionPlanTest::argumentsStandInTheToolsOrder()
+void ConversionPlanTest::argumentsAreInTheToolsOrder()
 {
     const QStringList arguments{
         QStringLiteral("--progress"),

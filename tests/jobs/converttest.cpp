@@ -83,7 +83,7 @@ private Q_SLOTS:
     void theProcessStaysAChildOfTheHandlerAndTheNextJobReplacesIt();
     void withoutAToolNothingElseHappens_data();
     void withoutAToolNothingElseHappens();
-    void aToolThatCannotBeStartedIsToldAndAnsweredEmpty();
+    void aToolThatCannotBeStartedIsReportedAndAnsweredEmpty();
     void aZeroCharacterStartsNothing();
     void aToolThatDiesIsNotTreatedSpecially();
     void aBodyThatIsNoJsonRunsTheToolWithEmptyValues();
@@ -334,7 +334,7 @@ void ConvertTest::withoutAToolNothingElseHappens()
     QVERIFY(!connection.m_process);
 }
 
-void ConvertTest::aToolThatCannotBeStartedIsToldAndAnsweredEmpty()
+void ConvertTest::aToolThatCannotBeStartedIsReportedAndAnsweredEmpty()
 {
     const OwnWorkFolder folder;
     const MessageCatcher catcher;

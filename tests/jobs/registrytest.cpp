@@ -21,7 +21,7 @@ class RegistryTest : public QObject
 
 private Q_SLOTS:
     void aRegisteredRequestReadsZeroPercent();
-    void registeringAgainStartsAnew();
+    void registeringAgainStartsOver();
     void theEmptyIdIsAnIdLikeAnyOther();
     void idsKeepTheirCaseAndTheirBlanks();
     void aTextForAnUnknownIdMakesTheEntry();
@@ -42,7 +42,7 @@ void RegistryTest::aRegisteredRequestReadsZeroPercent()
     QCOMPARE(jobs::progressText(&registry, id), QStringLiteral("Progress: 0%"));
 }
 
-void RegistryTest::registeringAgainStartsAnew()
+void RegistryTest::registeringAgainStartsOver()
 {
     jobs::Registry registry;
     jobs::registerRequest(&registry, id);

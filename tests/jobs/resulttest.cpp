@@ -15,13 +15,13 @@ class ResultTest : public QObject
 private Q_SLOTS:
     void initTestCase();
     void aFileIsAnsweredWholeAnyNumberOfTimes();
-    void aFileThatIsNotThereIsToldAsNotAvailable_data();
-    void aFileThatIsNotThereIsToldAsNotAvailable();
-    void anEmptyFileIsToldLikeAMissingOne();
-    void aFolderIsToldAsNotOpened();
-    void aFileThatEndsBeforeItsSizeIsAnsweredAsFarAsItGoesAndTold();
-    void aFileAtTheLimitIsTooBigAndToldInTwoLines_data();
-    void aFileAtTheLimitIsTooBigAndToldInTwoLines();
+    void aFileThatIsNotThereIsReportedAsNotAvailable_data();
+    void aFileThatIsNotThereIsReportedAsNotAvailable();
+    void anEmptyFileIsReportedLikeAMissingOne();
+    void aFolderIsReportedAsNotOpened();
+    void aFileThatEndsBeforeItsSizeIsAnsweredAsFarAsItGoesAndReported();
+    void aFileAtTheLimitIsTooBigAndReportedInTwoLines_data();
+    void aFileAtTheLimitIsTooBigAndReportedInTwoLines();
 };
 
 void ResultTest::initTestCase()
@@ -46,7 +46,7 @@ void ResultTest::aFileIsAnsweredWholeAnyNumberOfTimes()
     QCOMPARE(folder.names(), QStringList{QStringLiteral("a b.bin")});
 }
 
-void ResultTest::aFileThatIsNotThereIsToldAsNotAvailable_data()
+void ResultTest::aFileThatIsNotThereIsReportedAsNotAvailable_data()
 {
     QTest::addColumn<QString>("name");
 
@@ -56,7 +56,7 @@ void ResultTest::aFileThatIsNotThereIsToldAsNotAvailable_data()
         << QStringLiteral("there") + QChar(0);
 }
 
-void ResultTest::aFileThatIsNotThereIsToldAsNotAvailable()
+void ResultTest::aFileThatIsNotThereIsReportedAsNotAvailable()
 {
     QFETCH(const QString, name);
     const OwnWorkFolder folder;
@@ -66,7 +66,7 @@ void ResultTest::aFileThatIsNotThereIsToldAsNotAvailable()
     QCOMPARE(errors.take(), "file is not available, Size:0, File:" + name.toUtf8() + '\n');
 }
 
-void ResultTest::anEmptyFileIsToldLikeAMissingOne()
+void ResultTest::anEmptyFileIsReportedLikeAMissingOne()
 {
     const OwnWorkFolder folder;
     makeFile(folder.filePath(QStringLiteral("a")));
@@ -75,7 +75,7 @@ void ResultTest::anEmptyFileIsToldLikeAMissingOne()
     QCOMPARE(errors.take(), QByteArray("file is not available, Size:0, File:a\n"));
 }
 
-void ResultTest::aFolderIsToldAsNotOpened()
+void ResultTest::aFolderIsReportedAsNotOpened()
 {
     const OwnWorkFolder folder;
     QVERIFY(QDir(folder.path()).mkdir(QStringLiteral("d")));
@@ -87,7 +87,7 @@ void ResultTest::aFolderIsToldAsNotOpened()
                  + "/d for reading: file to open is a directory\n");
 }
 
-void ResultTest::aFileThatEndsBeforeItsSizeIsAnsweredAsFarAsItGoesAndTold()
+void ResultTest::aFileThatEndsBeforeItsSizeIsAnsweredAsFarAsItGoesAndReported()
 {
     // The kernel's own files claim a whole page and contain a line.
     const QString promising = QStringLiteral("/sys/kernel/mm/transparent_hugepage/enabled");
@@ -105,7 +105,7 @@ void ResultTest::aFileThatEndsBeforeItsSizeIsAnsweredAsFarAsItGoesAndTold()
                  + ", Size:" + QByteArray::number(size) + ", File:a\n");
 }
 
-void ResultTest::aFileAtTheLimitIsTooBigAndToldInTwoLines_data()
+void ResultTest::aFileAtTheLimitIsTooBigAndReportedInTwoLines_data()
 {
     QTest::addColumn<qint64>("size");
 
@@ -114,7 +114,7 @@ void ResultTest::aFileAtTheLimitIsTooBigAndToldInTwoLines_data()
     QTest::newRow("beyond 32 bits, small in the low ones") << Q_INT64_C(4294967297);
 }
 
-void ResultTest::aFileAtTheLimitIsTooBigAndToldInTwoLines()
+void ResultTest::aFileAtTheLimitIsTooBigAndReportedInTwoLines()
 {
     QFETCH(const qint64, size);
     const OwnWorkFolder folder;

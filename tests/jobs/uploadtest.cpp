@@ -26,8 +26,8 @@ private Q_SLOTS:
     void anEmptyBodyEmptiesAFileThatIsThere();
     void theSecondUploadOfANameReplacesTheFirst();
     void withoutAWorkFolderTheFileGoesToTheTempFolder();
-    void aNameThatCannotBeWrittenIsAnsweredAndNothingIsTold_data();
-    void aNameThatCannotBeWrittenIsAnsweredAndNothingIsTold();
+    void aNameThatCannotBeWrittenIsAnsweredAndNothingIsReported_data();
+    void aNameThatCannotBeWrittenIsAnsweredAndNothingIsReported();
     void aNameWithAFolderPartWritesNothingAndIsLogged_data();
     void aNameWithAFolderPartWritesNothingAndIsLogged();
     void folderPartsAreKnownByThePlatformsMarks_data();
@@ -81,7 +81,7 @@ void UploadTest::withoutAWorkFolderTheFileGoesToTheTempFolder()
     QVERIFY(QFile::remove(path));
 }
 
-void UploadTest::aNameThatCannotBeWrittenIsAnsweredAndNothingIsTold_data()
+void UploadTest::aNameThatCannotBeWrittenIsAnsweredAndNothingIsReported_data()
 {
     QTest::addColumn<QString>("name");
 
@@ -93,7 +93,7 @@ void UploadTest::aNameThatCannotBeWrittenIsAnsweredAndNothingIsTold_data()
     QTest::newRow("a zero character") << QStringLiteral("a") + QChar(0) + QStringLiteral("b");
 }
 
-void UploadTest::aNameThatCannotBeWrittenIsAnsweredAndNothingIsTold()
+void UploadTest::aNameThatCannotBeWrittenIsAnsweredAndNothingIsReported()
 {
     QFETCH(const QString, name);
     const OwnWorkFolder folder;

@@ -54,12 +54,12 @@ private Q_SLOTS:
     void cleanup();
 
     void theFirstLineOfARunIsServerStarting();
-    void theFileIsToldOnStandardOutput();
+    void theFileIsReportedOnStandardOutput();
     void anOlderRunsLinesStay();
     void withoutALogFolderTheSystemsTemporaryFolderIsUsed();
     void withALogFolderThatIsMissingTheSystemsTemporaryFolderIsUsed();
     void aFolderWithASlashAtItsEndGetsASecondOne();
-    void aFileThatCannotBeOpenedIsToldWhereTheMessagesWentBefore();
+    void aFileThatCannotBeOpenedIsReportedWhereTheMessagesWentBefore();
     void messagesOfEveryTypeCarryNoLevelTag();
     void onceStartedNothingReachesTheHandlerBefore();
     void aMessageIsWrittenAsTheDebugStreamMadeIt();
@@ -112,7 +112,7 @@ void FileLoggingTest::theFirstLineOfARunIsServerStarting()
              QStringList({QStringLiteral("Server starting ..."), QStringLiteral("second")}));
 }
 
-void FileLoggingTest::theFileIsToldOnStandardOutput()
+void FileLoggingTest::theFileIsReportedOnStandardOutput()
 {
     QVERIFY(QDir(m_folder->path()).mkdir(QStringLiteral("für")));
     const QString folder = m_folder->filePath(QStringLiteral("für"));
@@ -162,7 +162,7 @@ void FileLoggingTest::aFolderWithASlashAtItsEndGetsASecondOne()
     QCOMPARE(output.take(), "logging to:" + m_folder->path().toUtf8() + "//vondServer.log\n");
 }
 
-void FileLoggingTest::aFileThatCannotBeOpenedIsToldWhereTheMessagesWentBefore()
+void FileLoggingTest::aFileThatCannotBeOpenedIsReportedWhereTheMessagesWentBefore()
 {
     QVERIFY(QDir(m_folder->path()).mkdir(QStringLiteral("vondServer.log")));
     QSettings().setValue(settings::logFolderKey, m_folder->path());

@@ -26,9 +26,9 @@ private Q_SLOTS:
     void withoutALogFolderTheFileInTheSystemsTemporaryFolderIsRead();
     void withALogFolderThatIsMissingTheFileInTheSystemsTemporaryFolderIsRead();
     void anEmptyFileIsAnsweredInSilence();
-    void aMissingFileIsToldOnStandardErrorAndAnsweredEmpty();
-    void aFolderInItsPlaceIsToldOnStandardErrorAndAnsweredEmpty();
-    void aFileLargerThanAByteArrayIsToldOnStandardErrorAndAnsweredEmpty();
+    void aMissingFileIsReportedOnStandardErrorAndAnsweredEmpty();
+    void aFolderInItsPlaceIsReportedOnStandardErrorAndAnsweredEmpty();
+    void aFileLargerThanAByteArrayIsReportedOnStandardErrorAndAnsweredEmpty();
 
 private:
     QScopedPointer<QTemporaryDir> m_folder;
@@ -97,7 +97,7 @@ void GetLogFileTest::anEmptyFileIsAnsweredInSilence()
     QCOMPARE(error.take(), QByteArray());
 }
 
-void GetLogFileTest::aMissingFileIsToldOnStandardErrorAndAnsweredEmpty()
+void GetLogFileTest::aMissingFileIsReportedOnStandardErrorAndAnsweredEmpty()
 {
     OutputCatcher error(OutputCatcher::Channel::Error);
     QCOMPARE(logging::getLogFile(), QString());
@@ -106,7 +106,7 @@ void GetLogFileTest::aMissingFileIsToldOnStandardErrorAndAnsweredEmpty()
                  + " for reading: No such file or directory\n");
 }
 
-void GetLogFileTest::aFolderInItsPlaceIsToldOnStandardErrorAndAnsweredEmpty()
+void GetLogFileTest::aFolderInItsPlaceIsReportedOnStandardErrorAndAnsweredEmpty()
 {
     QVERIFY(QDir().mkdir(m_path));
 
@@ -117,7 +117,7 @@ void GetLogFileTest::aFolderInItsPlaceIsToldOnStandardErrorAndAnsweredEmpty()
                  + " for reading: file to open is a directory\n");
 }
 
-void GetLogFileTest::aFileLargerThanAByteArrayIsToldOnStandardErrorAndAnsweredEmpty()
+void GetLogFileTest::aFileLargerThanAByteArrayIsReportedOnStandardErrorAndAnsweredEmpty()
 {
     QFile file(m_path);
     QVERIFY(file.open(QIODevice::WriteOnly));

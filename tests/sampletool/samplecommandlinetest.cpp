@@ -15,13 +15,13 @@ class SampleCommandLineTest : public QObject
 
 private Q_SLOTS:
     void theServicesConversionIsUnderstood();
-    void optionsMayStandInAnyOrder();
+    void optionsMayComeInAnyOrder();
     void severalInputsAndOutputsAreKeptInOrder();
     void setoptionTakesPairsUntilTheInput();
     void theListingsOfTheServiceAreUnderstood();
     void singleWords();
-    void whatIsNotUnderstoodIsRefused_data();
-    void whatIsNotUnderstoodIsRefused();
+    void whatIsNotUnderstoodIsRejected_data();
+    void whatIsNotUnderstoodIsRejected();
 };
 
 namespace {
@@ -65,7 +65,7 @@ void SampleCommandLineTest::theServicesConversionIsUnderstood()
     QVERIFY(!convert.options.quality);
 }
 
-void SampleCommandLineTest::optionsMayStandInAnyOrder()
+void SampleCommandLineTest::optionsMayComeInAnyOrder()
 {
     const sample::Convert convert =
         convertFrom({"in.tif", "-o", "out.tif", "--translateerror", "-c", "sRGB", "--progress"});
@@ -133,7 +133,7 @@ void SampleCommandLineTest::singleWords()
         std::get<sample::Command>(sample::parse({"--help"}))));
 }
 
-void SampleCommandLineTest::whatIsNotUnderstoodIsRefused_data()
+void SampleCommandLineTest::whatIsNotUnderstoodIsRejected_data()
 {
     QTest::addColumn<Words>("words");
     QTest::addColumn<QString>("text");
@@ -199,7 +199,7 @@ void SampleCommandLineTest::whatIsNotUnderstoodIsRefused_data()
         "--name and --details need --format=json");
 }
 
-void SampleCommandLineTest::whatIsNotUnderstoodIsRefused()
+void SampleCommandLineTest::whatIsNotUnderstoodIsRejected()
 {
     QFETCH(const Words, words);
     QFETCH(const QString, text);

@@ -15,8 +15,8 @@ private Q_SLOTS:
     void theDetailsOfOneAreAJsonObject();
     void detailsThatWereNotAskedForAreLeftOut();
     void withoutANameAllAreListed();
-    void anUnknownNameIsRefused();
-    void anUnknownDetailIsRefused();
+    void anUnknownNameIsRejected();
+    void anUnknownDetailIsRejected();
     void namesAreTakenExactly();
 };
 
@@ -65,14 +65,14 @@ void SampleConfigurationsTest::withoutANameAllAreListed()
              QStringLiteral("Display P3"));
 }
 
-void SampleConfigurationsTest::anUnknownNameIsRefused()
+void SampleConfigurationsTest::anUnknownNameIsRejected()
 {
     const auto text = sample::listing({true, "Coated", {"DstProfile"}});
     QCOMPARE(std::get<sample::Failure>(text).text,
              std::string("There is no configuration 'Coated'."));
 }
 
-void SampleConfigurationsTest::anUnknownDetailIsRefused()
+void SampleConfigurationsTest::anUnknownDetailIsRejected()
 {
     const std::string words = "Configurations have no detail 'Price'.";
     QCOMPARE(std::get<sample::Failure>(sample::listing({true, "sRGB", {"Price"}})).text, words);

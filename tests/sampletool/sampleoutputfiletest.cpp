@@ -22,8 +22,8 @@ private Q_SLOTS:
     void theNumberGoesBeforeTheLastDot();
     void theSuffixSaysTheFormat_data();
     void theSuffixSaysTheFormat();
-    void otherSuffixesAreRefused();
-    void pngIsRefusedForCmyk();
+    void otherSuffixesAreRejected();
+    void pngIsRejectedForCmyk();
     void aNameThatCannotHoldTheColoursGetsAnotherSuffix_data();
     void aNameThatCannotHoldTheColoursGetsAnotherSuffix();
     void aFreeNameIsTakenAsItIs();
@@ -31,9 +31,9 @@ private Q_SLOTS:
     void aFolderAndADanglingLinkCountAsTaken();
     void withoutIncrementAFileIsReplaced();
     void manyAtOnceGetNamesOfTheirOwn();
-    void temporaryFilesLieBesideTheOutputAndGoAtTheEnd();
+    void temporaryFilesAreNextToTheOutputAndGoAtTheEnd();
     void noTemporaryFileIsMadeAfterTheEnd();
-    void aFolderThatIsNotThereIsRefused();
+    void aFolderThatIsNotThereIsRejected();
 };
 
 namespace {
@@ -127,7 +127,7 @@ void SampleOutputFileTest::theSuffixSaysTheFormat()
     QCOMPARE(int(std::get<sample::Format>(result)), format);
 }
 
-void SampleOutputFileTest::otherSuffixesAreRefused()
+void SampleOutputFileTest::otherSuffixesAreRejected()
 {
     const auto result = sample::formatFor("/t/a.gif", ColourSpace::Rgb);
     QCOMPARE(std::get<sample::Failure>(result).text,
@@ -135,7 +135,7 @@ void SampleOutputFileTest::otherSuffixesAreRefused()
                          ".jpeg and .png."));
 }
 
-void SampleOutputFileTest::pngIsRefusedForCmyk()
+void SampleOutputFileTest::pngIsRejectedForCmyk()
 {
     const auto result = sample::formatFor("/t/a.png", ColourSpace::Cmyk);
     QCOMPARE(std::get<sample::Failure>(result).text,
@@ -244,7 +244,7 @@ void SampleOutputFileTest::manyAtOnceGetNamesOfTheirOwn()
     QCOMPARE(filesIn(folder).size(), int(count));
 }
 
-void SampleOutputFileTest::temporaryFilesLieBesideTheOutputAndGoAtTheEnd()
+void SampleOutputFileTest::temporaryFilesAreNextToTheOutputAndGoAtTheEnd()
 {
     const QTemporaryDir folder;
     {
@@ -267,7 +267,7 @@ void SampleOutputFileTest::noTemporaryFileIsMadeAfterTheEnd()
     QVERIFY(filesIn(folder).isEmpty());
 }
 
-void SampleOutputFileTest::aFolderThatIsNotThereIsRefused()
+void SampleOutputFileTest::aFolderThatIsNotThereIsRejected()
 {
     sample::TemporaryFiles files;
     const auto result = files.create("/nowhere/at/all/a.tif");

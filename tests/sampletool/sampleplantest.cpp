@@ -16,12 +16,12 @@ private Q_SLOTS:
     void theUsualIntentIsRelative();
     void setOptionsGoBeforeTheConfiguration();
     void outputsKeepTheirInputs();
-    void anUnknownConfigurationIsRefused();
-    void oneBadOutputRefusesAll();
+    void anUnknownConfigurationIsRejected();
+    void oneBadOutputRejectsAll();
     void cmykForPngBecomesTiffWhereNamesAreNumbered();
     void aProfileIsReadFromItsHeader_data();
     void aProfileIsReadFromItsHeader();
-    void aProfileThatIsNotThereIsRefused();
+    void aProfileThatIsNotThereIsRejected();
     void theErrorTextNamesEveryOutput();
 };
 
@@ -103,13 +103,13 @@ void SamplePlanTest::outputsKeepTheirInputs()
     QCOMPARE(plan.outputs[2].input, std::string("b.tif"));
 }
 
-void SamplePlanTest::anUnknownConfigurationIsRefused()
+void SamplePlanTest::anUnknownConfigurationIsRejected()
 {
     QCOMPARE(textOf(sample::planFor(request("Coated", "o.tif"))),
              std::string("There is no configuration 'Coated'."));
 }
 
-void SamplePlanTest::oneBadOutputRefusesAll()
+void SamplePlanTest::oneBadOutputRejectsAll()
 {
     sample::Convert convert = request("PressCMYK", "1.tif");
     convert.tasks[0].outputs.emplace_back("2.png");
@@ -164,7 +164,7 @@ void SamplePlanTest::aProfileIsReadFromItsHeader()
     QCOMPARE(seen, outcome);
 }
 
-void SamplePlanTest::aProfileThatIsNotThereIsRefused()
+void SamplePlanTest::aProfileThatIsNotThereIsRejected()
 {
     sample::Convert convert = request("sRGB", "o.tif");
     convert.options.profile = "/nowhere/p.icc";

@@ -33,7 +33,7 @@ private Q_SLOTS:
     void anUnknownNameOfAListingFails();
     void aWrongCommandLineFails();
 
-    void aConversionTellsItsOutput();
+    void aConversionReportsItsOutput();
     void progressRisesTo100BeforeTheOutput();
     void everyTextIsAChunkOfItsOwn_data();
     void everyTextIsAChunkOfItsOwn();
@@ -44,7 +44,7 @@ private Q_SLOTS:
     void theSuffixSaysTheFormat_data();
     void theSuffixSaysTheFormat();
     void cmykForPngIsWrittenAsTiffWhereNamesAreNumbered();
-    void cmykForPngIsRefusedWhereTheNameIsFixed();
+    void cmykForPngIsRejectedWhereTheNameIsFixed();
     void bracketsInANameAreNoOptions();
     void aProfileCanBeSentAlong();
     void qualityChangesTheSizeOfAJpeg();
@@ -324,7 +324,7 @@ void SampleToolTest::aWrongCommandLineFails()
     QCOMPARE(files(), QStringList{QStringLiteral("in.tif")});
 }
 
-void SampleToolTest::aConversionTellsItsOutput()
+void SampleToolTest::aConversionReportsItsOutput()
 {
     const ToolRun run = runTool(convert("PressCMYK", {path("in.tif"), o, path("out put.tif")}));
     QCOMPARE(run.err, QByteArray());
@@ -465,7 +465,7 @@ void SampleToolTest::cmykForPngIsWrittenAsTiffWhereNamesAreNumbered()
     QVERIFY(!QFile::exists(path("o.png")));
 }
 
-void SampleToolTest::cmykForPngIsRefusedWhereTheNameIsFixed()
+void SampleToolTest::cmykForPngIsRejectedWhereTheNameIsFixed()
 {
     const ToolRun run = runTool(
         {QStringLiteral("-c"), QStringLiteral("PressCMYK"), path("in.tif"), o, path("o.png")});

@@ -117,7 +117,7 @@ private Q_SLOTS:
         QCOMPARE(typeOf(1, 1), -1);
     }
 
-    void membersStandInTheirOrder()
+    void membersAreInTheirOrder()
     {
         VondServer server{QString()};
         VondRequestThread thread(QString(), nullptr, -1, nullptr);

@@ -242,7 +242,7 @@ private Q_SLOTS:
     }
 
     // The first allocation that fails is the socket object's.
-    void aConnectionWithoutMemoryTellsTheOperator()
+    void aConnectionWithoutMemoryIsReportedToTheOperator()
     {
         OutputCatcher errors(OutputCatcher::Channel::Error);
         QCOMPARE(

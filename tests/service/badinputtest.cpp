@@ -137,7 +137,7 @@ private:
     }
 
     // The tool was run with the file as an argument that it does not know.
-    [[nodiscard]] QByteArray listingRefused(const char *name) const
+    [[nodiscard]] QByteArray listingRejected(const char *name) const
     {
         const QString said = QStringLiteral("usage: '%1' is not known to listconfigurations")
                                  .arg(QString::fromUtf8(inWork(name)));
@@ -308,7 +308,7 @@ private Q_SLOTS:
             inlineWithFile(beside),
             noProfile("../beside.tif"),
             besideOnly + QStringList{QStringLiteral("work/picture.tif")});
-        row("/vond, beside", commandWithFile(beside), listingRefused("../beside.tif"), besideOnly);
+        row("/vond, beside", commandWithFile(beside), listingRejected("../beside.tif"), besideOnly);
         row("/convertWithLocalData, in a folder that is there",
             inlinePicture(QStringLiteral("sub/a.tif")),
             unreadable("sub/a.tif"),

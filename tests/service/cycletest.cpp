@@ -259,7 +259,7 @@ private Q_SLOTS:
         QCOMPARE(left, QStringList{QStringLiteral("three.tif")});
     }
 
-    void aMissingInputIsToldByTheTool()
+    void aMissingInputIsReportedByTheTool()
     {
         Conversion conversion(m_service.port(), "nowhere.tif", "fourth");
         conversion.start();

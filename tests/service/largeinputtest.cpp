@@ -119,7 +119,7 @@ private Q_SLOTS:
         QVERIFY(stored("large") == m_bytes);
     }
 
-    void vondRefusesItAlone()
+    void vondRejectsItAlone()
     {
         QCOMPARE(ask(post("/vond", m_base64)), QByteArray("{}"));
     }

@@ -60,7 +60,7 @@ private Q_SLOTS:
         QVERIFY(m_service.error().contains("Sleep20-ReqID: "));
     }
 
-    void memtestTellsItsFailureAndGivesItsMemoryBack()
+    void memtestReportsItsFailureAndGivesItsMemoryBack()
     {
         constexpr int marginMiB = 64;
         constexpr int keptMiB = 1027; // the encoded array, leaked on purpose

@@ -307,7 +307,7 @@ private Q_SLOTS:
         QCOMPARE(pixels(result, QStringLiteral("tif")).bands, 4);
     }
 
-    void aProfileThatIsNoneIsToldByTheTool()
+    void aProfileThatIsNoneIsReportedByTheTool()
     {
         QJsonObject request = conversionOf("photo.png", "sRGB");
         QJsonObject local = fileObject("own.icc", m_picture);

@@ -284,7 +284,7 @@ private Q_SLOTS:
     void endlessOutputKillsTheProgram();
     void whatIsTakenDoesNotCountAsKept();
     void anExceptionFromASlotLeavesNothingBehind() const;
-    void aRefusedProcessIsAFailedStart();
+    void aProcessThatCannotBeCreatedIsAFailedStart();
     void tooFewDescriptorsAreAFailedStart() const;
 
 private:
@@ -688,7 +688,7 @@ void ChildProcessTest::anExceptionFromASlotLeavesNothingBehind() const
     QVERIFY(!hasChildren());
 }
 
-void ChildProcessTest::aRefusedProcessIsAFailedStart()
+void ChildProcessTest::aProcessThatCannotBeCreatedIsAFailedStart()
 {
     inAThread([this] {
         refuse({SYS_clone, SYS_clone3, SYS_fork, SYS_vfork}, EAGAIN);

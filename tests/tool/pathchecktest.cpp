@@ -11,14 +11,14 @@ class PathCheckTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void noPathIsRefusedInTheSameWordsOnConsoleAndInTheAnswer();
-    void aMissingToolIsRefusedWithAColonInTheAnswerOnly();
+    void noPathIsRejectedWithTheSameTextOnConsoleAndInTheAnswer();
+    void aMissingToolIsRejectedWithAColonInTheAnswerOnly();
     void aMarkerInThePathIsNotFilled();
     void anExistingFilePassesInSilence();
     void anExistingFolderPassesToo();
 };
 
-void PathCheckTest::noPathIsRefusedInTheSameWordsOnConsoleAndInTheAnswer()
+void PathCheckTest::noPathIsRejectedWithTheSameTextOnConsoleAndInTheAnswer()
 {
     OutputCatcher errors(OutputCatcher::Channel::Error);
     const auto rejection = tool::rejectBadPath(QString());
@@ -27,7 +27,7 @@ void PathCheckTest::noPathIsRefusedInTheSameWordsOnConsoleAndInTheAnswer()
     QCOMPARE(*rejection, QStringLiteral("error: no vondPath set"));
 }
 
-void PathCheckTest::aMissingToolIsRefusedWithAColonInTheAnswerOnly()
+void PathCheckTest::aMissingToolIsRejectedWithAColonInTheAnswerOnly()
 {
     OutputCatcher errors(OutputCatcher::Channel::Error);
     const auto rejection = tool::rejectBadPath(QStringLiteral("/no/v\u00f6nd"));

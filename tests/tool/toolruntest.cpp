@@ -31,7 +31,7 @@ private Q_SLOTS:
     void aToolThatDiesIsNotTreatedSpecially();
     void aRunThatCannotBeStartedIsAFailedWait();
     void aZeroCharacterInAnArgumentStartsNothing();
-    void aFailedConversionWaitIsToldWithTheInput();
+    void aFailedConversionWaitIsReportedWithTheInput();
     void onlyTheBeginningOfStandardErrorReportsAnError_data();
     void onlyTheBeginningOfStandardErrorReportsAnError();
 };
@@ -142,7 +142,7 @@ void ToolRunTest::aZeroCharacterInAnArgumentStartsNothing()
     QVERIFY(!faketool::ran());
 }
 
-void ToolRunTest::aFailedConversionWaitIsToldWithTheInput()
+void ToolRunTest::aFailedConversionWaitIsReportedWithTheInput()
 {
     OutputCatcher errors(OutputCatcher::Channel::Error);
     tool::reportFailedConversionWait(QStringLiteral("/tmp/a%s.tif"));

@@ -28,8 +28,8 @@ private Q_SLOTS:
     void withoutASuffixEveryDotOfThePathGoes();
     void theFolderItselfGetsANumberInsideIt();
     void anEmptyPathStaysEmpty();
-    void whateverBearsANameHasTakenIt_data();
-    void whateverBearsANameHasTakenIt();
+    void anythingTakesItsName_data();
+    void anythingTakesItsName();
     void aNameThatAnotherRequestHoldsIsTaken();
     void oneRequestIsGivenItsOwnNameAgain();
     void aNameIsFreeAgainWhenTheRequestHasEnded();
@@ -39,7 +39,7 @@ private Q_SLOTS:
     void amongManyTheFirstFreeOneIsFound();
     void whatGoesAmongManyIsTheNextFreeOne();
     void whatGoesUnnoticedAmongManyIsFound();
-    void anotherFolderOfTheSameNameIsLookedAtAnew();
+    void anotherFolderOfTheSameNameIsSearchedAgain();
     void requestsAtTheSameTimeGetNamesOfTheirOwn();
 };
 
@@ -130,7 +130,7 @@ void UniqueFilePathTest::anEmptyPathStaysEmpty()
     QCOMPARE(tool::uniqueFilePath(QString(), &claims), QString());
 }
 
-void UniqueFilePathTest::whateverBearsANameHasTakenIt_data()
+void UniqueFilePathTest::anythingTakesItsName_data()
 {
     QTest::addColumn<Make>("make");
 
@@ -149,7 +149,7 @@ void UniqueFilePathTest::whateverBearsANameHasTakenIt_data()
 #endif
 }
 
-void UniqueFilePathTest::whateverBearsANameHasTakenIt()
+void UniqueFilePathTest::anythingTakesItsName()
 {
     QFETCH(const Make, make);
     const OwnWorkFolder folder;
@@ -336,7 +336,7 @@ void UniqueFilePathTest::whatGoesUnnoticedAmongManyIsFound()
     QCOMPARE(firstFree(folder), numbered(folder, 80));
 }
 
-void UniqueFilePathTest::anotherFolderOfTheSameNameIsLookedAtAnew()
+void UniqueFilePathTest::anotherFolderOfTheSameNameIsSearchedAgain()
 {
     const OwnWorkFolder folder;
     const QString inside = folder.filePath(QStringLiteral("inside"));
