@@ -14,7 +14,7 @@
 #endif
 
 ClientReservation::ClientReservation(int lowest)
-    : m_claim(server::descriptorsOfAClient + tool::descriptorsOfAStart, lowest)
+    : m_reservation(server::descriptorsOfAClient + tool::descriptorsOfAStart, lowest)
 {
 }
 
@@ -22,10 +22,10 @@ std::unique_ptr<ClientReservation> ClientReservation::make(qintptr accepted)
 {
     std::unique_ptr<ClientReservation> client(new ClientReservation(
         static_cast<int>(accepted))); // make_unique cannot reach the private constructor
-    if (!client->m_claim.isGranted()) {
+    if (!client->m_reservation.isGranted()) {
         return nullptr;
     }
-    client->m_claim.reduceTo(server::descriptorsOfAClient); // a run would fit
+    client->m_reservation.reduceTo(server::descriptorsOfAClient); // a run would fit
     return client;
 }
 

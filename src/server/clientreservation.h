@@ -20,7 +20,7 @@ public:
 private:
     explicit ClientReservation(int lowest);
 
-    base::DescriptorReservation m_claim;
+    base::DescriptorReservation m_reservation;
 };
 
 namespace server {

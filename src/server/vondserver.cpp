@@ -50,14 +50,14 @@ void VondServer::incomingConnection(qintptr handle)
 // When this throws, the caller still owns the descriptor.
 void VondServer::serve(qintptr handle)
 {
-    auto claim = ClientReservation::make(handle);
-    if (!claim) {
+    auto reservation = ClientReservation::make(handle);
+    if (!reservation) {
         server::rejectClient(handle, "too few descriptors are left");
         return;
     }
     auto thread = std::make_unique<VondRequestThread>(
         m_vondPath, &m_registry, static_cast<int>(handle), this);
-    claim.release()->setParent(thread.get());
+    reservation.release()->setParent(thread.get());
     static const auto end = base::SignalAndSlot::of<VondRequestThread, VondRequestThread>(
         SIGNAL(finished()), SLOT(deleteLater()));
     end.connect(thread.get(), thread.get(), Qt::AutoConnection);

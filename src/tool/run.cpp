@@ -41,13 +41,13 @@ bool startAndWait(ChildProcess *process,
         base::writeErrorLine("error: zero character in an argument, the tool is not started");
         return false;
     }
-    base::DescriptorReservation claim(descriptorsOfAStart, base::lowestFreeDescriptor());
-    if (!claim.isGranted()) {
+    base::DescriptorReservation reservation(descriptorsOfAStart, base::lowestFreeDescriptor());
+    if (!reservation.isGranted()) {
         base::writeErrorLine("error: too few descriptors are left, the tool is not started");
         return false;
     }
     startInTurn(process, vondPath, arguments);
-    claim.reduceTo(descriptorsOfARun);
+    reservation.reduceTo(descriptorsOfARun);
     return process->waitForFinished(timeoutMs);
 }
 
