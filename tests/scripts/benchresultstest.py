@@ -45,14 +45,14 @@ class Moves(unittest.TestCase):
         self.assertEqual(self.moved(case([0.9, 1.0, 1.1]), case([1.15])), [])
         self.assertEqual(self.moved(case([1.0]), case([1.05, 1.15, 1.25])), [])
 
-    def test_a_move_beyond_the_spread_is_told_with_its_direction(self):
+    def test_a_move_beyond_the_spread_is_reported_with_its_direction(self):
         self.assertEqual(self.moved(case([0.9, 1.0, 1.1]), case([0.7, 0.75])), [(1.0, True)])
         self.assertEqual(self.moved(case([0.9, 1.0, 1.1]), case([1.3])), [(1.0, False)])
 
     def test_more_is_worse_where_the_aim_is_an_upper_bound(self):
         self.assertEqual(self.moved(case([1.0], AT_MOST), case([1.5], AT_MOST)), [(1.0, True)])
 
-    def test_more_is_worse_where_only_the_figure_is_told(self):
+    def test_more_is_worse_where_only_the_figure_is_reported(self):
         self.assertEqual(self.moved(case([1.0], ""), case([1.5], "")), [(1.0, True)])
 
     def test_an_unrecorded_case_is_not_passed_over_in_silence(self):
@@ -97,7 +97,7 @@ class Documents(unittest.TestCase):
 
 
 class Command(unittest.TestCase):
-    def test_an_unknown_question_is_refused(self):
+    def test_an_unknown_question_is_rejected(self):
         run = subprocess.run([sys.executable, "-B", ROOT / "bench/suite/suite.py", "nonsense"],
                              capture_output=True, text=True, check=False)
         self.assertEqual(run.returncode, 2)

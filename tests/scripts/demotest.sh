@@ -140,7 +140,7 @@ a_name_that_json_cannot_carry_is_replaced() {
     expect_cmyk "$results/image_PressCMYK.jpg"
 }
 
-what_is_no_readable_picture_is_refused() {
+what_is_no_readable_picture_is_rejected() {
     demo "$built" "$place/nowhere.jpg"
     expect "exit status, no file" "$status" 2
     expect_part "message, no file" "$output" "there is no file $place/nowhere.jpg"
@@ -154,7 +154,7 @@ what_is_no_readable_picture_is_refused() {
     expect_nothing_left
 }
 
-missing_programs_are_told() {
+missing_programs_are_reported() {
     demo "$place/home" "$picture"
     expect "exit status" "$status" 1
     expect_part "message" "$output" "There is no program $place/home/app/vondServer."
@@ -173,7 +173,7 @@ exec '"${built@Q}"'/app/vondServer "$@"'
     expect_nothing_left
 }
 
-a_service_that_does_not_start_is_told() {
+a_service_that_does_not_start_is_reported() {
     # shellcheck disable=SC2016 # expanded by the program written here
     replace broken app/vondServer '[[ $1 == setTempFolder ]] || { echo "no such luck" >&2; exit 3; }'
     demo "$place/broken" "$picture"
@@ -183,7 +183,7 @@ a_service_that_does_not_start_is_told() {
     expect_nothing_left
 }
 
-a_service_that_dies_during_a_conversion_is_told() {
+a_service_that_dies_during_a_conversion_is_reported() {
     # shellcheck disable=SC2016 # expanded by the program written here
     replace deadly sampletool/vond-sample 'kill -KILL $PPID'
     demo "$place/deadly" "$picture"
@@ -254,10 +254,10 @@ run_tests \
     a_redirected_build_shows_its_progress \
     a_name_with_quotes_blanks_and_letters_of_other_languages_is_sent_whole \
     a_name_that_json_cannot_carry_is_replaced \
-    what_is_no_readable_picture_is_refused \
-    missing_programs_are_told \
+    what_is_no_readable_picture_is_rejected \
+    missing_programs_are_reported \
     a_port_that_is_taken_leads_to_another_port \
-    a_service_that_does_not_start_is_told \
-    a_service_that_dies_during_a_conversion_is_told \
+    a_service_that_does_not_start_is_reported \
+    a_service_that_dies_during_a_conversion_is_reported \
     a_failed_conversion_is_told_in_the_words_of_the_tool \
     stopped_in_the_middle_it_leaves_nothing

@@ -113,13 +113,13 @@ old_package_lists_are_no_reason_to_stop() {
     expect_part "install" "$calls" "apt-get shellcheck of "
 }
 
-a_failed_installation_is_told() {
+a_failed_installation_is_reported() {
     run nobody SUDO=allowed LACKING=shellcheck APT_FAILS=install --
     expect "exit status" "$status" 1
     expect_part "message" "$output" "apt-get could not install: shellcheck"
 }
 
-an_unknown_set_is_refused() {
+an_unknown_set_is_rejected() {
     run nobody SUDO=allowed 'LACKING=*' -- build tests
     expect "exit status" "$status" 1
     expect_part "message" "$output" "there is no set 'tests'"
@@ -156,7 +156,7 @@ upgrades_are_named() {
     expect_part "output" "$output" "Upgrading, because what is missing depends on it: libc6"
 }
 
-upgrades_can_be_refused() {
+upgrades_can_be_rejected() {
     run nobody SUDO=allowed LACKING=shellcheck UPGRADES=libc6 -- --no-upgrade
     expect "exit status" "$status" 1
     expect_part "output" "$output" "these packages would have to be upgraded first: libc6"
@@ -176,11 +176,11 @@ run_tests \
     sets_are_kept_apart \
     without_rights_it_says_what_to_do \
     old_package_lists_are_no_reason_to_stop \
-    a_failed_installation_is_told \
-    an_unknown_set_is_refused \
+    a_failed_installation_is_reported \
+    an_unknown_set_is_rejected \
     a_package_of_another_architecture_is_one_of_its_own \
     services_are_neither_started_nor_enabled \
     a_failed_installation_leaves_no_service_either \
     upgrades_are_named \
-    upgrades_can_be_refused \
+    upgrades_can_be_rejected \
     names_can_be_printed

@@ -47,7 +47,7 @@ class Terminal(unittest.TestCase):
         picture = seen("".join(f"{line}\n" for line in range(recorddemo.ROWS)))
         self.assertEqual((len(picture), picture[0]), (recorddemo.ROWS, ((0, "", "1"),)))
 
-    def test_what_is_not_understood_is_told(self):
+    def test_what_is_not_understood_is_reported(self):
         with self.assertRaisesRegex(ValueError, "2J"):
             seen("\x1b[2J")
 

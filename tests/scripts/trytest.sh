@@ -34,7 +34,7 @@ a_name_runs_its_program_with_arguments_and_status() {
     expect "exit status" "$status" 7
 }
 
-what_is_no_program_there_is_refused() {
+what_is_no_program_there_is_rejected() {
     local name output status
     echo 'echo "I am run"' >"$place/tests/live/library.sh"
     for name in nothing library.sh ../../scripts/try .; do
@@ -48,4 +48,4 @@ what_is_no_program_there_is_refused() {
 run_tests \
     each_program_is_listed_with_what_it_does_and_takes \
     a_name_runs_its_program_with_arguments_and_status \
-    what_is_no_program_there_is_refused
+    what_is_no_program_there_is_rejected
