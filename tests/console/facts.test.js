@@ -42,7 +42,7 @@ test('a profile without a usable name has none', () => {
   assert.equal(readProfile(profile('RGB', 'XYZ', [['desc', beyond]])).name, '');
 });
 
-test('what is no profile is refused, wherever it is cut', () => {
+test('what is not a profile is rejected, wherever it is cut', () => {
   for (let length = 0; length < 144; length += 1) {
     assert.throws(() => readProfile(press.slice(0, length)), Malformed, `cut at ${length}`);
   }
@@ -136,7 +136,7 @@ test('a file of any format that is cut anywhere tells nothing, or what it told b
   }
 });
 
-test('lengths that lie are refused', async () => {
+test('lying lengths are rejected', async () => {
   const lying = [
     tiff([[256, 3, 1, 640]]), // no height
     tiff([

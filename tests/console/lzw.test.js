@@ -85,7 +85,7 @@ test('data that ends without saying so gives what there is', () => {
   assert.deepEqual(half, bytes.slice(0, half.length));
 });
 
-test('a code that nothing stands behind is refused', () => {
+test('an undefined code is rejected', () => {
   assert.throws(() => unpackLzw(new Uint8Array([0x80, 0x3f, 0xff, 0xff])), Malformed);
   assert.deepEqual(unpackLzw(new Uint8Array([])), new Uint8Array([]));
 });

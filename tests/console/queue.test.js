@@ -2,7 +2,7 @@ import assert from 'node:assert/strict';
 import { File } from 'node:buffer';
 import { afterEach, beforeEach, mock, test } from 'node:test';
 import { Queue } from '../../console/page/queue/queue.js';
-import { NetworkLost, ProxyRefusal } from '../../console/page/service/errors.js';
+import { NetworkLost, ProxyRejection } from '../../console/page/service/errors.js';
 
 // Node.js 18 does not have it; every browser does.
 globalThis.CustomEvent ??= class extends Event {
@@ -210,9 +210,9 @@ test('trying again takes a new ID: the old one would stop the conversion at once
   assert.equal(queue.jobs[0].phase, 'uploading');
 });
 
-test('a refusal with a wait holds the picture back, and then it goes on', async () => {
+test('a rejection with a wait holds the picture back, and then it goes on', async () => {
   queue.add(files('a'), 'x');
-  service.uploads[0].fail(new ProxyRefusal(503, 10));
+  service.uploads[0].fail(new ProxyRejection(503, 10));
   await settle();
   assert.equal(queue.jobs[0].phase, 'holding');
   await settle(9999);
@@ -276,7 +276,7 @@ test('a status in the midst of a conversion fails it, once', async () => {
   queue.add(files('a'), 'x');
   service.uploads[0].done();
   await settle();
-  service.conversions[0].fail(new ProxyRefusal(502));
+  service.conversions[0].fail(new ProxyRejection(502));
   await settle(60000);
   assert.deepEqual(queue.jobs[0].problem, { kind: 'status', status: 502 });
   assert.equal(service.conversions.length, 1);

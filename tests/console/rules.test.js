@@ -12,7 +12,7 @@ import {
   suffixOf,
   uploadName,
 } from '../../console/page/queue/rules.js';
-import { FileUnreadable, NetworkLost, ProxyRefusal } from '../../console/page/service/errors.js';
+import { FileUnreadable, NetworkLost, ProxyRejection } from '../../console/page/service/errors.js';
 
 const jobs = (...phases) => phases.map((phase) => ({ phase }));
 
@@ -34,24 +34,24 @@ test('without a network nothing begins', () => {
 });
 
 test('429 and 503 are held back: as long as asked, or longer each time', () => {
-  assert.deepEqual(outcomeOf(new ProxyRefusal(503, 10), 0), {
+  assert.deepEqual(outcomeOf(new ProxyRejection(503, 10), 0), {
     phase: 'holding',
     seconds: 10,
   });
-  assert.deepEqual(outcomeOf(new ProxyRefusal(429), 0), {
+  assert.deepEqual(outcomeOf(new ProxyRejection(429), 0), {
     phase: 'holding',
     seconds: 1,
   });
-  assert.deepEqual(outcomeOf(new ProxyRefusal(429), 3), {
+  assert.deepEqual(outcomeOf(new ProxyRejection(429), 3), {
     phase: 'holding',
     seconds: 8,
   });
-  assert.equal(outcomeOf(new ProxyRefusal(429), MOST_RETURNS).phase, 'failed');
+  assert.equal(outcomeOf(new ProxyRejection(429), MOST_RETURNS).phase, 'failed');
 });
 
 test('no other status is tried again by itself: the conversion may have run', () => {
   for (const status of [400, 401, 403, 404, 410, 411, 413, 418, 502, 504]) {
-    assert.deepEqual(outcomeOf(new ProxyRefusal(status), 0), {
+    assert.deepEqual(outcomeOf(new ProxyRejection(status), 0), {
       phase: 'failed',
       problem: { kind: 'status', status },
     });

@@ -1,6 +1,6 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { FileUnreadable, NetworkLost, ProxyRefusal } from '../../console/page/service/errors.js';
+import { FileUnreadable, NetworkLost, ProxyRejection } from '../../console/page/service/errors.js';
 import { Service, serviceAddress } from '../../console/page/service/service.js';
 
 /** A fetch() that responds with what it is given, and records the requests. */
@@ -85,7 +85,7 @@ test("a status other than 2xx is the proxy's, with its wait", async () => {
     () => new Response('no', { status: 503, headers: { 'Retry-After': '10' } }),
   );
   await assert.rejects(service.progress('x'), (error) => {
-    assert.ok(error instanceof ProxyRefusal);
+    assert.ok(error instanceof ProxyRejection);
     assert.deepEqual([error.status, error.wait], [503, 10]);
     return true;
   });

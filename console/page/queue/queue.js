@@ -7,7 +7,7 @@
  */
 
 import { percentOf, mayBeName } from '../service/answers.js';
-import { NetworkLost, ProxyRefusal } from '../service/errors.js';
+import { NetworkLost, ProxyRejection } from '../service/errors.js';
 import {
   freshId,
   isAtWork,
@@ -290,7 +290,7 @@ export class Queue extends EventTarget {
       try {
         return await this.#service.look(name);
       } catch (error) {
-        if (error instanceof ProxyRefusal && [400, 403, 404, 414].includes(error.status)) {
+        if (error instanceof ProxyRejection && [400, 403, 404, 414].includes(error.status)) {
           return null; // to the proxy, this is not a name
         }
         const outcome = outcomeOf(error, attempt);

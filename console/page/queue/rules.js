@@ -3,7 +3,7 @@
  * what a picture is called on the service. Nothing here sends, waits or displays.
  */
 
-import { FileUnreadable, NetworkLost, ProxyRefusal, isAbort } from '../service/errors.js';
+import { FileUnreadable, NetworkLost, ProxyRejection, isAbort } from '../service/errors.js';
 
 /**
  * Where a job is:
@@ -94,7 +94,7 @@ export function outcomeOf(error, returns) {
       ? { phase: 'paused' }
       : { phase: 'failed', problem: { kind: 'network' } };
   }
-  if (error instanceof ProxyRefusal) {
+  if (error instanceof ProxyRejection) {
     if ((error.status === 429 || error.status === 503) && returns < MOST_RETURNS) {
       return { phase: 'holding', seconds: error.wait ?? 2 ** returns };
     }

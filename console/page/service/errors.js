@@ -4,14 +4,14 @@
  */
 
 /** A status other than 2xx: from the proxy, never from a route of the service. */
-export class ProxyRefusal extends Error {
+export class ProxyRejection extends Error {
   /**
    * @param {number} status
    * @param {number | null} wait seconds until it may be tried again, where the proxy said so
    */
   constructor(status, wait = null) {
     super(`the proxy answered ${status}`);
-    this.name = 'ProxyRefusal';
+    this.name = 'ProxyRejection';
     this.status = status;
     this.wait = wait;
   }

@@ -2,11 +2,11 @@
  * A client for the service's interface (docs/interface.md): one method for each route the page
  * uses.
  *
- * Every method rejects with ProxyRefusal, NetworkLost or, when its signal was used, an AbortError.
+ * Every method rejects with ProxyRejection, NetworkLost or, when its signal was used, an AbortError.
  * What the service itself returns, including failures, is the value.
  */
 
-import { FileUnreadable, NetworkLost, ProxyRefusal, isAbort } from './errors.js';
+import { FileUnreadable, NetworkLost, ProxyRejection, isAbort } from './errors.js';
 import { retryAfter } from './answers.js';
 
 /**
@@ -110,7 +110,7 @@ export class Service {
         if (request.status >= 200 && request.status < 300) {
           resolve();
         } else {
-          reject(refusal(request.status, request.getResponseHeader('Retry-After')));
+          reject(rejection(request.status, request.getResponseHeader('Retry-After')));
         }
       };
       request.onerror = () => reject(new NetworkLost());
@@ -259,7 +259,7 @@ export class Service {
   async #ask(address, options) {
     const answer = await read(() => this.#fetch(address, options));
     if (!answer.ok) {
-      throw refusal(answer.status, answer.headers.get('Retry-After'));
+      throw rejection(answer.status, answer.headers.get('Retry-After'));
     }
     return answer;
   }
@@ -268,10 +268,10 @@ export class Service {
 /**
  * @param {number} status
  * @param {string | null} wait
- * @returns {ProxyRefusal}
+ * @returns {ProxyRejection}
  */
-function refusal(status, wait) {
-  return new ProxyRefusal(status, retryAfter(wait, Date.now()));
+function rejection(status, wait) {
+  return new ProxyRejection(status, retryAfter(wait, Date.now()));
 }
 
 /**

@@ -2,7 +2,7 @@
 
 import { pictureOf } from '../pictures/decode.js';
 import { savedName } from '../queue/rules.js';
-import { ProxyRefusal, isAbort } from '../service/errors.js';
+import { ProxyRejection, isAbort } from '../service/errors.js';
 import { texts } from '../texts/texts.js';
 import { byId, definitions, make, setText } from './dom.js';
 import { Stage } from './stage.js';
@@ -168,7 +168,7 @@ export class CompareView {
       if (!isAbort(error) && !signal.aborted) {
         side.facts.replaceChildren();
         side.notice.replaceChildren(
-          error instanceof ProxyRefusal ? texts.status(error.status) : texts.noAnswer,
+          error instanceof ProxyRejection ? texts.status(error.status) : texts.noAnswer,
         );
       }
     }

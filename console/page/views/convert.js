@@ -1,7 +1,7 @@
 /** The section "Convert": the configuration, dropped or chosen files, and the list of pictures. */
 
 import { configurationsIn, detailsIn } from '../service/answers.js';
-import { NetworkLost, ProxyRefusal, isAbort } from '../service/errors.js';
+import { NetworkLost, ProxyRejection, isAbort } from '../service/errors.js';
 import { isAtWork, isOver } from '../queue/rules.js';
 import { texts } from '../texts/texts.js';
 import { announce, byId, definitions, make, setText } from './dom.js';
@@ -62,7 +62,7 @@ export class ConvertView {
     } catch (error) {
       this.#offer([], texts.noConfigurations);
       this.#sayOfConfiguration(
-        error instanceof ProxyRefusal ? texts.status(error.status) : texts.networkLost,
+        error instanceof ProxyRejection ? texts.status(error.status) : texts.networkLost,
       );
       // When somebody logs in, or the service comes back, they are requested again.
       setTimeout(
@@ -112,7 +112,7 @@ export class ConvertView {
     } catch (error) {
       if (!isAbort(error)) {
         this.#sayOfConfiguration(
-          error instanceof ProxyRefusal ? texts.status(error.status) : texts.noAnswer,
+          error instanceof ProxyRejection ? texts.status(error.status) : texts.noAnswer,
         );
         setTimeout(() => {
           if (!signal.aborted) {

@@ -1,6 +1,6 @@
 /** The section "Watch": whether the service is reachable, what it is, and this page's pictures. */
 
-import { ProxyRefusal } from '../service/errors.js';
+import { ProxyRejection } from '../service/errors.js';
 import { texts } from '../texts/texts.js';
 import { byId, make, setText } from './dom.js';
 
@@ -57,7 +57,7 @@ export class WatchView {
       this.#say('service-speed', texts.milliseconds(performance.now() - before));
     } catch (error) {
       dot.dataset.state = 'bad';
-      const why = error instanceof ProxyRefusal ? texts.status(error.status) : texts.noAnswer;
+      const why = error instanceof ProxyRejection ? texts.status(error.status) : texts.noAnswer;
       this.#say('service-state', texts.isNotReachable(why));
       this.#say('service-speed', texts.outside);
     }
@@ -70,7 +70,7 @@ export class WatchView {
     } catch (error) {
       this.#say(
         'tool-version',
-        error instanceof ProxyRefusal ? texts.status(error.status) : texts.noAnswer,
+        error instanceof ProxyRejection ? texts.status(error.status) : texts.noAnswer,
       );
     }
   }
@@ -123,8 +123,8 @@ export class WatchView {
     } catch (error) {
       this.#log = [];
       this.#showLog();
-      const closed = error instanceof ProxyRefusal && error.status === 403;
-      const why = error instanceof ProxyRefusal ? texts.status(error.status) : texts.noAnswer;
+      const closed = error instanceof ProxyRejection && error.status === 403;
+      const why = error instanceof ProxyRejection ? texts.status(error.status) : texts.noAnswer;
       this.#say('log-state', closed ? texts.logClosed : why);
     }
   }
