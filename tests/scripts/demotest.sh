@@ -193,7 +193,7 @@ a_service_that_dies_during_a_conversion_is_reported() {
     expect_nothing_left
 }
 
-a_failed_conversion_is_told_in_the_words_of_the_tool() {
+a_failed_conversion_shows_the_words_of_the_tool() {
     # shellcheck disable=SC2016 # expanded by the program written here
     replace refusing sampletool/vond-sample 'echo "We are out of magenta."; echo "Error: magenta" >&2'
     demo "$place/refusing" "$picture"
@@ -259,5 +259,5 @@ run_tests \
     a_port_that_is_taken_leads_to_another_port \
     a_service_that_does_not_start_is_reported \
     a_service_that_dies_during_a_conversion_is_reported \
-    a_failed_conversion_is_told_in_the_words_of_the_tool \
+    a_failed_conversion_shows_the_words_of_the_tool \
     stopped_in_the_middle_it_leaves_nothing
