@@ -1,6 +1,6 @@
-# shellcheck shell=bash disable=SC2034,SC2154 # set here for those who source it, and the other way Tries to write where
-# the service's settings are read from, with the means of its clients; sourced by the tests of the package and the
-# container image. Needs $address, ask and expect.sh.
+# shellcheck shell=bash disable=SC2034,SC2154 # set here for those who source it, and the other way
+# Tries to write where the service's settings are read from, with the means of its clients; sourced by the tests of the
+# package and the container image. Needs $address, ask and expect.sh.
 #
 # The tool must be /usr/bin/env meanwhile, so that /vond runs anything: no real tool can do more.
 
