@@ -1,10 +1,10 @@
 # shellcheck shell=bash
-# What scripts/ and the programs beside this file share; sourced, not run. Enters the project's root
+# What scripts/ and the programs in this folder share; sourced, not run. Enters the project's root
 # folder.
 
 cd -- "$(dirname -- "${BASH_SOURCE[0]}")/../.." || exit
 
-mkdir -p build # all that the commands make, logs too, lies there
+mkdir -p build # everything that the commands make is there, logs too
 
 # Same sorting, file names and messages on every machine.
 export LC_ALL=C.UTF-8
@@ -12,9 +12,9 @@ export LC_ALL=C.UTF-8
 # configure_preset PRESET: with ccache at hand a second clone builds faster.
 configure_preset() {
     if command -v ccache >/dev/null; then
-        # Only looked at when a build folder is made: an existing one is not built anew for it.
+        # Used only when a build folder is created: an existing one is not rebuilt for it.
         export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER-ccache}
-        # It asks for these where there are precompiled headers (the tests').
+        # ccache needs these for precompiled headers (the tests').
         export CCACHE_SLOPPINESS=${CCACHE_SLOPPINESS-pch_defines,time_macros}
     fi
     local log=build/configure-$1.log
@@ -27,8 +27,8 @@ build_preset() {
     cmake --build --preset "$@"
 }
 
-# What was built through sudo goes to the owner of the sources, who could not build there otherwise.
-# Not what the throw-away machines are made of: the files in there have owners of their own.
+# What was built through sudo is given to the owner of the sources, who could not build there otherwise. Except the
+# throw-away machines: their files have owners of their own.
 give_build_folder_back() {
     if [[ $EUID -eq 0 && -n ${SUDO_UID-} && -d build ]]; then
         find build -path 'build/try-*/*' -prune -o -exec chown --no-dereference --reference=. {} +
@@ -37,12 +37,12 @@ give_build_folder_back() {
 
 # --- Processes on loopback ---------------------------------------------------------------------
 
-# A port that nobody listens on now. Whoever binds it has to be ready to find it taken after all.
+# A port on which nothing is listening now. Whoever binds it must be prepared to find it taken.
 free_port() {
     python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])'
 }
 
-# wait_for_port PORT PID: until something listens there; fails when the process ends before, or takes a minute.
+# wait_for_port PORT PID: until something listens there; fails if the process ends first, or after a minute.
 wait_for_port() {
     local end=$((SECONDS + 60))
     until (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null; do
@@ -60,14 +60,14 @@ end_process() {
 
 # --- A small Debian, from where this machine's apt gets its packages ----------------------------
 
-# Where apt of this machine gets Debian itself from: SITE CODENAME COMPONENT per line.
+# Where this machine's apt gets Debian itself from: SITE CODENAME COMPONENT per line.
 # shellcheck disable=SC2016 # apt fills these in
 debian_sources() {
     apt-get indextargets --format '$(SITE) $(CODENAME) $(COMPONENT)' \
         'Identifier: Packages' 'Origin: Debian' | sort -u
 }
 
-# make_debian_root FOLDER LOG [PACKAGE,...]: makes it with these packages and the same sources.
+# make_debian_root FOLDER LOG [PACKAGE,...]: creates it with these packages and the same sources.
 make_debian_root() {
     local root=$1 log=$2 packages=${3-} site codename component
     codename=$(. /etc/os-release && echo "$VERSION_CODENAME")
@@ -81,7 +81,7 @@ make_debian_root() {
     done < <(debian_sources) >"$root/etc/apt/sources.list"
 }
 
-# run_in_root ROOT [OPTION...] COMMAND...: the command on a disk of its own, with this machine's network.
+# run_in_root ROOT [OPTION...] COMMAND...: the command with a root of its own, and this machine's network.
 run_in_root() {
     local root=$1
     shift
@@ -89,8 +89,8 @@ run_in_root() {
         --setenv=DEBIAN_FRONTEND=noninteractive --setenv=LC_ALL=C.UTF-8 "$@" </dev/null
 }
 
-# make_arm64_root FOLDER: FOLDER/root cross-compiles for arm64 and runs the result. Made anew when it
-# would hold other packages.
+# make_arm64_root FOLDER: FOLDER/root cross-compiles for arm64 and runs the result. Made again if it would hold other
+# packages.
 make_arm64_root() {
     local folder=$1 wanted
     scripts/install-dependencies roots

@@ -6,7 +6,7 @@ source /try/expect.sh
 # shellcheck source=tests/package/settingsattack.sh
 source /try/settingsattack.sh
 
-echo "127.0.0.1 localhost $(hostname)" >/etc/hosts # sudo looks itself up
+echo "127.0.0.1 localhost $(hostname)" >/etc/hosts # sudo looks up its own name
 export DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8
 readonly address=http://127.0.0.1:8080
 readonly state=/var/lib/vondserver
@@ -47,7 +47,7 @@ nobody_is_left() {
     [[ -z $(processes_of_the_service) ]]
 }
 
-# convert ID [NAME]: the answer of a conversion to PressCMYK
+# convert ID [NAME]: the response to a conversion to PressCMYK
 convert() {
     ask --data "{\"fileName\": \"${2-demo.jpg}\", \"reqestID\": \"$1\",
         \"configuration\": \"PressCMYK\", \"cancelID\": \"stop-$1\"}" "$address/convert"
@@ -60,7 +60,7 @@ vond() {
     ask --data "[${arguments%,}]" "$address/vond"
 }
 
-# There is no man in here to look for our page.
+# There is no man in here to find our page.
 complaints() {
     systemd-analyze verify vondserver.service vondserver-second.service vondserver-probe.service 2>&1 | grep -v "Command 'man "
 }
@@ -167,7 +167,7 @@ nothing_outside_its_folders_can_be_written() {
     local folder answer
     expect_part "inside" "$(vond -c sRGB $state/tmp/demo.jpg -o $state/tmp/by-vond.jpg)" by-vond.jpg
     [[ -s $state/tmp/by-vond.jpg ]] || fail "not even inside"
-    # Without the sandbox, file rights would let it write to two of these.
+    # Without the sandbox, file permissions would let it write to two of these.
     mkdir -p /srv/open /var/lib/other
     chmod 777 /srv/open /var/lib/other
     for folder in /srv/open /var/lib/other $state $state/.config $state/.config/meridane \
@@ -242,7 +242,7 @@ it_is_started_again_after_a_crash() {
 }
 
 a_stop_leaves_no_tool_behind() {
-    # A tool that never ends and does not mind being asked to.
+    # A tool that never ends and ignores being asked to.
     printf '#!/bin/sh\ntrap "" TERM\nwhile :; do sleep 1; done\n' >/usr/local/bin/never-ending
     chmod 755 /usr/local/bin/never-ending
     printf '[General]\nvondPath=/usr/local/bin/never-ending\n' >$state/.config/meridane/vondServer.conf
@@ -267,7 +267,7 @@ nobody_writes_where_settings_are_read_from() {
     sed -i 's|^vondPath=.*|vondPath=/usr/bin/env|' /etc/xdg/meridane/vondServer.conf
     restart
     before=$(bash -c "$print_settings")
-    # Beside it something that runs as the same user and is not in the sandbox, as the commands are.
+    # At the same time, something that runs as the same user outside the sandbox, as the commands do.
     sudo -Hu vondserver sleep 60 &
     attack_through_the_service
     expect_unchanged "through the service" "$(bash -c "$print_settings")" "$before"
@@ -297,7 +297,7 @@ a_drop_in_gives_a_tool_more() {
     [[ -s /srv/vond/out.jpg ]] || fail "the folder could still not be written"
     vond -c sRGB $state/tmp/demo.jpg -o $state/.config/colour/out.jpg >/dev/null
     [[ -s $state/.config/colour/out.jpg ]] || fail "the tool's settings could still not be written"
-    # A folder around the settings does not open these.
+    # A writable folder above the settings does not open these.
     printf '[Service]\nReadWritePaths=%s\n' $state >/etc/systemd/system/vondserver.service.d/wide.conf
     systemctl daemon-reload
     restart

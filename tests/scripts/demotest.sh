@@ -14,7 +14,7 @@ place=$(mktemp -d)
 trap 'rm -rf "$place"' EXIT
 results=$place/results
 
-# A picture that is converted in a moment. Large enough that the tool has to report more than once.
+# A picture that converts quickly, but is large enough that the tool reports progress more than once.
 picture=$place/picture.jpg
 vips resize "$here/../../examples/images/demo.jpg" "$picture" 0.25 || exit 1
 
@@ -27,7 +27,7 @@ state_of_home() {
     (cd "$place/home" && find . -type f -exec sha256sum {} + && find . | sort)
 }
 
-# Every process that the demo starts inherits this, however it is called.
+# Every process that the demo starts inherits this, whatever its name.
 mark="VOND_DEMO_TEST=$place"
 
 left_processes() {
@@ -35,7 +35,7 @@ left_processes() {
         2>/dev/null | cut -d/ -f3
 }
 
-# What runs in the background would have to ignore Ctrl-C otherwise.
+# Otherwise background processes would ignore Ctrl-C.
 demo_environment=(env --default-signal=INT -u XDG_CONFIG_HOME HOME="$place/home" TERM=dumb "$mark")
 
 # demo FOLDER ARGUMENT...: sets status and output (both channels).
@@ -56,7 +56,7 @@ replace() {
     chmod +x "$place/$1/$2"
 }
 
-# Reads one property of a picture, in words of vips.
+# Reads one property of a picture, by its vips name.
 header_of() {
     vipsheader -f "$2" "$1" 2>&1
 }
@@ -228,7 +228,7 @@ stopped_in_the_middle_it_leaves_nothing() {
     interrupted INT 130
 }
 
-# A port that is taken for as long as this program runs, by one more service.
+# A port that another service occupies as long as this program runs.
 listen_somewhere() {
     local try
     for try in {1..50}; do

@@ -17,7 +17,7 @@ readonly picture="$place/a picture.v1.jpg"
 cp "$examples/images/demo.jpg" "$picture"
 "$sample_tool" -c PressCMYK "$picture" -o "$place/expected.jpg" >/dev/null || exit 1
 
-# The sample tool; with the configuration "Held" it begins when the stop file is there.
+# The sample tool; with the configuration "Held" it begins when the stop file exists.
 cat >"$place/tool" <<END_OF_TOOL
 #!/bin/bash
 if [[ "\$*" == *" -c Held "* ]]; then
@@ -49,11 +49,11 @@ start_service() {
     exit 1
 }
 
-# As a Node.js reads it that knows no TypeScript.
+# As a Node.js without TypeScript support reads it.
 esbuild "$examples/convert.ts" --platform=node --format=cjs --outfile="$place/convert.cjs" \
     --log-level=warning || exit 1
 
-# A proxy that takes everything, and answers fetching with a page and the status in $place/status.
+# A proxy that accepts everything, and responds to fetching with a page and the status in $place/status.
 cat >"$place/proxy.py" <<'END_OF_PROXY'
 import http.server
 import pathlib
@@ -85,7 +85,7 @@ class Proxy(http.server.BaseHTTPRequestHandler):
 
 
 server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Proxy)
-server.handle_error = lambda *arguments: None  # a client may go before the page's end
+server.handle_error = lambda *arguments: None  # a client may disconnect before the page's end
 print(server.server_port, flush=True)
 server.serve_forever()
 END_OF_PROXY
@@ -101,8 +101,8 @@ start_proxy() {
     proxy=http://127.0.0.1:$(<"$place/proxy-port")
 }
 
-# client NAME CONFIGURATION IMAGE RESULT: becomes the example, in a process group as at a terminal.
-# Without a RESULT the example finds a name itself; the compiled one does not.
+# client NAME CONFIGURATION IMAGE RESULT: becomes the example, in a process group as at a terminal. Without a RESULT the
+# example chooses a name itself; the compiled one does not.
 client() {
     local -a command
     case $1 in
@@ -152,7 +152,7 @@ each_example_cancels_when_it_is_interrupted() {
             sleep 0.05
         done
         kill -INT -- "-$pid" # Ctrl-C reaches the whole group
-        # Whoever does not cancel would wait for ever; then its status is another one.
+        # An example that does not cancel would wait forever; then its status is different.
         (sleep 20; kill -KILL -- "-$pid") >/dev/null 2>&1 &
         local watch=$!
         wait "$pid"
@@ -185,8 +185,8 @@ each_example_names_its_result_after_what_came() {
     done
 }
 
-# through_proxy NAME ANSWER REFUSED STATUS: the example, where the conversion gives ANSWER, and the
-# proxy has a page with STATUS for what begins with REFUSED
+# through_proxy NAME ANSWER REFUSED STATUS: the example, when the conversion returns ANSWER, and the proxy has a page
+# with STATUS for names that begin with REFUSED
 through_proxy() {
     printf '%s' "$2" >"$place/answer"
     printf '%s' "$3" >"$place/refused"

@@ -20,9 +20,9 @@ fake() {
 
 # shellcheck disable=SC2016 # the programs written here expand it, not this one
 {
-# Everything asked for is installed, except what $LACKING names (as a pattern).
+# Everything requested is installed, except what $LACKING names (as a pattern).
 fake dpkg-query 'for name in "${@:3}"; do [[ $name == ${LACKING-} ]] || echo "${name%:*} ${name#*:} ii "; done'
-# An installation brings services, which it starts unless the policy forbids it.
+# An installation adds services, which it starts unless the policy forbids it.
 fake apt-get 'if [[ $1 == --simulate ]]; then
     echo "Inst ${*: -1} (1.0 Debian:12 [amd64])"
     [[ -z ${UPGRADES-} ]] || echo "Inst $UPGRADES [1.0] (1.1 Debian:12 [amd64])"
@@ -87,7 +87,7 @@ only_what_is_missing_is_installed() {
 }
 
 root_needs_no_sudo() {
-    # An ordinary user cannot try this; CI runs as root.
+    # An ordinary user cannot test this; CI runs as root.
     [[ $EUID -eq 0 ]] || return
     run root LACKING=shellcheck --
     expect "exit status" "$status" 0
