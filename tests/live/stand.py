@@ -30,12 +30,13 @@ os.environ["LC_ALL"] = "C.UTF-8"  # the same sorting, names and messages on ever
 os.environ["PATH"] += ":/usr/sbin:/sbin"
 
 
-def parser(description: str) -> argparse.ArgumentParser:
-    """As every try has it, with the option for build()."""
+def parser(description: str, build: bool = True) -> argparse.ArgumentParser:
+    """As every try has it; what is built gives the option for build()."""
     result = argparse.ArgumentParser(description=description, allow_abbrev=False,
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
-    result.add_argument("--build-folder", type=pathlib.Path, metavar="DIR",
-                        help="use the programs in this build folder, and build nothing")
+    if build:
+        result.add_argument("--build-folder", type=pathlib.Path, metavar="DIR",
+                            help="use the programs in this build folder, and build nothing")
     return result
 
 
