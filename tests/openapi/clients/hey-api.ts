@@ -25,6 +25,7 @@ void run('@hey-api/openapi-ts', (baseUrl, auth) => {
     progress: async (requestId) => answerOf(await progressInfo({ client, path: { requestId } })),
     cancel: async (cancelId) => answerOf(await cancelConversion({ client, path: { cancelId } })),
     result: async (name) => answerOf(await getConversionResult({ client, path: { name } })),
+    // Written out with each generator: of a literal the compiler also says what its types lack.
     convertInside: async (fileName, imgData, data) =>
       answerOf(
         await convertWithLocalData({

@@ -44,6 +44,7 @@ void run('openapi-typescript', (baseUrl, user) => {
           params: { path: { name } },
         }),
       ),
+    // Written out with each generator: of a literal the compiler also says what its types lack.
     convertInside: async (fileName, imgData, data) =>
       answerOf(
         await client.POST('/convertWithLocalData', {
