@@ -4,6 +4,8 @@ set -u
 here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 # shellcheck source=tests/scripts/expect.sh
 source "$here/expect.sh"
+# shellcheck source=tests/scripts/service.sh
+source "$here/service.sh"
 readonly service=$1 sample_tool=$2 qt_example=$3 examples=$here/../../examples
 for program in curl python3 node esbuild vips vipsheader; do
     command -v "$program" >/dev/null || skip "$program is not installed (scripts/install-dependencies)"
@@ -30,24 +32,6 @@ fi
 exec "$sample_tool" "\$@"
 END_OF_TOOL
 chmod 755 "$place/tool"
-
-start_service() {
-    local attempt port
-    for attempt in {1..10}; do
-        port=$((30000 + RANDOM % 10000))
-        XDG_CONFIG_HOME=$place/config XDG_CONFIG_DIRS=$place/none TMPDIR=$place/work \
-            QT_ASSUME_STDERR_HAS_CONSOLE=1 setsid "$service" 127.0.0.1 "$port" "$place/tool" \
-            >"$place/output" 2>&1 </dev/null &
-        service_pid=$!
-        address=http://127.0.0.1:$port
-        while kill -0 "$service_pid" 2>/dev/null; do
-            ! grep -qs "Running on $address/" "$place/output" || return 0
-            sleep 0.02
-        done
-    done
-    echo "The service did not start (attempt $attempt):" "$(<"$place/output")"
-    exit 1
-}
 
 # As a Node.js without TypeScript support reads it.
 esbuild "$examples/convert.ts" --platform=node --format=cjs --outfile="$place/convert.cjs" \
@@ -263,7 +247,7 @@ a_wrong_call_ends_with_two() {
     expect "the compiled one without that image" $? 2
 }
 
-start_service
+start_service "$place/output" "$service" "$place/tool"
 start_proxy
 run_tests \
     each_example_converts_an_image \

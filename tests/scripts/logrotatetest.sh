@@ -4,6 +4,8 @@ set -u
 here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 # shellcheck source=tests/scripts/expect.sh
 source "$here/expect.sh"
+# shellcheck source=tests/scripts/service.sh
+source "$here/service.sh"
 service=$1
 PATH=$PATH:/usr/sbin
 for program in logrotate curl; do
@@ -13,7 +15,7 @@ done
 place=$(mktemp -d /tmp/vond-logrotate-test.XXXXXX)
 service_pid=''
 trap '[[ -z $service_pid ]] || kill "$service_pid"; wait; rm -rf "$place"' EXIT
-mkdir -p "$place/etc/meridane" "$place/logs"
+mkdir -p "$place/etc/meridane" "$place/logs" "$place/work"
 log=$place/logs/vondServer.log
 # As for an installed service: in the system-wide settings, without a store of its own.
 printf '[General]\nServerLogging=true\nLogFolder=%s\n' "$place/logs" >"$place/etc/meridane/vondServer.conf"
@@ -21,22 +23,6 @@ sed -e "s|/var/log/vondserver/|$place/logs/|" \
     -e "s|su vondserver vondserver|su $(id -un) $(id -gn)|" \
     "$here/../../deploy/logrotate" >"$place/logrotate.conf"
 chmod 644 "$place/logrotate.conf"
-
-start_service() {
-    local attempt port
-    for attempt in {1..10}; do
-        port=$((30000 + RANDOM % 10000))
-        XDG_CONFIG_HOME=$place/config XDG_CONFIG_DIRS=$place/etc \
-            "$service" 127.0.0.1 "$port" /bin/true >"$place/output" 2>&1 &
-        service_pid=$!
-        address=http://127.0.0.1:$port
-        while kill -0 "$service_pid" 2>/dev/null; do
-            ! grep -qs "Running on $address/" "$log" || return 0
-            sleep 0.02
-        done
-    done
-    fail "the service did not start (attempt $attempt)" "$(<"$place/output")"
-}
 
 # Every request leaves a line "handling request from client:" and one "descr:".
 send_requests() {
@@ -49,7 +35,7 @@ send_requests() {
 }
 
 a_rename_under_the_service_loses_no_line() {
-    start_service
+    start_service "$log" "$service" /bin/true
     local round clients
     send_requests >"$place/complaints"
     clients=$(jobs -p | grep -vx "$service_pid")
