@@ -494,6 +494,16 @@ def a_folder_in_place_of_the_tool_is_a_failed_wait():
         fault.works_again()
 
 
+def begin_conversion(fault, behaviour: str):
+    """A client whose conversion the tool has begun."""
+    client = fault.client()
+    data = conversion("x.txt", behaviour)
+    client.send(f"POST /convert HTTP/1.1\r\nHost: a\r\nContent-Length: {len(data)}\r\n\r\n"
+                .encode() + data)
+    expect(eventually(fault.service.children), "the tool was not started")
+    return client
+
+
 def a_tool_killed_by_a_signal_answers_what_it_had_said():
     with Fault() as fault:
         same(vond(fault, "die by a signal"), {"stdOut": "half\n", "stdErr": ""})
@@ -503,11 +513,7 @@ def a_tool_killed_by_a_signal_answers_what_it_had_said():
 
 def a_tool_killed_from_outside_ends_its_request_only():
     with Fault() as fault:
-        client = fault.client()
-        data = conversion("x.txt", "ignore everything")
-        client.send(f"POST /convert HTTP/1.1\r\nHost: a\r\nContent-Length: {len(data)}\r\n\r\n"
-                    .encode() + data)
-        expect(eventually(fault.service.children), "the tool was not started")
+        client = begin_conversion(fault, "ignore everything")
         same(get(fault, "/cancelConversion/c"), b"c")
         same(get(fault, "/progressInfo/r"), b"Progress: 0%")
         expect(client.silent(1), "a tool that ignores everything was not waited for")
@@ -522,11 +528,7 @@ def a_tool_killed_from_outside_ends_its_request_only():
 
 def a_tool_that_outlives_its_client_is_waited_for_and_leaves_nothing():
     with Fault() as fault:
-        client = fault.client()
-        data = conversion("x.txt", "sleep a second")
-        client.send(f"POST /convert HTTP/1.1\r\nHost: a\r\nContent-Length: {len(data)}\r\n\r\n"
-                    .encode() + data)
-        expect(eventually(fault.service.children), "the tool was not started")
+        client = begin_conversion(fault, "sleep a second")
         client.reset()
         expect(eventually(lambda: not fault.service.children()), "the tool stays behind")
         fault.works_again()
