@@ -60,7 +60,8 @@ void ConvertWithLocalDataTest::theImageIsWrittenAndTheToolGetsItsPath()
     const MessageCatcher catcher;
     QCOMPARE(commands::convertWithLocalData(faketool::path(), plainBody),
              QStringLiteral("name_X.ext"));
-    // Written out as in ConvertTest: each of the two routes has a contract of its own with the tool.
+    // Written out as in ConvertTest: each of the two routes has a contract of its own with the
+    // tool.
     const QStringList arguments{
         QStringLiteral("--translateerror"),
         QStringLiteral("--overwriteoutput=increment"),
