@@ -1,6 +1,7 @@
 #include "app/serving.h"
 
 #include "app/descriptorlimit.h"
+#include "app/endofsession.h"
 #include "app/freedmemory.h"
 #include "app/listening.h"
 #include "server/vondserver.h"
@@ -49,6 +50,7 @@ int listenAndRun(const QHostAddress &address, int typedPort)
         qDebug() << text << *reason;
         return startFailed;
     }
+    endWithTheSession();
     qDebug() << announcement(address, typedPort);
 
     const int result = QCoreApplication::exec();

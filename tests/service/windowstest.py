@@ -305,12 +305,19 @@ class Log(unittest.TestCase):
             self.assertEqual(rawhttp.get(service.address, "/getLogFile", PATIENCE).body[:200], log[:200])
 
 
-class EndOfSession(unittest.TestCase):
-    def test_the_service_ends_with_the_session(self):
+class End(unittest.TestCase):
+    def ends_by(self, *command):
         with servicerun.Service(*WORDS) as service:
-            subprocess.run(["wineboot", "--end-session", "--force"], check=False, stdin=subprocess.DEVNULL,
-                           stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=PATIENCE)
-            self.assertTrue(servicerun.eventually(lambda: not service.alive(), PATIENCE))
+            self.assertTrue(service.serves())
+            subprocess.run(command, check=False, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                           stderr=subprocess.DEVNULL, timeout=PATIENCE)
+            self.assertTrue(servicerun.eventually(lambda: not service.alive()))
+
+    def test_with_the_session(self):
+        self.ends_by("wineboot", "--end-session")
+
+    def test_when_it_is_closed_from_outside(self):
+        self.ends_by("wine", "taskkill", "/im", pathlib.Path(WORDS[0]).name)
 
 
 if __name__ == "__main__":
