@@ -1,9 +1,9 @@
 #include "app/codepage.h"
 
 #ifdef Q_OS_WIN
+#include "base/debugline.h"
 #include "base/errorline.h"
 
-#include <QDebug>
 #include <QTextCodec>
 
 #include <windows.h>
@@ -22,8 +22,9 @@ std::optional<QByteArray> codePageWarning(unsigned codePage)
     if (codePage == utf8) {
         return std::nullopt;
     }
-    return "warning: letters outside of this code page are lost on the command line: "
-        + QByteArray::number(codePage);
+    const char *const text =
+        "warning: letters outside of this code page are lost on the command line: ";
+    return text + QByteArray::number(codePage);
 }
 
 #ifdef Q_OS_WIN
@@ -39,7 +40,7 @@ void warnOfCodePage()
 {
     if (const auto warning = codePageWarning(GetACP())) {
         base::writeErrorLine(*warning);
-        qDebug("%s", warning->constData());
+        base::writeDebugLine(QString::fromLatin1(*warning));
     }
 }
 
