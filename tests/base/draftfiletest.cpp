@@ -58,7 +58,7 @@ private Q_SLOTS:
 
     void aFolderThatIsNotThereIsReportedInTheSystemsWords();
 
-    void anEmptiedOneIsWrittenAnew_data()
+    void anEmptiedFileIsWrittenAgain_data()
     {
         abilities();
     }
