@@ -15,8 +15,7 @@ QString lastError()
     return qt_error_string(WSAGetLastError());
 }
 
-// The same socket once more, which the one who made it does not close. INVALID_SOCKET when that
-// failed.
+// A duplicate of the socket, which the original owner does not close. INVALID_SOCKET on failure.
 SOCKET duplicate(qintptr descriptor)
 {
     WSAPROTOCOL_INFOW info = {};
@@ -33,8 +32,8 @@ SOCKET duplicate(qintptr descriptor)
 
 } // namespace
 
-// The length cannot be changed once a socket listens, and the server class knows one length only.
-// So the socket is bound by the class for clients, which does that in the same words.
+// The length cannot be changed once a socket listens, and the server class supports only one
+// length. So the class for clients binds the socket, with the same error texts.
 std::optional<QString>
 listenWithLongBacklog(QTcpServer *server, const QHostAddress &address, quint16 port)
 {

@@ -31,7 +31,7 @@ std::optional<QByteArray> codePageWarning(unsigned codePage)
 
 void useUtf8()
 {
-    // Qt asks the system to convert, and names what it did not know, which the system refuses when
+    // Qt asks the system to convert and to report unknown characters, which the system rejects when
     // the code page is UTF-8.
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
 }

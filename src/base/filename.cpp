@@ -31,7 +31,7 @@ bool isNumberedDevice(const QString &name)
         || digit == QChar(0xb2) || digit == QChar(0xb3);
 }
 
-// Devices lie in every folder, and with every suffix.
+// Devices exist in every folder, and with every suffix.
 bool isDevice(const QString &part)
 {
     constexpr std::array<QLatin1String, 6> devices{

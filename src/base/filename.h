@@ -5,7 +5,7 @@
 
 namespace base {
 
-// Whose rules say what a file may be called.
+// The system whose rules for file names apply.
 enum class NameRules
 {
     Unix,
@@ -18,16 +18,16 @@ inline constexpr NameRules ownNameRules = NameRules::Windows;
 inline constexpr NameRules ownNameRules = NameRules::Unix;
 #endif
 
-// Whether a file can bear this name, which may lead through folders with slashes, as on Unix.
+// Whether a file can have this name, which may contain folders separated by slashes, as on Unix.
 //
-// On Windows, where more characters have a meaning, names are refused that would lead elsewhere
-// than a slash does: out of the folder (a backslash, a drive), to a device (NUL, with a suffix,
-// too), to another stream of a file (x:y), to a file of another name (one without the dot or blank
-// at the end), or to what a program reads as a pattern. On Unix all are taken. An empty name, and
-// one with a zero character, are left to whoever opens the file.
+// On Windows, where more characters are special, this rejects names that would lead elsewhere: out
+// of the folder (a backslash, a drive), to a device (NUL, also with a suffix), to another stream of
+// a file (x:y), to a file with another name (without the dot or space at the end), or to what a
+// program reads as a pattern. On Unix all names are accepted. Empty names, and those with a zero
+// character, are left to whatever opens the file.
 [[nodiscard]] bool isFileName(const QString &name, NameRules rules = ownNameRules);
 
-// What the operator is told where the system would give the reason that a file cannot be opened.
+// The reason in the operator's line, in place of the system's reason why a file cannot be opened.
 [[nodiscard]] inline QString noFileName()
 {
     return QStringLiteral("no name for a file");

@@ -36,8 +36,8 @@ struct LocalDataRequest
 [[nodiscard]] QString
 localOutputPath(const QString &folder, const QString &inputPath, const QString &configuration);
 
-// Whether a file can bear the name of this output. The dot at the end of one without suffix, which
-// Windows does not see, is passed over.
+// Whether a file can have the name of this output. Ignores the dot at the end of one without a
+// suffix, as Windows does.
 [[nodiscard]] bool namesFile(const QString &outputPath,
                              const QString &folder,
                              base::NameRules rules = base::ownNameRules);

@@ -11,7 +11,7 @@ namespace commands {
 // Silently skips characters outside the base64 alphabet. On a full disk there is no file at the
 // returned path, and only the claim keeps others from it.
 //
-// The second form takes a client's name for a file in the folder, and refuses one that no file can
+// The second form takes a client's name for a file in the folder, and rejects one that no file can
 // have (base::isFileName()).
 [[nodiscard]] QString
 writeBase64File(const QString &path, const QString &base64Text, tool::ClaimedPaths *claims);

@@ -17,12 +17,12 @@ namespace tool {
 namespace {
 
 constexpr DWORD readBytes = 65536;
-constexpr DWORD pipeBytes = 65536; // that the program may be ahead of the reader
+constexpr DWORD pipeBytes = 65536; // how far the program may be ahead of the reader
 constexpr int largestWrite = 1048576; // a longer one is announced in parts
-constexpr int writesInATurn = 64; // then the end and the clock are looked at again
-constexpr DWORD killedWaitMs = 30000; // for a process that the system cannot end right now
+constexpr int writesInATurn = 64; // then the end and the deadline are checked again
+constexpr DWORD killedWaitMs = 30000; // for a process that the system cannot kill at once
 
-// Owns a handle of the system and closes it. Null stands for none.
+// Owns a system handle and closes it. Null means none.
 class Handle
 {
 public:
@@ -88,7 +88,7 @@ SECURITY_ATTRIBUTES inheritable()
     return attributes;
 }
 
-// Whether the pipe could be made; otherwise the system knows why not. So with the next one.
+// Whether the pipe could be made; sets the system's error code if not. So does the next one.
 bool makeInputPipe(Pipe *made)
 {
     HANDLE readEnd = nullptr;
@@ -100,8 +100,8 @@ bool makeInputPipe(Pipe *made)
     return SetHandleInformation(readEnd, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT) != 0;
 }
 
-// A pipe that can be read while the thread waits for something else, too, which only one with a
-// name can. `mode` says whether it keeps the bounds of what is written into it.
+// A pipe that can be read while the thread also waits for something else, which only a named pipe
+// supports. `mode` says whether it preserves write boundaries.
 bool makeOutputPipe(Pipe *made, DWORD mode)
 {
     const QString name = QStringLiteral("\\\\.\\pipe\\vond-%1-%2")
@@ -129,8 +129,8 @@ bool makeOutputPipe(Pipe *made, DWORD mode)
     return true;
 }
 
-// The handles that a process inherits, of all that are inheritable just now: other threads start
-// tools at the same time.
+// The only handles that a process inherits, of all that are inheritable at the moment: other
+// threads start tools at the same time.
 class InheritedHandles
 {
 public:
@@ -174,12 +174,12 @@ public:
     }
 
 private:
-    std::array<HANDLE, 3> m_handles; // looked at when the process is made
+    std::array<HANDLE, 3> m_handles; // read when the process is created
     std::vector<char> m_memory;
     bool m_isMade = false;
 };
 
-// Our end of one of the program's output pipes. A read is always under way in it, until the end.
+// Our end of one of the program's output pipes. A read is always pending on it, until the end.
 class Channel
 {
 public:
@@ -213,7 +213,7 @@ public:
         return m_pipe.isOpen();
     }
 
-    // Signalled when the read that is under way has come to something.
+    // Signalled when the pending read has completed.
     [[nodiscard]] HANDLE done() const
     {
         return m_done.get();
@@ -234,7 +234,7 @@ public:
         }
     }
 
-    // What has come of the read, and how many bytes. A new one is to be begun then.
+    // The result of the read, and the number of bytes. Then a new one must be started.
     State takeRead(DWORD *size, bool wait = false)
     {
         *size = 0;
@@ -259,7 +259,7 @@ public:
         return m_bytes.data();
     }
 
-    // What lies in the pipe. Nothing does while a read waits.
+    // What is in the pipe. It is empty while a read is pending.
     [[nodiscard]] DWORD bytesWaiting() const
     {
         DWORD waiting = 0;
@@ -304,7 +304,7 @@ bool isSignalled(HANDLE handle)
 
 struct ChildProcess::Run
 {
-    // 0, or the number of the error.
+    // Returns 0 or an error number.
     DWORD start(const QString &commandLine);
 
     void kill() const
@@ -312,7 +312,7 @@ struct ChildProcess::Run
         (void)TerminateProcess(process.get(), 1);
     }
 
-    // Until its output has been read to the end, as QProcess has it.
+    // True until its output has been read to the end, as with QProcess.
     [[nodiscard]] bool isRunning() const
     {
         return process.isOpen();
@@ -326,7 +326,7 @@ struct ChildProcess::Run
     std::unique_ptr<Channel> stdErr;
     int unannounced = 0; // bytes of a write of which there is more
     bool isFlooding = false;
-    QByteArray output; // that nobody has taken yet
+    QByteArray output; // not taken yet
     QByteArray errors;
     QString errorString;
 };
@@ -362,7 +362,7 @@ DWORD ChildProcess::Run::start(const QString &commandLine)
     info.lpAttributeList = inherited.list();
     QString line = commandLine; // the system writes into it
     PROCESS_INFORMATION made = {};
-    // The program is searched for as QProcess does: by the first word of the line.
+    // The program is searched for as in QProcess: by the first word of the command line.
     if (CreateProcessW(nullptr,
                        reinterpret_cast<wchar_t *>(line.data()),
                        nullptr,
@@ -382,7 +382,7 @@ DWORD ChildProcess::Run::start(const QString &commandLine)
     stdOut = std::move(outChannel);
     stdErr = std::move(errChannel);
     return ERROR_SUCCESS;
-    // Their ends are closed here: what they write to ends with them.
+    // These ends are closed here, so that the pipes end with the program.
 }
 
 void ChildProcess::Run::closeAll()
@@ -478,7 +478,7 @@ QString ChildProcess::errorString() const
     return m_run ? m_run->errorString : QString();
 }
 
-// False when waiting failed; the system knows why.
+// False when waiting failed; the system's error code is set.
 bool ChildProcess::poll(const QDeadlineTimer &deadline, Ready *ready)
 {
     std::array<HANDLE, 3> handles = {m_run->process.get()};
@@ -508,8 +508,8 @@ void ChildProcess::readWrites()
     for (int i = 0; i < writesInATurn && readWrite() > 0; ++i) { }
 }
 
-// Reads what the program wrote at once and announces it. How many bytes were read; a write of none
-// is passed over.
+// Reads one write of the program and announces it. Returns the number of bytes read; empty writes
+// are skipped.
 qint64 ChildProcess::readWrite()
 {
     Channel *const channel = m_run->stdOut.get();
@@ -549,8 +549,8 @@ qint64 ChildProcess::readErrors()
     return count;
 }
 
-// What the program left: in the reads that were under way, and in the pipes. No more than that: a
-// process that it has started may hold them open and go on writing.
+// What the program left in pending reads and in the pipes, and no more: a process that it started
+// may hold them open and keep writing.
 void ChildProcess::readRest()
 {
     qint64 errors = m_run->stdErr->bytesWaiting();
@@ -588,7 +588,7 @@ void ChildProcess::killAndReap()
     m_run->closeAll();
 }
 
-// A conversion's object stays for good: what it no longer needs does not stay with it.
+// A conversion's object is never deleted, so it frees what it no longer needs.
 void ChildProcess::release()
 {
     if (m_run && !m_run->isRunning() && m_run->output.isEmpty() && m_run->errors.isEmpty()

@@ -16,7 +16,7 @@ bool needsQuotes(const QString &argument)
            });
 }
 
-// Backslashes mean themselves, except in front of a quote: there, two stand for one.
+// Backslashes are literal, except before a quote: there, two mean one.
 QString quoted(const QString &argument)
 {
     QString text(quote);
@@ -50,7 +50,7 @@ bool isBatchFile(const QString &program)
     while (
         end > 0
         && (program.at(end - 1) == QLatin1Char('.') || program.at(end - 1) == QLatin1Char(' '))) {
-        --end; // the system does not see them
+        --end; // the system ignores them
     }
     const QString name = program.left(end);
     return name.endsWith(QLatin1String(".bat"), Qt::CaseInsensitive)

@@ -3,16 +3,16 @@
 #include <QString>
 #include <QStringList>
 
-// Windows hands a program one text, which the program takes apart by the rules of its C library
+// Windows passes a program one text, which the program splits by the rules of its C library
 // (CommandLineToArgvW). Plain functions on texts, so that they are tested on every system.
 namespace tool {
 
-// The text from which a program reads exactly these arguments. The program's own path stands in
-// front, in quotes, so that a blank in it ends nothing.
+// The text from which a program parses exactly these arguments. The program's own path comes first,
+// in quotes, so that a space in it does not end it.
 [[nodiscard]] QString windowsCommandLine(const QString &program, const QStringList &arguments);
 
-// Whether Windows would hand this program to its shell, which reads the arguments by rules of its
-// own: "&" in one of them would start another program.
+// Whether Windows would run this program through its shell, which parses the arguments by its own
+// rules: "&" in one of them would start another program.
 [[nodiscard]] bool isBatchFile(const QString &program);
 
 } // namespace tool
