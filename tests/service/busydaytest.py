@@ -235,7 +235,7 @@ def main() -> int:
             (service.work / f"image_{number}.jpg").touch()
         for kind in (first.upload, first.details, first.inline):
             kind("first")
-        servicerun.eventually(lambda: service.threads() == 1)
+        servicerun.eventually(lambda: service.connection_threads() == 0)
         before = (service.threads(), service.descriptors())
         threads = [Client(day, number) for number in range(clients)]
         ageing = threading.Thread(target=age, args=(day,), daemon=True)
