@@ -1,7 +1,5 @@
-#include "logging/filelogging.h"
 #include "server/vondrequestthread.h"
 #include "server/vondserver.h"
-#include "settings/keys.h"
 #include "tests/support/faketool.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
@@ -9,13 +7,11 @@
 #include "tests/support/testmain.h"
 
 #include <QDir>
-#include <QSettings>
 #include <QtTest>
 
 #include <arpa/inet.h>
 #include <atomic>
 #include <cstdio>
-#include <exception>
 #include <functional>
 #include <netinet/in.h>
 #include <optional>
@@ -24,7 +20,6 @@
 
 using refusedmemory::Mode;
 using refusedmemory::running;
-using refusedmemory::tellAndEnd;
 
 namespace {
 
@@ -182,11 +177,7 @@ private Q_SLOTS:
 
     void initTestCase()
     {
-        useOwnSettings();
-        setWorkFolder(m_folder.path());
-        QSettings().setValue(settings::logFolderKey, m_logFolder.path());
-        std::set_terminate(tellAndEnd);
-        logging::startFileLogging();
+        refusedmemory::prepare(m_folder.path(), m_logFolder.path());
         QVERIFY(m_loopback.isReady());
         faketool::behave("print nothing");
     }

@@ -8,24 +8,19 @@
 #include "jobs/connectionjob.h"
 #include "jobs/conversionplan.h"
 #include "jobs/convert.h"
-#include "logging/filelogging.h"
-#include "settings/keys.h"
 #include "tests/support/faketool.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/testmain.h"
 
 #include <QDir>
-#include <QSettings>
 #include <QtTest>
 
-#include <exception>
 #include <functional>
 #include <new>
 
 using refusedmemory::Mode;
 using refusedmemory::running;
-using refusedmemory::tellAndEnd;
 
 namespace {
 
@@ -155,11 +150,7 @@ private Q_SLOTS:
 
     void initTestCase()
     {
-        useOwnSettings();
-        setWorkFolder(m_folder.path());
-        QSettings().setValue(settings::logFolderKey, m_logFolder.path());
-        std::set_terminate(tellAndEnd);
-        logging::startFileLogging();
+        refusedmemory::prepare(m_folder.path(), m_logFolder.path());
     }
 
     void readingEndsInAnException_data()

@@ -1,8 +1,15 @@
 #include "tests/support/refusedmemory.h"
 
+#include "logging/filelogging.h"
+#include "settings/keys.h"
+#include "tests/support/ownfolders.h"
+
+#include <QSettings>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <malloc.h>
 
 // The C library's own functions, under the names it provides for programs that replace malloc().
@@ -74,6 +81,18 @@ void given(void *block)
     }
 }
 
+// Says what was running when memory that was refused ended the program.
+[[noreturn]] void tellAndEnd()
+{
+    (void)end();
+    (void)std::fprintf(stderr,
+                       "the program ends: %s, mode %d, n = %lld\n",
+                       running.tag,
+                       static_cast<int>(running.mode),
+                       static_cast<long long>(running.n));
+    std::abort();
+}
+
 } // namespace
 
 void begin(Mode mode, qint64 n)
@@ -89,15 +108,13 @@ qint64 end()
 
 Case running;
 
-void tellAndEnd()
+void prepare(const QString &workFolder, const QString &logFolder)
 {
-    (void)end();
-    (void)std::fprintf(stderr,
-                       "the program ends: %s, mode %d, n = %lld\n",
-                       running.tag,
-                       static_cast<int>(running.mode),
-                       static_cast<long long>(running.n));
-    std::abort();
+    useOwnSettings();
+    setWorkFolder(workFolder);
+    QSettings().setValue(settings::logFolderKey, logFolder);
+    std::set_terminate(tellAndEnd);
+    logging::startFileLogging();
 }
 
 Pause::Pause()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QString>
 #include <QtGlobal>
 
 #include <cstddef>
@@ -33,8 +34,9 @@ struct Case
 
 extern Case running;
 
-// For std::set_terminate(): says what was running when a failed allocation ended the program.
-[[noreturn]] void tellAndEnd();
+// For initTestCase(): settings of its own with these folders, a log that is written to a file, and
+// words about what was running when a failed allocation ends the program.
+void prepare(const QString &workFolder, const QString &logFolder);
 
 // No allocation fails while it lives.
 class Pause
