@@ -97,7 +97,7 @@ root_needs_no_sudo() {
 
 sets_are_kept_apart() {
     run nobody SUDO=allowed 'LACKING=*' -- demo
-    expect "output" "$output" "Installing curl liblcms2-utils libvips-tools"
+    expect "output" "$output" "Installing curl liblcms2-utils libvips-tools python3"
 }
 
 without_rights_it_says_what_to_do() {
@@ -165,7 +165,7 @@ upgrades_can_be_rejected() {
 
 names_can_be_printed() {
     run nobody LACKING=curl -- --print demo
-    expect "output" "$output" $'curl\nliblcms2-utils\nlibvips-tools'
+    expect "output" "$output" $'curl\nliblcms2-utils\nlibvips-tools\npython3'
     expect "package system" "$calls" ""
 }
 
