@@ -18,7 +18,7 @@ END_OF_TEXT
 
 url=http://127.0.0.1:8080 configuration=PressCMYK
 # Responses have status 200 even if a conversion fails; any other status comes from the proxy.
-curl=(curl --silent --show-error --fail)
+curl=(curl --globoff --silent --show-error --fail)
 while getopts s:c:u:h option; do
     case $option in
         s) url=${OPTARG%/} ;;

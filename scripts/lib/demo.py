@@ -199,7 +199,8 @@ def fresh_id(word: str) -> str:
 
 def curl(*words) -> list:
     """Without the caller's own settings; an answer that is not 200 is a failure."""
-    return ["curl", "-q", "--noproxy", "*", "--silent", "--show-error", "--fail", *(str(word) for word in words)]
+    return ["curl", "-q", "--noproxy", "*", "--globoff", "--silent", "--show-error",
+            "--fail", *(str(word) for word in words)]
 
 
 def quietly(*command, **options) -> subprocess.CompletedProcess:
