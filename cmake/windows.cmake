@@ -31,5 +31,9 @@ file(CREATE_LINK /usr/include/boost "${CMAKE_BINARY_DIR}/boost-alone/boost" SYMB
 set(Boost_NO_BOOST_CMAKE ON)
 set(Boost_INCLUDE_DIR "${CMAKE_BINARY_DIR}/boost-alone" CACHE PATH "Boost's headers")
 
+# What is shipped is not changed after it is linked, so that it can be signed; and the same sources give
+# the same bytes.
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-s -Wl,--no-insert-timestamp")
+
 # What CTest starts the test programs with; Qt's DLLs and the compiler's are found by WINEPATH.
 set(CMAKE_CROSSCOMPILING_EMULATOR "env;WINEPATH=Z:${qt}/bin;wine")
