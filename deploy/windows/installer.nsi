@@ -120,9 +120,14 @@ FunctionEnd
 
 ; --- installation
 
-; Ends with a word to whoever sits before it; a silent installer says it by its exit status only.
+; Ends with a word to whoever sits before it, or on standard error.
 !macro GiveUp text
     MessageBox MB_OK|MB_ICONSTOP "${text}" /SD IDOK
+    ${If} ${Silent}
+        StrCpy $R0 "${text}"
+        System::Call 'kernel32::GetStdHandle(i -12) p .r9'
+        FileWrite $9 "$R0$\r$\n"
+    ${EndIf}
     SetErrorLevel ${ACCESS_DENIED_OR_WRONG}
     Quit
 !macroend
