@@ -46,6 +46,7 @@ Var Port
 Var Tool
 Var Firewall   ; "yes": the port is opened
 Var Data       ; folder of the log and of the files of requests
+Var Upgrade    ; where it is installed already, or nothing
 Var HostField
 Var PortField
 Var ToolField
@@ -81,9 +82,9 @@ FunctionEnd
 ; Ends the service of this installation, and no other one, and waits until it is gone.
 Function ${un}StopProgram
     ${If} $MultiUser.InstallMode == "AllUsers"
-        nsExec::Exec 'schtasks /End /TN vondServer'
+        nsExec::Exec '"$SYSDIR\schtasks.exe" /End /TN vondServer'
         Pop $0
-        nsExec::Exec 'schtasks /Delete /F /TN vondServer' ; or it would start again within a minute
+        nsExec::Exec '"$SYSDIR\schtasks.exe" /Delete /F /TN vondServer' ; or it would start again within a minute
         Pop $0
         ; Processes of the service account are ended with this right only, which administrators have.
         System::Call 'ntdll::RtlAdjustPrivilege(i 20, i 1, i 0, *i .r0)'
@@ -279,6 +280,14 @@ FunctionEnd
     ${EndIf}
 !macroend
 
+!macro ChangeRights how
+    nsExec::ExecToLog '"$SYSDIR\icacls.exe" "$Data" ${how}'
+    Pop $0
+    ${If} $0 != 0
+        !insertmacro GiveUp "The folder '$Data' could not be closed to others: icacls ended with $0."
+    ${EndIf}
+!macroend
+
 ; The task that starts the service with the machine: task.xml, with the path of the program in it.
 Function MakeTask
     ${WordReplace} "$INSTDIR\${PROGRAM}" "&" "&amp;" "+" $0
@@ -298,7 +307,7 @@ Function MakeTask
     ${Loop}
     FileClose $1
     FileClose $2
-    nsExec::ExecToLog 'schtasks /Create /F /TN vondServer /XML "$PLUGINSDIR\task.xml"'
+    nsExec::ExecToLog '"$SYSDIR\schtasks.exe" /Create /F /TN vondServer /XML "$PLUGINSDIR\task.xml"'
     Pop $0
     ${If} $0 != 0
         !insertmacro GiveUp "The task that starts the service could not be made: schtasks ended with $0."
@@ -307,6 +316,7 @@ FunctionEnd
 
 Section
     Call StopProgram
+    ReadRegStr $Upgrade SHCTX "${UNINSTALL}" "InstallLocation"
     ; Each version knows its own files.
     ${If} ${FileExists} "$INSTDIR\uninstall.exe"
         ExecWait '"$INSTDIR\uninstall.exe" /S /UPGRADE /$MultiUser.InstallMode _?=$INSTDIR' $0
@@ -343,23 +353,24 @@ Section
     WriteRegDWORD SHCTX "${UNINSTALL}" "EstimatedSize" $0
 
     ${If} $Firewall == "yes"
-        nsExec::ExecToLog 'netsh advfirewall firewall delete rule name=vondServer'
+        nsExec::ExecToLog '"$SYSDIR\netsh.exe" advfirewall firewall delete rule name=vondServer'
         Pop $0
-        nsExec::ExecToLog 'netsh advfirewall firewall add rule name=vondServer dir=in action=allow protocol=TCP localport=$Port "program=$INSTDIR\${PROGRAM}"'
+        nsExec::ExecToLog '"$SYSDIR\netsh.exe" advfirewall firewall add rule name=vondServer dir=in action=allow protocol=TCP localport=$Port "program=$INSTDIR\${PROGRAM}"'
         Pop $0
         ${If} $0 != 0
             !insertmacro GiveUp "The port could not be opened in the firewall: netsh ended with $0."
         ${EndIf}
     ${EndIf}
     ${If} $MultiUser.InstallMode == "AllUsers"
-        ; For the service and the administrators only: there lie the pictures of all clients.
-        nsExec::ExecToLog 'icacls "$Data" /inheritance:r /grant *S-1-5-18:(OI)(CI)F *S-1-5-32-544:(OI)(CI)F *${LOCAL_SERVICE}:(OI)(CI)M'
-        Pop $0
-        ${If} $0 != 0
-            !insertmacro GiveUp "The folder '$Data' could not be closed to others: icacls ended with $0."
+        ; For the service and the administrators only: there lie the pictures of all clients. Anybody may
+        ; have made the folder before.
+        ${If} $Upgrade == ""
+            !insertmacro ChangeRights "/setowner *S-1-5-32-544 /T /Q"
+            !insertmacro ChangeRights "/reset /T /Q"
         ${EndIf}
+        !insertmacro ChangeRights "/inheritance:r /grant *S-1-5-18:(OI)(CI)F *S-1-5-32-544:(OI)(CI)F *${LOCAL_SERVICE}:(OI)(CI)M"
         Call MakeTask
-        nsExec::ExecToLog 'schtasks /Run /TN vondServer'
+        nsExec::ExecToLog '"$SYSDIR\schtasks.exe" /Run /TN vondServer'
         Pop $0
     ${Else}
         WriteRegStr HKCU "${AT_LOGON}" "vondServer" '"$INSTDIR\${PROGRAM}"'
@@ -409,7 +420,7 @@ Section Uninstall
 
     DeleteRegKey SHCTX "${UNINSTALL}"
     ${If} $MultiUser.InstallMode == "AllUsers"
-        nsExec::ExecToLog 'netsh advfirewall firewall delete rule name=vondServer'
+        nsExec::ExecToLog '"$SYSDIR\netsh.exe" advfirewall firewall delete rule name=vondServer'
         Pop $0
     ${Else}
         DeleteRegValue HKCU "${AT_LOGON}" "vondServer"
