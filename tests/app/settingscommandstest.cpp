@@ -62,7 +62,9 @@ void SettingsCommandsTest::init()
 // The first line of every run on the debug stream.
 QByteArray SettingsCommandsTest::prefsLine() const
 {
-    return "server prefs \"" + m_service->settingsFile().toUtf8() + "\"\n";
+    QString place;
+    QDebug(&place) << m_service->settingsFile(); // quoted as the debug stream does
+    return "server prefs " + place.trimmed().toUtf8() + '\n';
 }
 
 void SettingsCommandsTest::withNothingStoredGetTempFolderPrintsAnEmptyOne()

@@ -122,7 +122,9 @@ void StartupTest::init()
 
 QByteArray StartupTest::prefsLine() const
 {
-    return "server prefs \"" + m_service->settingsFile().toUtf8() + "\"\n";
+    QString place;
+    QDebug(&place) << m_service->settingsFile(); // quoted as the debug stream does
+    return "server prefs " + place.trimmed().toUtf8() + '\n';
 }
 
 void StartupTest::store(const QString &host, const QString &port, const QString &tool)

@@ -4,6 +4,7 @@
 #include "tests/support/messagecatcher.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
+#include "tests/support/systemtexts.h"
 #include "tests/support/testmain.h"
 
 #include <QtTest>
@@ -211,7 +212,7 @@ void ConvertWithLocalDataTest::aFileOptionThatCannotBeWrittenStopsBeforeAllElse(
              QStringLiteral("Error: saving data to file"));
     QCOMPARE(errors.take(),
              "Could not open " + folder.path().toLocal8Bit()
-                 + "/none/p.icc for writing: No such file or directory\n");
+                 + "/none/p.icc for writing: " + systemtexts::of(systemtexts::noFolder) + '\n');
     QVERIFY(!faketool::ran());
     QCOMPARE(folder.names(), QStringList());
 }
@@ -224,7 +225,7 @@ void ConvertWithLocalDataTest::anImageThatCannotBeWrittenIsAnsweredEmpty()
              QString());
     QCOMPARE(errors.take(),
              "Could not open " + folder.path().toLocal8Bit()
-                 + "/none/a.tif for writing: No such file or directory\n");
+                 + "/none/a.tif for writing: " + systemtexts::of(systemtexts::noFolder) + '\n');
     QVERIFY(!faketool::ran());
 }
 

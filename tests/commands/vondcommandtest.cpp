@@ -4,6 +4,7 @@
 #include "tests/support/messagecatcher.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
+#include "tests/support/systemtexts.h"
 #include "tests/support/testmain.h"
 
 #include <QtTest>
@@ -233,8 +234,8 @@ void VondCommandTest::aFileThatCannotBeWrittenIsReportedTwiceAndTheToolIsNotRun(
              QJsonObject());
     QCOMPARE(errors.take(),
              "Could not open " + folder.path().toLocal8Bit()
-                 + "/none/a.tif for writing: No such file or directory\n"
-                   "Error: saving data to filenone/a.tif\n");
+                 + "/none/a.tif for writing: " + systemtexts::of(systemtexts::noFolder)
+                 + "\nError: saving data to filenone/a.tif\n");
     QVERIFY(!faketool::ran());
 }
 

@@ -82,9 +82,13 @@ void ResultTest::aFolderIsReportedAsNotOpened()
     makeFile(folder.filePath(QStringLiteral("d/a"))); // an empty folder may have size 0
     OutputCatcher errors(OutputCatcher::Channel::Error);
     QCOMPARE(jobs::getConversionResult(QStringLiteral("d")), QByteArray());
-    QCOMPARE(errors.take(),
-             "Could not open " + folder.path().toLocal8Bit()
-                 + "/d for reading: file to open is a directory\n");
+#ifdef Q_OS_WIN
+    const QByteArray told = "file is not available, Size:0, File:d\n"; // a folder has no size there
+#else
+    const QByteArray told = "Could not open " + folder.path().toLocal8Bit()
+        + "/d for reading: file to open is a directory\n";
+#endif
+    QCOMPARE(errors.take(), told);
 }
 
 void ResultTest::aFileThatEndsBeforeItsSizeIsAnsweredAsFarAsItGoesAndReported()
@@ -93,6 +97,9 @@ void ResultTest::aFileThatEndsBeforeItsSizeIsAnsweredAsFarAsItGoesAndReported()
     const QString promising = QStringLiteral("/sys/kernel/mm/transparent_hugepage/enabled");
     const qint64 size = QFileInfo(promising).size();
     const QByteArray content = contentOf(promising);
+#ifdef Q_OS_WIN
+    QSKIP("Windows has no files that end before their size");
+#endif
     if (content.isEmpty() || content.size() >= size) {
         QSKIP("this machine has no file that ends before its size");
     }

@@ -3,6 +3,7 @@
 #include "settings/keys.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
+#include "tests/support/systemtexts.h"
 #include "tests/support/testmain.h"
 
 #include <QDir>
@@ -103,7 +104,7 @@ void GetLogFileTest::aMissingFileIsReportedOnStandardErrorAndAnsweredEmpty()
     QCOMPARE(logging::getLogFile(), QString());
     QCOMPARE(error.take(),
              "Could not open " + m_path.toLocal8Bit()
-                 + " for reading: No such file or directory\n");
+                 + " for reading: " + systemtexts::of(systemtexts::noFile) + '\n');
 }
 
 void GetLogFileTest::aFolderInItsPlaceIsReportedOnStandardErrorAndAnsweredEmpty()
@@ -114,7 +115,7 @@ void GetLogFileTest::aFolderInItsPlaceIsReportedOnStandardErrorAndAnsweredEmpty(
     QCOMPARE(logging::getLogFile(), QString());
     QCOMPARE(error.take(),
              "Could not open " + m_path.toLocal8Bit()
-                 + " for reading: file to open is a directory\n");
+                 + " for reading: " + systemtexts::of(systemtexts::isFolder) + '\n');
 }
 
 void GetLogFileTest::aFileLargerThanAByteArrayIsReportedOnStandardErrorAndAnsweredEmpty()

@@ -42,6 +42,8 @@ class Service:
             XDG_CONFIG_HOME=str(self.folder / "config"),
             XDG_CONFIG_DIRS=str(self.folder / "systemconfig"),
             TMPDIR=str(self.folder / "tmp"), LC_ALL="C.UTF-8", QT_FORCE_STDERR_LOGGING="1")
+        if self.is_for_windows:
+            del self.environment["TMPDIR"]  # wine's own files would lie among the service's
         self.environment.update(environment or {})
         if work_folder:
             (self.folder / "config/meridane/vondServer.conf").write_text(
@@ -99,10 +101,15 @@ class Service:
             self.free_port = taken.getsockname()[1]
         return ["wine", self.program, "127.0.0.1", str(self.free_port), f"Z:{self.tool}"]
 
-    def run(self, *words) -> subprocess.CompletedProcess:
-        """The Windows program with these words."""
-        return subprocess.run(["wine", self.program, *words], stdin=subprocess.DEVNULL, capture_output=True,
-                              env=self.environment, check=False, timeout=READY)
+    def run(self, *words) -> tuple:
+        """The Windows program with these words: its exit status and what it printed. Into files: what
+        wine leaves running would hold a pipe open."""
+        with tempfile.TemporaryFile() as output:
+            status = subprocess.run(["wine", self.program, *words], stdin=subprocess.DEVNULL, stdout=output,
+                                    stderr=subprocess.DEVNULL, env=self.environment, check=False,
+                                    timeout=READY).returncode
+            output.seek(0)
+            return status, output.read()
 
     def stop(self) -> None:
         if self.process and self.process.poll() is None:

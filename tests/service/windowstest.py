@@ -279,11 +279,9 @@ class Texts(WindowsCase):
     def test_words_and_console(self):
         folder = self.service.folder / "tmp/\u00e4\u2206\u65e5"
         folder.mkdir()
-        run = self.service.run("setTempFolder", f"Z:{folder}")
-        self.assertEqual(run.returncode, 0)
+        self.assertEqual(self.service.run("setTempFolder", f"Z:{folder}"), (0, b""))
         try:
-            run = self.service.run("getTempFolder")
-            self.assertIn(f"TempFolder:Z:{folder}".encode(), run.stdout)
+            self.assertEqual(self.service.run("getTempFolder"), (0, f"TempFolder:Z:{folder}\r\n".encode()))
             self.assertEqual(self.post("/upload/" + quoted("\u00fc.tif"), b"new"), b'{"ok": true}')
             self.assertEqual((folder / "\u00fc.tif").read_bytes(), b"new")
         finally:

@@ -262,8 +262,18 @@ int hangAfterAWord(const Arguments &)
     hang();
 }
 
-// Each argument is one write of that many bytes; after a "~" it is a pause of that many
-// microseconds.
+int dieByASignal(const Arguments &)
+{
+    chunk("half\n");
+#ifdef _WIN32
+    TerminateProcess(GetCurrentProcess(), EXIT_FAILURE);
+#else
+    static_cast<void>(std::raise(SIGKILL));
+#endif
+    return EXIT_FAILURE;
+}
+
+// Each argument is one write of that many bytes; after a "~" it is a pause of that many microseconds.
 int writesOfTheseSizes(const Arguments &arguments)
 {
     char letter = 'a';
@@ -311,13 +321,6 @@ int closeItsOutputAndGoOn(const Arguments &)
 }
 
 #ifndef _WIN32
-
-int dieByASignal(const Arguments &)
-{
-    chunk("half\n");
-    static_cast<void>(std::raise(SIGKILL));
-    return EXIT_FAILURE;
-}
 
 int itsDescriptors(const Arguments &)
 {
@@ -394,10 +397,10 @@ int hasItThisEvent(const Arguments &arguments)
 
 const std::map<std::string, std::function<int(const Arguments &)>> behaviours{
     {"its standard input", itsStandardInput},
+    {"die by a signal", dieByASignal},
 #ifdef _WIN32
     {"has it this event", hasItThisEvent},
 #else
-    {"die by a signal", dieByASignal},
     {"its descriptors", itsDescriptors},
     {"its signals", itsSignals},
     {"leave a process behind", leaveAProcessBehind},

@@ -19,6 +19,7 @@ std::map<QByteArray, testmain::Run> &tests()
 void settle()
 {
 #ifdef Q_OS_WIN
+    qputenv("QT_FORCE_STDERR_LOGGING", "1"); // what a test says goes to a debugger otherwise
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     qputenv("TMP", "Z:" + qgetenv("TMPDIR")); // wine has a folder of its own otherwise
 #endif

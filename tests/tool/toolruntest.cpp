@@ -11,7 +11,11 @@
 
 namespace {
 
+#ifdef Q_OS_WIN
+constexpr int shortTimeoutMs = 3000; // a program starts slowly under wine
+#else
 constexpr int shortTimeoutMs = 300;
+#endif
 
 } // namespace
 
@@ -58,8 +62,8 @@ void ToolRunTest::argumentsArriveOneByOneAsTheyAre()
 void ToolRunTest::aPathWithBlanksIsTheProgramAndNotSplit()
 {
     const OwnWorkFolder folder;
-    const QString path = folder.filePath(QStringLiteral("my own tool"));
-    QVERIFY(QFile::link(faketool::path(), path));
+    const QString path = folder.filePath(QStringLiteral("my own tool.exe"));
+    QVERIFY(QFile::copy(faketool::path(), path));
     faketool::behave("print its arguments");
     QCOMPARE(tool::shortQuery(path, {QStringLiteral("a")}), QByteArray("a\n"));
 }

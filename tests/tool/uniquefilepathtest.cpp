@@ -200,6 +200,9 @@ void UniqueFilePathTest::aNameIsFreeAgainWhenTheRequestHasEnded()
 void UniqueFilePathTest::anotherWayToTheFolderIsTheSameName()
 {
     const OwnWorkFolder folder;
+#ifdef Q_OS_WIN
+    QSKIP("a link is a file there");
+#endif
     QVERIFY(QFile::link(folder.path(), folder.filePath(QStringLiteral("way"))));
     tool::ClaimedPaths claims;
     tool::ClaimedPaths others;
@@ -298,7 +301,7 @@ void UniqueFilePathTest::whatGoesAmongManyIsTheNextFreeOne()
     QVERIFY(QDir(folder.path()).mkdir(QStringLiteral("image_302.jpg")));
     QCOMPARE(firstFree(folder), numbered(folder, 303));
     for (const int gone : {250, 150, 64, 63, 1, 200, 302}) {
-        QVERIFY(::remove(QFile::encodeName(numbered(folder, gone)).constData()) == 0);
+        QVERIFY(QFile::remove(numbered(folder, gone)) || QDir().rmdir(numbered(folder, gone)));
         for (int i = 0; i < 2; ++i) {
             QCOMPARE(firstFree(folder), numbered(folder, gone));
         }
