@@ -1,9 +1,10 @@
 #include "app/codepage.h"
 
-#ifdef Q_OS_WIN
-#include "base/debugline.h"
-#include "base/errorline.h"
+#include <QDebug>
 
+#include <iostream>
+
+#ifdef Q_OS_WIN
 #include <QTextCodec>
 
 #include <windows.h>
@@ -17,17 +18,12 @@ constexpr unsigned utf8 = 65001;
 
 } // namespace
 
-std::optional<QByteArray> codePageWarning(unsigned codePage)
-{
-    if (codePage == utf8) {
-        return std::nullopt;
-    }
-    const char *const text =
-        "warning: letters outside of this code page are lost on the command line: ";
-    return text + QByteArray::number(codePage);
-}
-
 #ifdef Q_OS_WIN
+
+unsigned codePage()
+{
+    return GetACP();
+}
 
 void useUtf8()
 {
@@ -36,20 +32,26 @@ void useUtf8()
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
 }
 
-void warnOfCodePage()
-{
-    if (const auto warning = codePageWarning(GetACP())) {
-        base::writeErrorLine(*warning);
-        base::writeDebugLine(QString::fromLatin1(*warning));
-    }
-}
-
 #else
+
+unsigned codePage()
+{
+    return utf8;
+}
 
 void useUtf8() { }
 
-void warnOfCodePage() { }
-
 #endif
+
+void warnOfCodePage(unsigned page)
+{
+    if (page == utf8) {
+        return;
+    }
+    const char *const text =
+        "warning: letters outside of this code page are lost on the command line:";
+    std::cerr << text << page << std::endl;
+    qDebug() << text << page;
+}
 
 } // namespace app

@@ -74,7 +74,7 @@ int run(int &argc, char **argv)
     if (store.value(settings::serverLoggingKey).toBool()) {
         logging::startFileLogging();
     }
-    warnOfCodePage();
+    warnOfCodePage(codePage());
     writeProbe(store);
     return execute(wordsAfterProgramName(argc, argv), store);
 }

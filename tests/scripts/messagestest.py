@@ -14,10 +14,10 @@ CARRIES = (r"\b(?:const char \*const text =|rejection = QStringLiteral\(|rejectC
            r"|announceSleeper\(registry,|translate\(\"QHttpServer\",)\s*")
 # Statements that print without a text of their own: values, and texts from elsewhere.
 ONLY_VALUES = {
-    "*warning", "QString::fromLatin1(*warning)",
     "announcement(address, typedPort)", "answer", "arguments", "details", "label << id", "line",
     "listing", "plan.arguments", "rejection.toUtf8()", "registry->keys()", "surviving", "text",
-    "text << *reason", "text << reason->toStdString() << std::endl", "text << std::endl",
+    "text << *reason", "text << page", "text << page << std::endl",
+    "text << reason->toStdString() << std::endl", "text << std::endl",
     "text << toolPath", "text << toolPath.toStdString()", "text << toolPath.toStdString() << std::endl",
 }
 
