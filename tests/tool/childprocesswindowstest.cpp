@@ -27,6 +27,7 @@ struct Run
     bool hasEnded = false;
     QByteArray output;
     QByteArray errors;
+    QString errorString; // when it has not ended
 };
 
 template <typename Process>
@@ -38,6 +39,7 @@ Run runWith(const QString &program, const QStringList &arguments)
     run.hasEnded = process.waitForFinished(forEver);
     run.output = process.readAllStandardOutput();
     run.errors = process.readAllStandardError();
+    run.errorString = run.hasEnded ? QString() : process.errorString();
     return run;
 }
 
@@ -131,7 +133,8 @@ void ChildProcessWindowsTest::aRunLooksAsWithQProcess()
     const Run theirs = runWith<QProcess>(faketool::path(), arguments);
     faketool::behave(QTest::currentDataTag());
     const Run ours = runWith<ChildProcess>(faketool::path(), arguments);
-    QVERIFY(ours.hasEnded && theirs.hasEnded);
+    QVERIFY2(theirs.hasEnded, qPrintable(theirs.errorString));
+    QVERIFY2(ours.hasEnded, qPrintable(ours.errorString));
     QCOMPARE(ours.output, theirs.output);
     QCOMPARE(ours.errors, theirs.errors);
 }
