@@ -283,8 +283,9 @@ class Texts(WindowsCase):
             self.service.run("setTempFolder", f"Z:{self.service.work}")
 
     def test_arguments_of_the_tool(self):
-        answer = json.loads(self.post("/vond", ["-c", "print its arguments", "\u00e4\u2206\u65e5", "two words", 'a"b\\']))
-        self.assertEqual(answer["stdOut"].splitlines()[2:], ["\u00e4\u2206\u65e5", "two words", 'a"b\\'])
+        words = ["\u00e4\u2206\u65e5", "two words", 'a"b\\']
+        answer = json.loads(self.post("/vond", ["-c", "print its arguments", *words]))
+        self.assertEqual(answer["stdOut"].splitlines()[2:], words)
 
 
 class Log(unittest.TestCase):
