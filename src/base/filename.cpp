@@ -12,7 +12,7 @@ namespace {
 
 bool isForbidden(QChar letter)
 {
-    constexpr QLatin1String marks(R"(\:*?"<>|)");
+    const QLatin1String marks(R"(\:*?"<>|)");
     return (letter < QLatin1Char(' ') && !letter.isNull())
         || std::any_of(marks.begin(), marks.end(), [letter](char mark) {
                return letter == QLatin1Char(mark);

@@ -87,8 +87,7 @@ void FileNameTest::whatWouldLeadElsewhereOnWindows_data()
                                    "a|b",
                                    "a\tb",
                                    "a\nb",
-                                   "a\x1f"
-                                   "b"}) {
+                                   "a\037b"}) {
         QTest::newRow(name) << name;
     }
     for (const char16_t digit : u"\u00b9\u00b2\u00b3") {
