@@ -95,8 +95,8 @@ void appendTwoDigits(QByteArray &out, int number)
     out += static_cast<char>('0' + number % 10);
 }
 
-// The current time as IMF-fixdate (RFC 9110 section 5.6.7). Formatted by hand: the names are English
-// in every locale, and snprintf() takes as long as the rest of a response's head.
+// The current time as IMF-fixdate (RFC 9110 section 5.6.7). Formatted by hand: the names are
+// English in every locale, and snprintf() takes as long as the rest of a response's head.
 void appendDateNow(QByteArray &out)
 {
     static constexpr std::array<const char *, 7> days = {

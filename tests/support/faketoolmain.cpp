@@ -273,7 +273,8 @@ int dieByASignal(const Arguments &)
     return EXIT_FAILURE;
 }
 
-// Each argument is one write of that many bytes; after a "~" it is a pause of that many microseconds.
+// Each argument is one write of that many bytes; after a "~" it is a pause of that many
+// microseconds.
 int writesOfTheseSizes(const Arguments &arguments)
 {
     char letter = 'a';

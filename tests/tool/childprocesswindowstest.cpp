@@ -1,7 +1,7 @@
 // What childprocesstest holds on Linux, as far as Windows has it.
+#include "tests/support/faketool.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
-#include "tests/support/faketool.h"
 #include "tests/support/testmain.h"
 #include "tool/childprocess.h"
 
