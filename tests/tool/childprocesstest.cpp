@@ -691,7 +691,10 @@ void ChildProcessTest::anExceptionFromASlotLeavesNothingBehind() const
 void ChildProcessTest::aProcessThatCannotBeCreatedIsAFailedStart()
 {
     inAThread([this] {
-        refuse({SYS_clone, SYS_clone3, SYS_fork, SYS_vfork}, EAGAIN);
+        refuse({SYS_clone, SYS_clone3}, EAGAIN);
+#ifdef SYS_vfork // newer architectures have neither
+        refuse({SYS_fork, SYS_vfork}, EAGAIN);
+#endif
         ChildProcess process;
         process.start(faketool::path(), {});
         QCOMPARE(process.state(), QProcess::NotRunning);
