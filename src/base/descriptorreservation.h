@@ -6,8 +6,8 @@
 
 namespace base {
 
-// For what is never reserved: standard streams, the listening socket, the log, a settings file,
-// MIME type tables.
+// For what is never reserved: standard streams, the listening socket, the epoll and the timer of
+// lingering clients, the watch for taken names, the log, a settings file, MIME type tables.
 constexpr int descriptorsOfTheService = 32;
 
 // Whether `wanted` more descriptors fit under the limit.
