@@ -47,7 +47,9 @@ void InheritedStateTest::aWriteToAReaderThatHasGoneOnlyFails()
 {
     const auto write = [] {
         int ends[2] = {}; // NOLINT(modernize-avoid-c-arrays): the system's call wants one
-        (void)::pipe(ends);
+        if (::pipe(ends) != 0) {
+            return -1;
+        }
         ::close(ends[0]);
         return ::write(ends[1], "x", 1) < 0 ? errno : 0;
     };
@@ -105,15 +107,19 @@ void InheritedStateTest::openStandardStreamsStay()
 {
     QCOMPARE(inACopy([] {
                  int ends[2] = {}; // NOLINT(modernize-avoid-c-arrays): the system's call wants one
-                 (void)::pipe(ends);
+                 if (::pipe(ends) != 0) {
+                     return -1;
+                 }
                  ::dup2(ends[1], STDERR_FILENO);
                  const int before = ::dup(STDIN_FILENO);
                  ::close(before);
                  app::settleInheritedState();
                  const int after = ::dup(STDIN_FILENO);
                  char byte = 0;
-                 (void)::write(STDERR_FILENO, "x", 1);
-                 return before == after && ::read(ends[0], &byte, 1) == 1 ? byte : 0;
+                 return ::write(STDERR_FILENO, "x", 1) == 1 && before == after
+                         && ::read(ends[0], &byte, 1) == 1
+                     ? int(byte)
+                     : 0;
              }),
              int('x'));
 }
