@@ -85,22 +85,42 @@ Q_SIGNALS:
     void readyReadStandardOutput();
 
 private:
+    // The program and our ends of its pipes, by the means of the system.
     struct Run;
-    struct Ready;
 
+    // Ends the run: kills a program that is still running and waits for its end.
+    struct RunDeleter
+    {
+        void operator()(Run *run) const;
+    };
+
+    // What there is to do.
+    struct Ready
+    {
+        bool end = false;
+        bool output = false;
+        bool errors = false;
+    };
+
+    // Of the system: childprocess_linux.cpp, childprocess_windows.cpp.
+    QString begin(const QString &program, const QStringList &arguments);
     bool poll(const QDeadlineTimer &deadline, Ready *ready);
-    bool hasEnded(bool isSaidToHaveEnded);
-    void readWrites();
+    bool hasEnded(const Ready &ready);
+    void readWrites(const Ready &ready);
     qint64 readWrite();
-    void announce();
     qint64 readErrors();
     void readRest();
+    void kill();
+
+    void announce();
     void keep(QByteArray *channel, const char *data, qint64 size);
-    void killAndReap();
 
-    void release();
-
-    std::unique_ptr<Run> m_run; // from start() until its output has been taken
+    std::unique_ptr<Run, RunDeleter> m_run; // while the program is running
+    QByteArray m_output; // not taken yet
+    QByteArray m_errors;
+    QString m_errorString;
+    int m_unannounced = 0; // bytes of a write that may continue
+    bool m_isFlooding = false;
 };
 
 #else

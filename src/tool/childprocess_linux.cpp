@@ -1,10 +1,8 @@
-#include "base/errorline.h"
 #include "base/filedescriptor.h"
 #include "tool/childprocess.h"
 
 #include <QDeadlineTimer>
 #include <QFile>
-#include <QScopeGuard>
 #include <QStandardPaths>
 
 #include <algorithm>
@@ -210,18 +208,20 @@ int remainingMs(const QDeadlineTimer &deadline)
 
 struct ChildProcess::Run
 {
+    Run() = default;
+    ~Run();
+
+    Run(const Run &) = delete;
+    Run &operator=(const Run &) = delete;
+    Run(Run &&) = delete;
+    Run &operator=(Run &&) = delete;
+
     // Returns 0 or an error number.
     int start(std::vector<QByteArray> &words);
 
     void kill() const;
-
-    // True until its output has been read to the end, as with QProcess.
-    [[nodiscard]] bool isRunning() const
-    {
-        return stdIn.isOpen();
-    }
-
-    void closeAll();
+    bool poll(int timeoutMs, Ready *ready);
+    bool hasEnded(bool isSaidToHaveEnded);
 
     pid_t pid = -1; // -1 again once it is reaped: the number may then be reused
     base::FileDescriptor
@@ -229,21 +229,20 @@ struct ChildProcess::Run
     base::FileDescriptor stdIn;
     base::FileDescriptor stdOut;
     base::FileDescriptor stdErr;
-    QDeadlineTimer restOfWrite; // how long to wait for more before `unannounced` is announced
-    int unannounced = 0; // bytes of a write that may continue
+    QDeadlineTimer restOfWrite; // how long to wait for more before what was read is announced
     int packetsInARow = 0; // read since the pipe was last empty
-    bool isFlooding = false;
-    QByteArray output; // not taken yet
-    QByteArray errors;
-    QString errorString;
 };
 
-struct ChildProcess::Ready
+ChildProcess::Run::~Run()
 {
-    bool process = false;
-    bool stdOut = false;
-    bool stdErr = false;
-};
+    kill();
+    stdOut.close(); // further output is of no use
+    stdErr.close();
+    const QDeadlineTimer deadline(killedWaitMs);
+    Ready ready;
+    while (!hasEnded(ready.end) && !deadline.hasExpired() && poll(remainingMs(deadline), &ready)) {
+    }
+}
 
 int ChildProcess::Run::start(std::vector<QByteArray> &words)
 {
@@ -275,108 +274,13 @@ void ChildProcess::Run::kill() const
     }
 }
 
-void ChildProcess::Run::closeAll()
+// Waits until there is something to do. False when waiting failed; errno says why.
+bool ChildProcess::Run::poll(int timeoutMs, Ready *ready)
 {
-    process.close();
-    stdIn.close();
-    stdOut.close();
-    stdErr.close();
-}
-
-ChildProcess::ChildProcess(QObject *parent)
-    : QObject(parent)
-{
-}
-
-ChildProcess::~ChildProcess()
-{
-    killAndReap();
-}
-
-void ChildProcess::start(const QString &program, const QStringList &arguments)
-{
-    Q_ASSERT_X(state() == QProcess::NotRunning,
-               "ChildProcess::start",
-               "wait for the end of the program before");
-    std::vector<QByteArray> words = encodedWords(program, arguments);
-    m_run = std::make_unique<Run>();
-    if (const int error = m_run->start(words)) {
-        m_run->errorString = qt_error_string(error);
-    }
-}
-
-bool ChildProcess::waitForFinished(int msecs)
-{
-    if (state() == QProcess::NotRunning) {
-        return false;
-    }
-    const QDeadlineTimer deadline(msecs);
-    auto unfinished = qScopeGuard([this] { killAndReap(); });
-    for (;;) {
-        Ready ready;
-        if (!poll(deadline, &ready)) {
-            m_run->errorString = qt_error_string(errno);
-            return false;
-        }
-        if (hasEnded(ready.process)) {
-            readRest();
-            m_run->closeAll();
-            unfinished.dismiss();
-            return true;
-        }
-        if (ready.stdOut) {
-            readWrites();
-        } else if (m_run->unannounced > 0 && m_run->restOfWrite.hasExpired()) {
-            announce();
-        }
-        if (ready.stdErr) {
-            readErrors();
-        }
-        if (deadline.hasExpired()) {
-            m_run->errorString = QStringLiteral("Process operation timed out");
-            unfinished.dismiss();
-            return false;
-        }
-    }
-}
-
-QByteArray ChildProcess::readAllStandardOutput()
-{
-    QByteArray output = m_run ? std::exchange(m_run->output, QByteArray()) : QByteArray();
-    release();
-    return output;
-}
-
-QByteArray ChildProcess::readAllStandardError()
-{
-    QByteArray errors = m_run ? std::exchange(m_run->errors, QByteArray()) : QByteArray();
-    release();
-    return errors;
-}
-
-QProcess::ProcessState ChildProcess::state() const
-{
-    return m_run && m_run->isRunning() ? QProcess::Running : QProcess::NotRunning;
-}
-
-QString ChildProcess::errorString() const
-{
-    return m_run ? m_run->errorString : QString();
-}
-
-// False when waiting failed; errno says why.
-bool ChildProcess::poll(const QDeadlineTimer &deadline, Ready *ready)
-{
-    std::array<pollfd, 3> entries = {{{m_run->process.get(), POLLIN, 0}, // skipped if there is none
-                                      {m_run->stdOut.get(), POLLIN, 0},
-                                      {m_run->stdErr.get(), POLLIN, 0}}};
-    int timeout = remainingMs(deadline);
-    if (!m_run->process.isOpen()) {
-        timeout = std::min(timeout, lookAgainMs);
-    }
-    if (m_run->unannounced > 0) {
-        timeout = std::min(timeout, remainingMs(m_run->restOfWrite));
-    }
+    std::array<pollfd, 3> entries = {{{process.get(), POLLIN, 0}, // skipped if there is none
+                                      {stdOut.get(), POLLIN, 0},
+                                      {stdErr.get(), POLLIN, 0}}};
+    const int timeout = process.isOpen() ? timeoutMs : std::min(timeoutMs, lookAgainMs);
     if (::poll(entries.data(), entries.size(), timeout) < 0) {
         return errno == EINTR;
     }
@@ -385,23 +289,67 @@ bool ChildProcess::poll(const QDeadlineTimer &deadline, Ready *ready)
 }
 
 // Whether the program has ended; reaps it.
-bool ChildProcess::hasEnded(bool isSaidToHaveEnded)
+bool ChildProcess::Run::hasEnded(bool isSaidToHaveEnded)
 {
-    if (m_run->pid > 0 && (isSaidToHaveEnded || !m_run->process.isOpen())) {
+    if (pid > 0 && (isSaidToHaveEnded || !process.isOpen())) {
         pid_t reaped = 0;
         do {
-            reaped = ::waitpid(m_run->pid, nullptr, WNOHANG);
+            reaped = ::waitpid(pid, nullptr, WNOHANG);
         } while (reaped < 0 && errno == EINTR);
         if (reaped != 0) {
-            m_run->pid = -1;
+            pid = -1;
         }
     }
-    return m_run->pid < 0;
+    return pid < 0;
 }
 
-void ChildProcess::readWrites()
+void ChildProcess::RunDeleter::operator()(Run *run) const
 {
-    for (int i = 0; i < writesInATurn && readWrite() > 0 && m_run->unannounced == 0; ++i) { }
+    delete run;
+}
+
+// Returns why the program could not be started.
+QString ChildProcess::begin(const QString &program, const QStringList &arguments)
+{
+    std::vector<QByteArray> words = encodedWords(program, arguments);
+    std::unique_ptr<Run, RunDeleter> run(new Run);
+    if (const int error = run->start(words)) {
+        return qt_error_string(error);
+    }
+    m_run = std::move(run);
+    return QString();
+}
+
+bool ChildProcess::poll(const QDeadlineTimer &deadline, Ready *ready)
+{
+    int timeout = remainingMs(deadline);
+    if (m_unannounced > 0) {
+        timeout = std::min(timeout, remainingMs(m_run->restOfWrite));
+    }
+    if (!m_run->poll(timeout, ready)) {
+        m_errorString = qt_error_string(errno);
+        return false;
+    }
+    return true;
+}
+
+bool ChildProcess::hasEnded(const Ready &ready)
+{
+    return m_run->hasEnded(ready.end);
+}
+
+void ChildProcess::kill()
+{
+    m_run->kill();
+}
+
+void ChildProcess::readWrites(const Ready &ready)
+{
+    if (ready.output) {
+        for (int i = 0; i < writesInATurn && readWrite() > 0 && m_unannounced == 0; ++i) { }
+    } else if (m_unannounced > 0 && m_run->restOfWrite.hasExpired()) {
+        announce();
+    }
 }
 
 // Reads one write of the program and announces it unless more of it may follow. Returns the number
@@ -410,12 +358,12 @@ qint64 ChildProcess::readWrite()
 {
     std::array<char, readBytes> buffer; // NOLINT(cppcoreguidelines-pro-type-member-init): read into
     qint64 size = 0;
-    const bool goesOn = m_run->unannounced > 0;
+    const bool goesOn = m_unannounced > 0;
     while (m_run->stdOut.isOpen()) {
         const ssize_t count = readOnce(m_run->stdOut, buffer.data(), buffer.size());
         if (count < 0 && errno == EAGAIN) {
             const int packets = std::exchange(m_run->packetsInARow, 0);
-            if (m_run->unannounced > 0 && (goesOn || mayHaveBeenFull(m_run->stdOut, packets))) {
+            if (m_unannounced > 0 && (goesOn || mayHaveBeenFull(m_run->stdOut, packets))) {
                 m_run->restOfWrite.setRemainingTime(restOfWriteMs);
                 return size;
             }
@@ -427,21 +375,14 @@ qint64 ChildProcess::readWrite()
         }
         ++m_run->packetsInARow;
         size += count;
-        m_run->unannounced += static_cast<int>(count);
-        keep(&m_run->output, buffer.data(), count);
-        if (count != fullPacket() || m_run->unannounced >= largestWrite) {
+        m_unannounced += static_cast<int>(count);
+        keep(&m_output, buffer.data(), count);
+        if (count != fullPacket() || m_unannounced >= largestWrite) {
             break;
         }
     }
     announce();
     return size;
-}
-
-void ChildProcess::announce()
-{
-    if (std::exchange(m_run->unannounced, 0) > 0 && !m_run->isFlooding) {
-        Q_EMIT readyReadStandardOutput();
-    }
 }
 
 qint64 ChildProcess::readErrors()
@@ -450,7 +391,7 @@ qint64 ChildProcess::readErrors()
     const ssize_t count =
         m_run->stdErr.isOpen() ? readOnce(m_run->stdErr, buffer.data(), buffer.size()) : 0;
     if (count > 0) {
-        keep(&m_run->errors, buffer.data(), count);
+        keep(&m_errors, buffer.data(), count);
     } else if (count == 0 || errno != EAGAIN) {
         m_run->stdErr.close();
     }
@@ -470,44 +411,6 @@ void ChildProcess::readRest()
         size = readWrite();
     }
     announce();
-}
-
-void ChildProcess::keep(QByteArray *channel, const char *data, qint64 size)
-{
-    if (m_run->isFlooding) {
-        return;
-    }
-    channel->append(data, static_cast<int>(size));
-    if (channel->size() > largestOutput) {
-        m_run->isFlooding = true;
-        m_run->kill();
-        base::writeErrorLine("error: the tool printed more than "
-                             + QByteArray::number(largestOutput) + " bytes, it is killed");
-    }
-}
-
-void ChildProcess::killAndReap()
-{
-    if (state() == QProcess::NotRunning) {
-        return;
-    }
-    m_run->kill();
-    m_run->stdOut.close(); // further output is of no use
-    m_run->stdErr.close();
-    const QDeadlineTimer deadline(killedWaitMs);
-    Ready ready;
-    while (!hasEnded(ready.process) && !deadline.hasExpired() && poll(deadline, &ready)) { }
-    m_run->pid = -1;
-    m_run->closeAll();
-}
-
-// A conversion's object is never deleted, so it frees what it no longer needs.
-void ChildProcess::release()
-{
-    if (m_run && !m_run->isRunning() && m_run->output.isEmpty() && m_run->errors.isEmpty()
-        && m_run->errorString.isEmpty()) {
-        m_run.reset();
-    }
 }
 
 } // namespace tool

@@ -1,10 +1,8 @@
-#include "base/errorline.h"
 #include "tool/childprocess.h"
 #include "tool/windowscommandline.h"
 
 #include <QDeadlineTimer>
 #include <QRandomGenerator>
-#include <QScopeGuard>
 
 #include <algorithm>
 #include <array>
@@ -304,6 +302,14 @@ bool isSignalled(HANDLE handle)
 
 struct ChildProcess::Run
 {
+    Run() = default;
+    ~Run();
+
+    Run(const Run &) = delete;
+    Run &operator=(const Run &) = delete;
+    Run(Run &&) = delete;
+    Run &operator=(Run &&) = delete;
+
     // Returns 0 or an error number.
     DWORD start(const QString &commandLine);
 
@@ -312,31 +318,19 @@ struct ChildProcess::Run
         (void)TerminateProcess(process.get(), 1);
     }
 
-    // True until its output has been read to the end, as with QProcess.
-    [[nodiscard]] bool isRunning() const
-    {
-        return process.isOpen();
-    }
-
-    void closeAll();
-
     Handle process; // signalled at its end
     Handle stdIn;
-    std::unique_ptr<Channel> stdOut; // both as long as the process
+    std::unique_ptr<Channel> stdOut; // both from the start
     std::unique_ptr<Channel> stdErr;
-    int unannounced = 0; // bytes of a write of which there is more
-    bool isFlooding = false;
-    QByteArray output; // not taken yet
-    QByteArray errors;
-    QString errorString;
 };
 
-struct ChildProcess::Ready
+ChildProcess::Run::~Run()
 {
-    bool process = false;
-    bool stdOut = false;
-    bool stdErr = false;
-};
+    if (process.isOpen()) {
+        kill();
+        (void)WaitForSingleObject(process.get(), killedWaitMs);
+    }
+}
 
 DWORD ChildProcess::Run::start(const QString &commandLine)
 {
@@ -385,100 +379,27 @@ DWORD ChildProcess::Run::start(const QString &commandLine)
     // These ends are closed here, so that the pipes end with the program.
 }
 
-void ChildProcess::Run::closeAll()
+void ChildProcess::RunDeleter::operator()(Run *run) const
 {
-    process.close();
-    stdIn.close();
-    stdOut.reset();
-    stdErr.reset();
+    delete run;
 }
 
-ChildProcess::ChildProcess(QObject *parent)
-    : QObject(parent)
+// Returns why the program could not be started.
+QString ChildProcess::begin(const QString &program, const QStringList &arguments)
 {
-}
-
-ChildProcess::~ChildProcess()
-{
-    killAndReap();
-}
-
-void ChildProcess::start(const QString &program, const QStringList &arguments)
-{
-    Q_ASSERT_X(state() == QProcess::NotRunning,
-               "ChildProcess::start",
-               "wait for the end of the program before");
-    m_run = std::make_unique<Run>();
     if (isBatchFile(program)) {
-        m_run->errorString = QStringLiteral("A batch file is not started");
-        return;
+        return QStringLiteral("A batch file is not started");
     }
-    if (const DWORD error = m_run->start(windowsCommandLine(program, arguments))) {
-        m_run->errorString = qt_error_string(static_cast<int>(error));
-        return;
+    std::unique_ptr<Run, RunDeleter> run(new Run);
+    if (const DWORD error = run->start(windowsCommandLine(program, arguments))) {
+        return qt_error_string(static_cast<int>(error));
     }
+    m_run = std::move(run);
     m_run->stdOut->beginRead();
     m_run->stdErr->beginRead();
+    return QString();
 }
 
-bool ChildProcess::waitForFinished(int msecs)
-{
-    if (state() == QProcess::NotRunning) {
-        return false;
-    }
-    const QDeadlineTimer deadline(msecs);
-    auto unfinished = qScopeGuard([this] { killAndReap(); });
-    for (;;) {
-        Ready ready;
-        if (!poll(deadline, &ready)) {
-            m_run->errorString = qt_error_string(static_cast<int>(GetLastError()));
-            return false;
-        }
-        if (hasEnded(ready.process)) {
-            readRest();
-            m_run->closeAll();
-            unfinished.dismiss();
-            return true;
-        }
-        if (ready.stdOut) {
-            readWrites();
-        }
-        if (ready.stdErr) {
-            readErrors();
-        }
-        if (deadline.hasExpired()) {
-            m_run->errorString = QStringLiteral("Process operation timed out");
-            unfinished.dismiss();
-            return false;
-        }
-    }
-}
-
-QByteArray ChildProcess::readAllStandardOutput()
-{
-    QByteArray output = m_run ? std::exchange(m_run->output, QByteArray()) : QByteArray();
-    release();
-    return output;
-}
-
-QByteArray ChildProcess::readAllStandardError()
-{
-    QByteArray errors = m_run ? std::exchange(m_run->errors, QByteArray()) : QByteArray();
-    release();
-    return errors;
-}
-
-QProcess::ProcessState ChildProcess::state() const
-{
-    return m_run && m_run->isRunning() ? QProcess::Running : QProcess::NotRunning;
-}
-
-QString ChildProcess::errorString() const
-{
-    return m_run ? m_run->errorString : QString();
-}
-
-// False when waiting failed; the system's error code is set.
 bool ChildProcess::poll(const QDeadlineTimer &deadline, Ready *ready)
 {
     std::array<HANDLE, 3> handles = {m_run->process.get()};
@@ -490,6 +411,7 @@ bool ChildProcess::poll(const QDeadlineTimer &deadline, Ready *ready)
     }
     if (WaitForMultipleObjects(count, handles.data(), FALSE, remainingMs(deadline))
         == WAIT_FAILED) {
+        m_errorString = qt_error_string(static_cast<int>(GetLastError()));
         return false;
     }
     *ready = {isSignalled(m_run->process.get()),
@@ -498,14 +420,19 @@ bool ChildProcess::poll(const QDeadlineTimer &deadline, Ready *ready)
     return true;
 }
 
-bool ChildProcess::hasEnded(bool isSaidToHaveEnded)
+bool ChildProcess::hasEnded(const Ready &ready)
 {
-    return isSaidToHaveEnded;
+    return ready.end;
 }
 
-void ChildProcess::readWrites()
+void ChildProcess::kill()
 {
-    for (int i = 0; i < writesInATurn && readWrite() > 0; ++i) { }
+    m_run->kill();
+}
+
+void ChildProcess::readWrites(const Ready &ready)
+{
+    for (int i = 0; ready.output && i < writesInATurn && readWrite() > 0; ++i) { }
 }
 
 // Reads one write of the program and announces it. Returns the number of bytes read; empty writes
@@ -521,21 +448,14 @@ qint64 ChildProcess::readWrite()
             return size;
         }
         size += count;
-        m_run->unannounced += static_cast<int>(count);
-        keep(&m_run->output, channel->bytes(), count);
+        m_unannounced += static_cast<int>(count);
+        keep(&m_output, channel->bytes(), count);
         channel->beginRead();
-        goesOn = state != Channel::State::Ended && m_run->unannounced < largestWrite
+        goesOn = state != Channel::State::Ended && m_unannounced < largestWrite
             && (state == Channel::State::Part || size == 0);
     }
     announce();
     return size;
-}
-
-void ChildProcess::announce()
-{
-    if (std::exchange(m_run->unannounced, 0) > 0 && !m_run->isFlooding) {
-        Q_EMIT readyReadStandardOutput();
-    }
 }
 
 qint64 ChildProcess::readErrors()
@@ -544,7 +464,7 @@ qint64 ChildProcess::readErrors()
     if (m_run->stdErr->takeRead(&count) == Channel::State::Waiting) {
         return 0;
     }
-    keep(&m_run->errors, m_run->stdErr->bytes(), count);
+    keep(&m_errors, m_run->stdErr->bytes(), count);
     m_run->stdErr->beginRead();
     return count;
 }
@@ -562,39 +482,6 @@ void ChildProcess::readRest()
         size = readWrite();
     }
     announce();
-}
-
-void ChildProcess::keep(QByteArray *channel, const char *data, qint64 size)
-{
-    if (m_run->isFlooding) {
-        return;
-    }
-    channel->append(data, static_cast<int>(size));
-    if (channel->size() > largestOutput) {
-        m_run->isFlooding = true;
-        m_run->kill();
-        base::writeErrorLine("error: the tool printed more than "
-                             + QByteArray::number(largestOutput) + " bytes, it is killed");
-    }
-}
-
-void ChildProcess::killAndReap()
-{
-    if (state() == QProcess::NotRunning) {
-        return;
-    }
-    m_run->kill();
-    (void)WaitForSingleObject(m_run->process.get(), killedWaitMs);
-    m_run->closeAll();
-}
-
-// A conversion's object is never deleted, so it frees what it no longer needs.
-void ChildProcess::release()
-{
-    if (m_run && !m_run->isRunning() && m_run->output.isEmpty() && m_run->errors.isEmpty()
-        && m_run->errorString.isEmpty()) {
-        m_run.reset();
-    }
 }
 
 } // namespace tool

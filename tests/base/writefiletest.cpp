@@ -1,21 +1,20 @@
 #include "base/writefile.h"
 
 #include "commands/writebase64file.h"
+#include "tests/support/inthreads.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/testmain.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <atomic>
 #include <csignal>
-#include <functional>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <thread>
 #include <unistd.h>
-#include <vector>
 
 namespace {
 
@@ -94,18 +93,6 @@ void setRights(const QString &path, mode_t rights)
 {
     if (::chmod(QFile::encodeName(path).constData(), rights) != 0) {
         qFatal("could not change the rights of %s", qPrintable(path));
-    }
-}
-
-void inThreads(int count, const std::function<void(int)> &work)
-{
-    std::vector<std::thread> threads;
-    threads.reserve(static_cast<std::size_t>(count));
-    for (int number = 0; number < count; ++number) {
-        threads.emplace_back(work, number);
-    }
-    for (std::thread &thread : threads) {
-        thread.join();
     }
 }
 

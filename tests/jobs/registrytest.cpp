@@ -1,13 +1,12 @@
 #include "jobs/registry.h"
 
+#include "tests/support/inthreads.h"
 #include "tests/support/messagecatcher.h"
 #include "tests/support/testmain.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <atomic>
-#include <thread>
-#include <vector>
 
 namespace {
 
@@ -172,14 +171,7 @@ void RegistryTest::connectionsTakeTurns()
             jobs::removeRequest(&registry, shared);
         }
     };
-    std::vector<std::thread> threads;
-    threads.reserve(threadCount);
-    for (int number = 0; number < threadCount; ++number) {
-        threads.emplace_back(work, number);
-    }
-    for (std::thread &thread : threads) {
-        thread.join();
-    }
+    inThreads(threadCount, work);
     QCOMPARE(lost.load(), 0);
     QVERIFY(registry.isEmpty());
 }

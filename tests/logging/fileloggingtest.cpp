@@ -3,6 +3,7 @@
 #include "logging/getlogfile.h"
 #include "logging/logline.h"
 #include "settings/keys.h"
+#include "tests/support/inthreads.h"
 #include "tests/support/messagecatcher.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
@@ -21,7 +22,6 @@
 #include <QVector>
 
 #include <thread>
-#include <vector>
 
 namespace {
 
@@ -233,20 +233,13 @@ void FileLoggingTest::linesOfManyThreadsNeverInterleave()
     const QString path = m_folder->filePath(QStringLiteral("vondServer.log"));
     logInto(m_folder->path());
 
-    std::vector<std::thread> threads;
-    threads.reserve(threadCount);
-    for (int thread = 0; thread < threadCount; ++thread) {
-        threads.emplace_back([thread] {
-            // Longer than the text stream's own buffer of 16 KiB: one line takes several writes.
-            const QByteArray body(20000, static_cast<char>('a' + thread));
-            for (int message = 0; message < messageCount; ++message) {
-                qDebug("%d %d %s", thread, message, body.constData());
-            }
-        });
-    }
-    for (std::thread &thread : threads) {
-        thread.join();
-    }
+    inThreads(threadCount, [](int thread) {
+        // Longer than the text stream's own buffer of 16 KiB: one line takes several writes.
+        const QByteArray body(20000, static_cast<char>('a' + thread));
+        for (int message = 0; message < messageCount; ++message) {
+            qDebug("%d %d %s", thread, message, body.constData());
+        }
+    });
 
     // Only whole lines, none lost, and those of each thread in order.
     QStringList messages = messagesIn(path);

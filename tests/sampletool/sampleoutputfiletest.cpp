@@ -1,14 +1,14 @@
 #include "sampletool/outputfile.h"
+#include "tests/support/inthreads.h"
 #include "tests/support/testmain.h"
 
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
 
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 using sample::ColourSpace;
@@ -227,16 +227,11 @@ void SampleOutputFileTest::manyAtOnceGetNamesOfTheirOwn()
     for (std::size_t i = 0; i < count; ++i) {
         write(pathIn(folder, "t") + std::to_string(i), QByteArray::number(int(i)));
     }
-    std::vector<std::thread> threads;
-    for (std::size_t i = 0; i < count; ++i) {
-        threads.emplace_back([&folder, &results, i] {
-            results[i] =
-                published(pathIn(folder, "t") + std::to_string(i), pathIn(folder, "a.tif"), true);
-        });
-    }
-    for (std::thread &thread : threads) {
-        thread.join();
-    }
+    inThreads(count, [&](int number) {
+        const auto i = static_cast<std::size_t>(number);
+        results[i] =
+            published(pathIn(folder, "t") + std::to_string(i), pathIn(folder, "a.tif"), true);
+    });
     QCOMPARE(std::set<std::string>(results.begin(), results.end()).size(), count);
     for (std::size_t i = 0; i < count; ++i) {
         QCOMPARE(contentOf(results[i]), QByteArray::number(int(i)));

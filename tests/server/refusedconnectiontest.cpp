@@ -1,13 +1,13 @@
 #include "server/vondrequestthread.h"
 #include "server/vondserver.h"
 #include "tests/support/faketool.h"
+#include "tests/support/openresources.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/refusedmemory.h"
 #include "tests/support/testmain.h"
 
-#include <QDir>
-#include <QtTest>
+#include <QTest>
 
 #include <arpa/inet.h>
 #include <atomic>
@@ -108,11 +108,6 @@ std::optional<QByteArray> readToTheEnd(int client)
         }
         received.append(buffer, static_cast<int>(count));
     }
-}
-
-int openDescriptors()
-{
-    return QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::NoFilter).size();
 }
 
 // A server that is given the server side of a connection.

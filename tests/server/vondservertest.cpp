@@ -3,6 +3,7 @@
 #include "tests/server/connectionprobe.h"
 #include "tests/support/faketool.h"
 #include "tests/support/messagecatcher.h"
+#include "tests/support/openresources.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/rawclient.h"
@@ -14,7 +15,7 @@
 #include <QHostAddress>
 #include <QPointer>
 #include <QSignalSpy>
-#include <QtTest>
+#include <QTest>
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -67,11 +68,6 @@ public:
 private:
     rlimit m_before = {};
 };
-
-int openDescriptors()
-{
-    return QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::System | QDir::Files).size();
-}
 
 // A client that does not close its side when the server does.
 class PlainClient

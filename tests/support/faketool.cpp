@@ -3,12 +3,14 @@
 #include "tests/support/ownfolders.h"
 
 #include <QFile>
+#include <QTest>
 
 #ifdef Q_OS_WIN
 #include <windows.h>
 #else
 #include <cerrno>
 #include <csignal>
+#include <sys/wait.h>
 #endif
 
 namespace faketool {
@@ -74,6 +76,18 @@ bool isAlive(qint64 processId)
     return isThere;
 #else
     return ::kill(static_cast<pid_t>(processId), 0) == 0 || errno != ESRCH;
+#endif
+}
+
+void waitForTheEnd()
+{
+#ifdef Q_OS_WIN
+    while (!ran() || isAlive(processId())) {
+        QTest::qSleep(1);
+    }
+#else
+    siginfo_t info = {};
+    while (::waitid(P_ALL, 0, &info, WEXITED | WNOWAIT) != 0 && errno == EINTR) { }
 #endif
 }
 

@@ -21,4 +21,7 @@ void behave(const char *behaviour, const QString &notesFolder = QDir::tempPath()
 [[nodiscard]] qint64 processId();
 [[nodiscard]] bool isAlive(qint64 processId);
 
+// Waits until a run has ended. Nobody else may wait for the tool meanwhile: it stays to be reaped.
+void waitForTheEnd();
+
 } // namespace faketool

@@ -1,7 +1,7 @@
 #include "tests/support/rawclient.h"
 
 #include <QHostAddress>
-#include <QtTest>
+#include <QTest>
 
 #ifdef Q_OS_WIN
 #include <winsock2.h>

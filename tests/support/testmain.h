@@ -1,7 +1,7 @@
 #pragma once
 
 #include <QCoreApplication>
-#include <QtTest>
+#include <QTest>
 
 // A test program contains the test classes of a folder and runs the one that its first argument
 // names, in lower case; the other arguments go to Qt Test. So each class still has a process of its

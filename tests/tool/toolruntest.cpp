@@ -7,7 +7,7 @@
 
 #include <QElapsedTimer>
 #include <QProcess>
-#include <QtTest>
+#include <QTest>
 
 namespace {
 

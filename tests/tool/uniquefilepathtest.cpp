@@ -1,15 +1,15 @@
 #include "tool/uniquefilepath.h"
 
 #include "commands/writebase64file.h"
+#include "tests/support/inthreads.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/testmain.h"
 
 #include <QDir>
-#include <QtTest>
+#include <QTest>
 
 #include <set>
 #include <sys/stat.h>
-#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -372,16 +372,12 @@ void UniqueFilePathTest::requestsAtTheSameTimeGetNamesOfTheirOwn()
     const OwnWorkFolder folder;
     const QString path = folder.filePath(QStringLiteral("out.tif"));
     for (int round = 0; round < rounds; ++round) {
-        std::vector<std::thread> threads;
         std::vector<tool::ClaimedPaths> claims(requests);
         std::vector<QString> given(requests);
-        for (std::size_t number = 0; number < requests; ++number) {
-            threads.emplace_back(
-                [&, number] { given[number] = tool::uniqueFilePath(path, &claims[number]); });
-        }
-        for (std::thread &thread : threads) {
-            thread.join();
-        }
+        inThreads(requests, [&](int number) {
+            const auto index = static_cast<std::size_t>(number);
+            given[index] = tool::uniqueFilePath(path, &claims[index]);
+        });
         QCOMPARE(int(std::set<QString>(given.begin(), given.end()).size()), requests);
     }
     QCOMPARE(folder.names(), QStringList());
