@@ -5,7 +5,7 @@
 
 #include <QJsonObject>
 #include <QStringList>
-#include <QtTest>
+#include <QTest>
 
 namespace {
 

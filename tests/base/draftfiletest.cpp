@@ -3,7 +3,7 @@
 #include "tests/support/ownfolders.h"
 #include "tests/support/testmain.h"
 
-#include <QtTest>
+#include <QTest>
 
 using base::DraftFile;
 

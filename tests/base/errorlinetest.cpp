@@ -4,7 +4,7 @@
 #include "tests/support/outputcatcher.h"
 #include "tests/support/testmain.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <fcntl.h>
 #include <unistd.h>

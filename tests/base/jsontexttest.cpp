@@ -3,7 +3,7 @@
 #include "tests/support/jsonpeer.h"
 #include "tests/support/testmain.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <new>
 #include <random>

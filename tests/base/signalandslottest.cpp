@@ -2,8 +2,8 @@
 
 #include "tests/support/testmain.h"
 
+#include <QTest>
 #include <QTimer>
-#include <QtTest>
 
 namespace {
 

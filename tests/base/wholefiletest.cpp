@@ -3,7 +3,7 @@
 #include "tests/support/testmain.h"
 
 #include <QBuffer>
-#include <QtTest>
+#include <QTest>
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include "tests/support/ownfolders.h"
 #include "tests/support/testmain.h"
 
-#include <QtTest>
+#include <QTest>
 
 namespace {
 

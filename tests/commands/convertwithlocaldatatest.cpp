@@ -7,7 +7,7 @@
 #include "tests/support/systemtexts.h"
 #include "tests/support/testmain.h"
 
-#include <QtTest>
+#include <QTest>
 
 namespace {
 

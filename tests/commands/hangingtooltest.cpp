@@ -4,7 +4,7 @@
 #include "tests/support/testmain.h"
 
 #include <QElapsedTimer>
-#include <QtTest>
+#include <QTest>
 
 class HangingToolTest : public QObject
 {

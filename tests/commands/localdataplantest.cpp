@@ -3,7 +3,7 @@
 #include "tests/support/messagecatcher.h"
 #include "tests/support/testmain.h"
 
-#include <QtTest>
+#include <QTest>
 
 namespace {
 

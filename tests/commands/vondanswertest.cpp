@@ -4,7 +4,7 @@
 #include "tests/support/testmain.h"
 
 #include <QJsonDocument>
-#include <QtTest>
+#include <QTest>
 
 namespace {
 

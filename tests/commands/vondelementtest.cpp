@@ -4,7 +4,7 @@
 #include "tests/support/ownfolders.h"
 #include "tests/support/testmain.h"
 
-#include <QtTest>
+#include <QTest>
 
 using Kind = commands::VondElement::Kind;
 Q_DECLARE_METATYPE(Kind)

@@ -4,7 +4,7 @@
 #include "tests/support/messagecatcher.h"
 #include "tests/support/testmain.h"
 
-#include <QtTest>
+#include <QTest>
 
 class HelloTest : public QObject
 {

@@ -4,7 +4,7 @@
 #include "tests/support/testmain.h"
 
 #include <QJsonObject>
-#include <QtTest>
+#include <QTest>
 
 class MemtestTest : public QObject
 {

@@ -6,7 +6,7 @@
 
 #include <QElapsedTimer>
 #include <QRegularExpression>
-#include <QtTest>
+#include <QTest>
 
 #include <array>
 #include <thread>

@@ -9,8 +9,8 @@
 #include <QElapsedTimer>
 #include <QJsonObject>
 #include <QTcpServer>
+#include <QTest>
 #include <QThread>
-#include <QtTest>
 
 #include <atomic>
 #include <iterator>

@@ -2,7 +2,7 @@
 
 #include "tests/support/testmain.h"
 
-#include <QtTest>
+#include <QTest>
 
 using http::Coding;
 using http::Expectation;

@@ -2,7 +2,7 @@
 #include "tests/support/testmain.h"
 
 #include <QJsonObject>
-#include <QtTest>
+#include <QTest>
 
 using Response = QHttpServerResponse;
 using StatusCode = Response::StatusCode;

@@ -2,7 +2,7 @@
 #include "http/requestparser.h"
 #include "tests/support/testmain.h"
 
-#include <QtTest>
+#include <QTest>
 
 using Method = QHttpServerRequest::Method;
 using Rule = QHttpServerRouterRule;

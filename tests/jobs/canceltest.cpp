@@ -6,7 +6,7 @@
 #include "tests/support/systemtexts.h"
 #include "tests/support/testmain.h"
 
-#include <QtTest>
+#include <QTest>
 
 class CancelTest : public QObject
 {

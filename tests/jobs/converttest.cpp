@@ -10,7 +10,7 @@
 #include "tests/support/testmain.h"
 
 #include <QSettings>
-#include <QtTest>
+#include <QTest>
 
 #include <new>
 #include <thread>

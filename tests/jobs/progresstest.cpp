@@ -4,7 +4,7 @@
 #include "tests/support/testmain.h"
 
 #include <QRegularExpression>
-#include <QtTest>
+#include <QTest>
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include "tests/support/testmain.h"
 
 #include <QDir>
-#include <QtTest>
+#include <QTest>
 
 class ResultTest : public QObject
 {

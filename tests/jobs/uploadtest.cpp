@@ -7,7 +7,7 @@
 
 #include <QDir>
 #include <QSettings>
-#include <QtTest>
+#include <QTest>
 
 namespace {
 

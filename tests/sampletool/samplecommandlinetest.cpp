@@ -1,7 +1,7 @@
 #include "sampletool/commandline.h"
 #include "tests/support/testmain.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <string>
 #include <vector>

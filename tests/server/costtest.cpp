@@ -8,7 +8,8 @@
 #include "tests/support/ownfolders.h"
 #include "tests/support/testmain.h"
 
-#include <QtTest>
+#include <QLoggingCategory>
+#include <QTest>
 
 #include <algorithm>
 #include <ctime>

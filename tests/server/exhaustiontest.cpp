@@ -11,7 +11,7 @@
 #include "tool/run.h"
 
 #include <QAbstractEventDispatcher>
-#include <QtTest>
+#include <QTest>
 
 #include <fcntl.h>
 #include <limits>

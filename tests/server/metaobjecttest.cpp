@@ -2,7 +2,7 @@
 #include "tests/support/testmain.h"
 
 #include <QMetaMethod>
-#include <QtTest>
+#include <QTest>
 
 #include <algorithm>
 

@@ -14,7 +14,7 @@
 #include "tests/support/testmain.h"
 
 #include <QDir>
-#include <QtTest>
+#include <QTest>
 
 #include <functional>
 #include <new>

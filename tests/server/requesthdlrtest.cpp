@@ -7,7 +7,7 @@
 
 #include <QHostAddress>
 #include <QTcpServer>
-#include <QtTest>
+#include <QTest>
 
 #include <memory>
 

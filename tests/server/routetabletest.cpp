@@ -9,7 +9,7 @@
 
 #include <QHostAddress>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
 
 #include <memory>
 

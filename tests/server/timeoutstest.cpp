@@ -7,7 +7,7 @@
 
 #include <QElapsedTimer>
 #include <QHostAddress>
-#include <QtTest>
+#include <QTest>
 
 #include <memory>
 #include <vector>

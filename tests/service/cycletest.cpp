@@ -7,8 +7,8 @@
 #include <QDir>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QTest>
 #include <QtEndian>
-#include <QtTest>
 
 #include <memory>
 

@@ -4,7 +4,7 @@
 #include "tests/support/serviceundertest.h"
 #include "tests/support/testmain.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <memory>
 #include <random>

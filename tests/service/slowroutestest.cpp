@@ -5,7 +5,7 @@
 #include "tests/support/testmain.h"
 
 #include <QElapsedTimer>
-#include <QtTest>
+#include <QTest>
 
 #include <memory>
 #include <vector>

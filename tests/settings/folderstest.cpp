@@ -8,7 +8,7 @@
 #include <QDir>
 #include <QSettings>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
 
 class FoldersTest : public QObject
 {
