@@ -220,7 +220,7 @@ struct ChildProcess::Run
     int start(std::vector<QByteArray> &words);
 
     void kill() const;
-    bool poll(int timeoutMs, Ready *ready);
+    bool poll(int timeoutMs, Ready *ready) const;
     bool hasEnded(bool isSaidToHaveEnded);
 
     pid_t pid = -1; // -1 again once it is reaped: the number may then be reused
@@ -275,7 +275,7 @@ void ChildProcess::Run::kill() const
 }
 
 // Waits until there is something to do. False when waiting failed; errno says why.
-bool ChildProcess::Run::poll(int timeoutMs, Ready *ready)
+bool ChildProcess::Run::poll(int timeoutMs, Ready *ready) const
 {
     std::array<pollfd, 3> entries = {{{process.get(), POLLIN, 0}, // skipped if there is none
                                       {stdOut.get(), POLLIN, 0},
@@ -317,7 +317,7 @@ QString ChildProcess::begin(const QString &program, const QStringList &arguments
         return qt_error_string(error);
     }
     m_run = std::move(run);
-    return QString();
+    return {};
 }
 
 bool ChildProcess::poll(const QDeadlineTimer &deadline, Ready *ready)

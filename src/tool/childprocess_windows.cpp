@@ -397,7 +397,7 @@ QString ChildProcess::begin(const QString &program, const QStringList &arguments
     m_run = std::move(run);
     m_run->stdOut->beginRead();
     m_run->stdErr->beginRead();
-    return QString();
+    return {};
 }
 
 bool ChildProcess::poll(const QDeadlineTimer &deadline, Ready *ready)
