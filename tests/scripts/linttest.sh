@@ -77,6 +77,7 @@ a_complaint_in_one_of_two_is_about_that_one() {
     echo 'int two() { return 2; }' >"$place/second.cpp"
     lint
     expect "exit status" "$status" 1
+    expect_part "only that one alone" "$output" "2 sources of ., 1 alone: "
     expect_part "complaint" "$output" "$place/first.cpp:1:"
     expect "count" "$count" \
         "2 sources looked at, 0 unchanged since they were clean, 1 with complaints"
@@ -106,7 +107,7 @@ sources_that_do_not_go_together_are_looked_at_alone() {
     printf '#include "first.h"\nnamespace { int other() { return 0; } }\nint two() { return other(); }\n' >"$place/second.cpp"
     lint
     expect "exit status" "$status" 0
-    expect_part "each alone" "$output" "each alone"
+    expect_part "both alone" "$output" ", 2 alone"
     printf 'static int same() { return 1; }\nint one() { return same(); }\n' >"$place/first.cpp"
     printf 'static int same() { return 2; }\nint two() { return same(); }\n' >"$place/second.cpp"
     lint
