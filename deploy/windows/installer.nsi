@@ -1,5 +1,5 @@
-; The installer for Windows; deploy/windows/package makes it and defines VERSION, FILES, TO, HERE and ICON.
-; What it takes, and what it does to a machine: docs/windows.md.
+; The installer for Windows; deploy/windows/package builds it and defines VERSION, FILES, TO, HERE and ICON.
+; Its switches, and what it changes on a machine: docs/windows.md.
 Unicode true
 Target amd64-unicode
 Name "vondServer"
@@ -7,7 +7,7 @@ OutFile "${TO}"
 SetCompressor /SOLID lzma
 ManifestSupportedOS Win10
 ManifestDPIAware true
-AllowSkipFiles off ; a file that cannot be replaced ends a silent run, instead of being left as it is
+AllowSkipFiles off ; in a silent run, a file that cannot be replaced aborts the installation
 
 VIProductVersion "${VERSION}"
 VIAddVersionKey "ProductName" "vondServer"
@@ -22,7 +22,7 @@ VIAddVersionKey "LegalCopyright" "2026 The vondServer authors, MIT license"
 !define UNINSTALL "Software\Microsoft\Windows\CurrentVersion\Uninstall\vondServer"
 !define AT_LOGON "Software\Microsoft\Windows\CurrentVersion\Run"
 !define LOCAL_SERVICE "S-1-5-19"
-!define ACCESS_DENIED_OR_WRONG 2 ; exit status of an installer that gave up, NSIS's own
+!define ACCESS_DENIED_OR_WRONG 2 ; exit status of an aborted installer, as NSIS itself sets it
 
 !define MULTIUSER_MUI
 !define MULTIUSER_EXECUTIONLEVEL Highest
@@ -44,9 +44,9 @@ VIAddVersionKey "LegalCopyright" "2026 The vondServer authors, MIT license"
 Var Host       ; the three settings
 Var Port
 Var Tool
-Var Firewall   ; "yes": the port is opened
-Var Data       ; folder of the log and of the files of requests
-Var Upgrade    ; where it is installed already, or nothing
+Var Firewall   ; "yes": open the port
+Var Data       ; folder of the log and of clients' files
+Var Upgrade    ; where it is already installed, or empty
 Var HostField
 Var PortField
 Var ToolField
@@ -55,7 +55,7 @@ Var FirewallField
 !define MUI_ICON "${ICON}"
 !define MUI_UNICON "${ICON}"
 !define MUI_ABORTWARNING
-!define MULTIUSER_INSTALLMODEPAGE_TEXT_TOP "For everyone, it starts with the machine, under an account with few rights. For you alone, it starts when you log on, and runs as you."
+!define MULTIUSER_INSTALLMODEPAGE_TEXT_TOP "For everyone, it starts with Windows, under an account with few rights. For you alone, it starts when you log on, and runs as you."
 !insertmacro MULTIUSER_PAGE_INSTALLMODE
 !insertmacro MUI_PAGE_DIRECTORY
 Page custom ShowSettings TakeSettings
@@ -64,11 +64,11 @@ Page custom ShowSettings TakeSettings
 !insertmacro MUI_UNPAGE_INSTFILES
 !insertmacro MUI_LANGUAGE "English"
 
-; --- what installer and uninstaller share
+; --- shared by installer and uninstaller
 
 !macro SharedFunctions un
 
-; The folder of this installation's own files: not that of the program, which nobody writes to.
+; The folder for this installation's log and files: not the program's folder, which nothing writes to.
 Function ${un}FindData
     ${If} $MultiUser.InstallMode == "AllUsers"
         SetShellVarContext all
@@ -79,14 +79,14 @@ Function ${un}FindData
     ${EndIf}
 FunctionEnd
 
-; Ends the service of this installation, and no other one, and waits until it is gone.
+; Ends the service of this installation, and of no other, and waits for its end (at most 30 seconds).
 Function ${un}StopProgram
     ${If} $MultiUser.InstallMode == "AllUsers"
         nsExec::Exec '"$SYSDIR\schtasks.exe" /End /TN vondServer'
         Pop $0
-        nsExec::Exec '"$SYSDIR\schtasks.exe" /Delete /F /TN vondServer' ; or it would start again within a minute
+        nsExec::Exec '"$SYSDIR\schtasks.exe" /Delete /F /TN vondServer' ; or it would restart within a minute
         Pop $0
-        ; Processes of the service account are ended with this right only, which administrators have.
+        ; SeDebugPrivilege, which administrators have: needed to end processes of the service account.
         System::Call 'ntdll::RtlAdjustPrivilege(i 20, i 1, i 0, *i .r0)'
     ${EndIf}
     System::Alloc 65536
@@ -121,7 +121,7 @@ FunctionEnd
 
 ; --- installation
 
-; Ends with a word to whoever sits before it, or on standard error.
+; Aborts with a message: in a box or, in a silent run, on standard error.
 !macro GiveUp text
     MessageBox MB_OK|MB_ICONSTOP "${text}" /SD IDOK
     ${If} ${Silent}
@@ -133,8 +133,8 @@ FunctionEnd
     Quit
 !macroend
 
-; Leaves in $0 what stands behind the switch $0 on the command line, or sets the error flag. The words are
-; those of other programs: /TOOL="C:\some tool.exe" of cmd is "/TOOL=C:\some tool.exe" of PowerShell.
+; Sets $0 to what follows the switch $0 on the command line; sets the error flag if there is no such switch.
+; Splits the line as other programs do: cmd passes /TOOL="C:\some tool.exe", PowerShell "/TOOL=C:\some tool.exe".
 Function FindSwitch
     StrCpy $1 $CMDLINE
     System::Call 'shell32::CommandLineToArgvW(w r1, *i .r2) p .r3'
@@ -156,7 +156,7 @@ Function FindSwitch
     StrCpy $0 $1
 FunctionEnd
 
-; A setting: what the command line says, or what is stored, or what it is without either.
+; A setting: from the command line, else the stored one, else the default.
 !macro FindSetting variable switch key default
     StrCpy $0 "${switch}"
     Call FindSwitch
@@ -182,16 +182,16 @@ Function FindSettings
     ${EndIf}
 FunctionEnd
 
-; Leaves in $0 what is wrong with the settings, or nothing.
+; Sets $0 to what is wrong with the settings; empty if nothing is.
 Function LookAtSettings
     StrCpy $0 ""
     IntOp $1 $Port + 0
     ${If} $Host == ""
-        StrCpy $0 "The service needs an address to listen on, 127.0.0.1 for this machine alone."
+        StrCpy $0 "The service needs an address to listen on: 127.0.0.1 for this machine alone."
     ${ElseIf} $1 != $Port
     ${OrIf} $1 < 1
     ${OrIf} $1 > 65535
-        StrCpy $0 "The port is a number from 1 to 65535."
+        StrCpy $0 "The port must be a number from 1 to 65535."
     ${ElseIf} $Firewall == "yes"
     ${AndIf} $MultiUser.InstallMode != "AllUsers"
         StrCpy $0 "Only an installation for everyone can open a port in the firewall."
@@ -210,8 +210,8 @@ Function .onInit
 FunctionEnd
 
 Function ShowSettings
-    Call FindSettings ; everyone's, or one's own
-    !insertmacro MUI_HEADER_TEXT "Service" "Where it listens, and the tool that it runs"
+    Call FindSettings ; everyone's or the user's, as just chosen
+    !insertmacro MUI_HEADER_TEXT "Service" "Where it listens, and which tool it runs"
     nsDialogs::Create 1018
     Pop $0
     ${NSD_CreateLabel} 0 2u 25% 10u "Address"
@@ -229,7 +229,7 @@ Function ShowSettings
     ${NSD_CreateBrowseButton} 84% 36u 16% 12u "Browse..."
     Pop $0
     ${NSD_OnClick} $0 ChooseTool
-    ${NSD_CreateLabel} 0 56u 100% 26u "Whoever reaches the address may run the tool with arguments of their choice. Leave it at 127.0.0.1 and put a web server in front that knows who may come in."
+    ${NSD_CreateLabel} 0 56u 100% 26u "Anyone who can reach the address can run the tool with any arguments. Leave it at 127.0.0.1 and put a web server that asks for a password in front."
     Pop $0
     ${If} $MultiUser.InstallMode == "AllUsers"
         ${NSD_CreateCheckbox} 0 88u 100% 12u "Open the port in the firewall"
@@ -266,13 +266,13 @@ Function TakeSettings
         Abort ; back to the page
     ${EndIf}
     ${IfNot} ${FileExists} "$Tool"
-        MessageBox MB_YESNO|MB_ICONQUESTION "There is no file '$Tool'. Go on without a tool?" IDYES goOn
+        MessageBox MB_YESNO|MB_ICONQUESTION "There is no file '$Tool'. Continue anyway?" IDYES goOn
         Abort
     goOn:
     ${EndIf}
 FunctionEnd
 
-; A value that nothing but the first installation chooses.
+; A value that only the first installation sets.
 !macro StoreOnce key value
     ReadRegStr $0 SHCTX "${SETTINGS}" "${key}"
     ${If} $0 == ""
@@ -284,11 +284,11 @@ FunctionEnd
     nsExec::ExecToLog '"$SYSDIR\icacls.exe" "$Data" ${how}'
     Pop $0
     ${If} $0 != 0
-        !insertmacro GiveUp "The folder '$Data' could not be closed to others: icacls ended with $0."
+        !insertmacro GiveUp "Access to the folder '$Data' could not be restricted: icacls exited with $0."
     ${EndIf}
 !macroend
 
-; The task that starts the service with the machine: task.xml, with the path of the program in it.
+; Creates the task that starts the service with the machine: task.xml with the program's path.
 Function MakeTask
     ${WordReplace} "$INSTDIR\${PROGRAM}" "&" "&amp;" "+" $0
     InitPluginsDir
@@ -310,18 +310,18 @@ Function MakeTask
     nsExec::ExecToLog '"$SYSDIR\schtasks.exe" /Create /F /TN vondServer /XML "$PLUGINSDIR\task.xml"'
     Pop $0
     ${If} $0 != 0
-        !insertmacro GiveUp "The task that starts the service could not be made: schtasks ended with $0."
+        !insertmacro GiveUp "The task that starts the service could not be created: schtasks exited with $0."
     ${EndIf}
 FunctionEnd
 
 Section
     Call StopProgram
     ReadRegStr $Upgrade SHCTX "${UNINSTALL}" "InstallLocation"
-    ; Each version knows its own files.
+    ; Each version's uninstaller knows its files.
     ${If} ${FileExists} "$INSTDIR\uninstall.exe"
         ExecWait '"$INSTDIR\uninstall.exe" /S /UPGRADE /$MultiUser.InstallMode _?=$INSTDIR' $0
         ${If} $0 != 0
-            !insertmacro GiveUp "The files of the version that is installed could not be removed."
+            !insertmacro GiveUp "The files of the installed version could not be removed."
         ${EndIf}
     ${EndIf}
     !insertmacro PutFiles
@@ -358,12 +358,12 @@ Section
         nsExec::ExecToLog '"$SYSDIR\netsh.exe" advfirewall firewall add rule name=vondServer dir=in action=allow protocol=TCP localport=$Port "program=$INSTDIR\${PROGRAM}"'
         Pop $0
         ${If} $0 != 0
-            !insertmacro GiveUp "The port could not be opened in the firewall: netsh ended with $0."
+            !insertmacro GiveUp "The port could not be opened in the firewall: netsh exited with $0."
         ${EndIf}
     ${EndIf}
     ${If} $MultiUser.InstallMode == "AllUsers"
-        ; For the service and the administrators only: there lie the pictures of all clients. Anybody may
-        ; have made the folder before.
+        ; Only for the service and administrators: it contains the pictures of all clients. Before the first
+        ; installation any user may have created the folder, so its owner and permissions are reset.
         ${If} $Upgrade == ""
             !insertmacro ChangeRights "/setowner *S-1-5-32-544 /T /Q"
             !insertmacro ChangeRights "/reset /T /Q"
@@ -374,8 +374,8 @@ Section
         Pop $0
     ${Else}
         WriteRegStr HKCU "${AT_LOGON}" "vondServer" '"$INSTDIR\${PROGRAM}"'
-        ; By the shell: it runs as the user, where this may have an administrator's rights. Not in the
-        ; program's folder, which could not be removed as long as somebody is in it.
+        ; Through Explorer, so that it runs as the plain user even if the installer is elevated. Not in the
+        ; program's folder, which cannot be removed while it is a process's working directory.
         SetOutPath "$WINDIR"
         Exec '"$WINDIR\explorer.exe" "$INSTDIR\${PROGRAM}"'
     ${EndIf}
@@ -383,7 +383,7 @@ SectionEnd
 
 ; --- removal
 
-Var Words ; of the command line
+Var Words ; the command line's arguments
 Var Keep
 
 Function un.onInit
@@ -400,14 +400,14 @@ Function un.onInit
         ${IfNot} ${Errors}
             StrCpy $Keep "settings and data"
         ${ElseIfNot} ${Silent}
-            MessageBox MB_YESNO|MB_ICONQUESTION "Remove the settings, the log and all files of clients, too?" IDYES all
+            MessageBox MB_YESNO|MB_ICONQUESTION "Also remove the settings, the log and all files of clients?" IDYES all
             StrCpy $Keep "settings and data"
         all:
         ${EndIf}
     ${EndIf}
 FunctionEnd
 
-; An installer that replaces this one: it has stopped the program, and writes all keys anew.
+; With /UPGRADE it is called by the installer of another version, which writes all keys anew: removes only files.
 Section Uninstall
     Call un.StopProgram
     !insertmacro TakeFiles
@@ -430,9 +430,9 @@ Section Uninstall
         DeleteRegKey SHCTX "${SETTINGS}"
         DeleteRegKey /ifempty SHCTX "Software\meridane"
         ${If} $MultiUser.InstallMode == "AllUsers"
-            DeleteRegKey HKU "${LOCAL_SERVICE}\${SETTINGS}" ; what the service wrote at its starts
+            DeleteRegKey HKU "${LOCAL_SERVICE}\${SETTINGS}" ; what the service writes at each start
             DeleteRegKey /ifempty HKU "${LOCAL_SERVICE}\Software\meridane"
-            ; What the commands stored for whoever removes it, unless that is another installation's.
+            ; What the commands stored for the user who removes it, unless that user has an installation too.
             ReadRegStr $0 HKCU "${UNINSTALL}" "InstallLocation"
             ${If} $0 == ""
                 DeleteRegKey HKCU "${SETTINGS}"
