@@ -1,5 +1,6 @@
-"""What the live tests in Python share: programs on free loopback ports, in a folder of their own,
-that end with the block that started them; requests to them; and tests that run as they are written."""
+"""What the live tests in Python share: programs on free loopback ports, in a temporary folder, that end
+with the block that started them; requests to them; and tests that run in the order in which they are
+written."""
 
 import argparse
 import base64
@@ -23,25 +24,25 @@ import urllib.error
 import urllib.request
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-PATIENCE = 30.0  # seconds for what should be there at once
+PATIENCE = 30.0  # seconds to wait for what should happen at once
 TARGETS = ["vondServer", "vond-sample", "faketool"]
 
-os.environ["LC_ALL"] = "C.UTF-8"  # the same sorting, names and messages on every machine
+os.environ["LC_ALL"] = "C.UTF-8"  # same sorting, file names and messages on every machine
 os.environ["PATH"] += ":/usr/sbin:/sbin"
 
 
 def parser(description: str, build: bool = True) -> argparse.ArgumentParser:
-    """As every try has it; what is built gives the option for build()."""
+    """The command line that the live tests share; with build, it has the option for build()."""
     result = argparse.ArgumentParser(description=description, allow_abbrev=False,
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
     if build:
         result.add_argument("--build-folder", type=pathlib.Path, metavar="DIR",
-                            help="use the programs in this build folder, and build nothing")
+                            help="use the programs in this build folder instead of building them")
     return result
 
 
 def build(folder, preset: str = "release", targets: list = ("vondServer", "vond-sample")) -> pathlib.Path:
-    """The folder with the built programs: the given one, or the preset's, which is built."""
+    """The folder with the programs: the given one, or the preset's, which is then built."""
     if folder:
         return folder.resolve()
     shell(f"build_preset {preset} --target {' '.join(targets)}")
@@ -49,19 +50,19 @@ def build(folder, preset: str = "release", targets: list = ("vondServer", "vond-
 
 
 def build_folder(description: str, arguments=None) -> tuple:
-    """The folder with the built programs, made unless --build-folder names one; and the other words."""
+    """The folder with the programs, which are built unless --build-folder names one, and the other arguments."""
     known, rest = parser(description).parse_known_args(arguments)
     return build(known.build_folder, targets=TARGETS), rest
 
 
 def shell(commands: str) -> None:
-    """Runs commands that know the functions of lib.sh, in the project's root folder."""
+    """Runs shell commands in the project's root folder, with the functions of lib.sh."""
     subprocess.run(["bash", "-c", f"set -e; source tests/live/lib.sh; {commands}"], cwd=ROOT, check=True,
                    stdin=subprocess.DEVNULL)
 
 
 def install(*sets: str) -> None:
-    """What is missing of these sets of packages."""
+    """Installs what is missing from these sets of packages."""
     subprocess.run([ROOT / "scripts/install-dependencies", *sets], check=True)
 
 
@@ -74,8 +75,8 @@ class InOrder(unittest.TestLoader):
 
 
 def run_tests(words: list) -> None:
-    """Runs the tests of the program, or those that the words name, and ends it with the outcome. What
-    was built through sudo goes to the owner of the sources."""
+    """Runs the program's tests, or those that the words name, and exits with the outcome. Gives what was
+    built through sudo to the owner of the sources."""
     try:
         unittest.main(argv=[sys.argv[0], *words], testLoader=InOrder(), verbosity=2)
     finally:
@@ -89,7 +90,7 @@ def free_port(address: str = "127.0.0.1") -> int:
 
 
 def until(what: str, condition, seconds: float = PATIENCE, every: float = 0.02):
-    """Waits until the condition returns something, and returns that; fails on timeout."""
+    """Waits until the condition returns something true, and returns that; fails on timeout."""
     deadline = time.monotonic() + seconds
     while True:
         result = condition()
@@ -136,7 +137,7 @@ class Sent:
         return self._process.poll() is None
 
     def answer(self) -> Answer:
-        """Waits for it. Its headers are named in lower case; the status is 0 when none came."""
+        """Waits for the response. Header names are in lower case; without a response, the status is 0."""
         self._process.wait()
         texts = []
         for file in (self._body, self._words):
@@ -149,8 +150,8 @@ class Sent:
 
 
 class Curl:
-    """A client with options of curl, which speaks HTTP/2 where a proxy offers that, leaves a path as it
-    is, and sends a request once more by itself when the connection it used again has gone."""
+    """A client: curl with options. It speaks HTTP/2 if a proxy offers it, leaves paths as they are, and
+    retries a request by itself if the connection that it reused has been closed."""
 
     REPORT = '%{stderr}{"status": "%{http_code}", "headers": %{header_json}}'
 
@@ -159,13 +160,13 @@ class Curl:
         self.options = [str(word) for word in options]
 
     def but(self, *options) -> "Curl":
-        """The same with more options."""
+        """The same client with more options."""
         other = copy.copy(self)
         other.options = [*self.options, *(str(word) for word in options)]
         return other
 
     def send(self, path: str, data=None, *options, after: str = None) -> Sent:
-        """GET, or POST where there is data. With after that path is asked before, on the same connection."""
+        """GET, or POST if there is data. `after` is a path to request first, on the same connection."""
         common = ["--silent", "--noproxy", "*", "--path-as-is", *self.options]
         command = ["curl", "-q", *common]
         if after:
@@ -183,7 +184,7 @@ class Curl:
 
 
 def answers(url: str):
-    """For until(): the response, or nothing as long as nothing listens."""
+    """For until(): the response, or None as long as nothing listens."""
     try:
         return ask(url, timeout=5.0)
     except OSError:
@@ -203,7 +204,7 @@ def basic(user: str, password: str) -> dict:
     return {"Authorization": "Basic " + base64.b64encode(f"{user}:{password}".encode()).decode()}
 
 
-# While it works it heeds the stop file as the sample tool does.
+# While it works it watches the stop file, as the sample tool does.
 SLOW_TOOL = """#!/bin/bash
 for word in "$@"; do
     [[ $word != --stopfile=* ]] || stop=${{word#*=}}
@@ -227,7 +228,7 @@ exec "{sample_tool}" "$@"
 
 
 class Stand:
-    """A folder, and the programs that run in it. Ends them in reverse order."""
+    """A temporary folder and the programs that run in it. Ends them in reverse order."""
 
     def __init__(self, name: str):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix=f"vond-{name}."))
@@ -254,7 +255,7 @@ class Stand:
         return folder
 
     def start(self, name: str, command: list, environment: dict = None) -> subprocess.Popen:
-        """In a process group of its own; what it prints goes to NAME.output."""
+        """Starts a program in a separate process group; its output goes to NAME.output."""
         with open(self.path(f"{name}.output"), "ab") as output:
             process = subprocess.Popen([str(word) for word in command], stdin=subprocess.DEVNULL,
                                        stdout=output, stderr=subprocess.STDOUT,
@@ -287,8 +288,8 @@ class Stand:
 
     def start_service(self, name: str, program, environment: dict = None, before: list = (),
                       url: str = None, words: list = ()) -> subprocess.Popen:
-        """vondServer with settings for all users in NAME/etc; waits until it answers. `before` is
-        put before the command, and `words` are its arguments."""
+        """Starts vondServer, with system-wide settings in NAME/etc, and waits until it responds. `before`
+        precedes the command; `words` are its arguments."""
         own = {key: value for key, value in os.environ.items() if not key.startswith(("QT_", "XDG_"))}
         own.update(LC_ALL="C.UTF-8", QT_FORCE_STDERR_LOGGING="1",
                    XDG_CONFIG_HOME=str(self.make(name, "config")),
@@ -304,13 +305,13 @@ class Stand:
         return True
 
     def kill(self, process: subprocess.Popen) -> None:
-        """At once, with all that it has started."""
+        """Kills it at once, with everything that it has started."""
         with contextlib.suppress(ProcessLookupError):
             os.killpg(process.pid, signal.SIGKILL)
         self.stop(process)
 
     def make_certificate(self, name: str, other_names: str = "") -> None:
-        """For this host: cert.pem and key.pem, and both in both.pem."""
+        """Makes a certificate for this host: cert.pem and key.pem, and both in both.pem."""
         names = ",".join([f"DNS:{name}", *other_names.split()])
         subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj", f"/CN={name}",
                         "-addext", f"subjectAltName={names}", "-keyout", self.path("key.pem"),
@@ -319,9 +320,9 @@ class Stand:
         self.path("both.pem").chmod(0o644)
 
     def write_tool(self, sample_tool: pathlib.Path, seconds: dict) -> pathlib.Path:
-        """The sample tool, which first writes where it was run, and for what, into the file "runs"; then,
-        where the name matches a pattern, works for so many seconds; for silent* it fails without a
-        reason."""
+        """Makes a tool that adds its instance and the picture's name to the file "runs", works for some
+        seconds if the name matches a pattern, and then becomes the sample tool. For silent* it fails
+        without a word on standard output."""
         tool = self.path("tool")
         tool.write_text(SLOW_TOOL.format(
             runs=self.path("runs"), sample_tool=sample_tool, tenths="\n".join(
@@ -332,7 +333,7 @@ class Stand:
         return tool
 
     def runs(self, name: str = None) -> list:
-        """The instances that ran the tool, in their order; for one picture, or for all."""
+        """The instances that ran the tool, in order: for one picture, or for all."""
         lines = self.path("runs").read_text(encoding="utf-8").splitlines()
         return [line.split(" ", 1)[0] for line in lines if name is None or line.split(" ", 1)[1] == name]
 
@@ -342,8 +343,8 @@ class Stand:
         (folder / "vondServer.conf").write_text("[General]\n" + lines, encoding="utf-8")
 
     def start_nginx(self, port: int, *changes, encrypted: bool = False) -> subprocess.Popen:
-        """With deploy/nginx.conf; the password of "client" is "secret". Encrypted, it takes what
-        make_certificate() has made, and is not waited for."""
+        """Starts nginx with deploy/nginx.conf; the password of "client" is "secret". If encrypted, it uses the
+        files of make_certificate(), and this does not wait for it."""
         home = self.make("nginx")
         hashed = subprocess.run(["openssl", "passwd", "-apr1", "secret"], capture_output=True,
                                 check=True, text=True).stdout
