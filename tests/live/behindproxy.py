@@ -1,4 +1,4 @@
-"""What both proxies promise, nginx with deploy/nginx.conf and HAProxy with deploy/haproxy.cfg."""
+"""Tests that both proxies must pass: nginx with deploy/nginx.conf and HAProxy with deploy/haproxy.cfg."""
 
 import pathlib
 import subprocess
@@ -16,19 +16,19 @@ def conversion(name: str, job: str = None) -> bytes:
 
 
 class BehindProxy:
-    """Tests for a unittest.TestCase, whose class attributes are these."""
+    """Tests to mix into a unittest.TestCase, which sets these class attributes."""
 
     machine: stand.Stand
     sample_tool: pathlib.Path
-    stranger: stand.Curl  # a client without the password, and one that has it
+    stranger: stand.Curl  # a client without the password, and one with it
     client: stand.Curl
-    folders: list  # where uploads may go
+    folders: list  # where uploads may be
     tls_port: int
-    end_of_refusal = ""  # what stands behind the text of a refusal
-    closed_pages: list = []  # what else asks for the password
+    end_of_refusal = ""  # what follows the text of a rejection
+    closed_pages: list = []  # pages that also ask for the password
 
     def run_program(self, *command) -> None:
-        """Another test, of its own; what it prints shows what it has done."""
+        """Runs another test program and shows its output."""
         done = subprocess.run([sys.executable, "-B", *command], cwd=stand.ROOT, text=True, check=False,
                               stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
         print("", *done.stdout.splitlines(), sep="\n   ", file=sys.stderr)
@@ -53,7 +53,7 @@ class BehindProxy:
             self.assertEqual((answer.status, answer.text, answer.headers.get("content-type")),
                              (status, f"refused: {status}{self.end_of_refusal}", "text/plain"))
 
-    def test_nobody_comes_in_without_the_password(self):
+    def test_requests_without_the_password_are_rejected(self):
         for path in ("/vondServerVersion", "/convert", "/upload/x.jpg", "/progressInfo/x", "/cancelConversion/x",
                      "/getConversionResult/demo_PressCMYK.jpg", "/convertWithLocalData", "/version"):
             with self.subTest(path=path):
@@ -64,7 +64,7 @@ class BehindProxy:
         self.assertEqual(self.stranger.but("--user", "client:guess").status("/vondServerVersion"), 401)
         self.assert_nothing_was_written("x.jpg")
 
-    def test_what_is_for_operators_is_closed(self):
+    def test_routes_for_operators_are_closed(self):
         for path in ("/", "/vond", "/getLogFile", "/memtest", "/text", "/sleep2secs", "/sleep10secs", "/sleep20secs",
                      "/sleep90secs", "/progressTest", "/progressInf/x", "/%76ond", "/getLogFil%65", "/nothing"):
             with self.subTest(path=path):
@@ -76,7 +76,7 @@ class BehindProxy:
         self.assertEqual(self.client.status("/upload/put.jpg", "x", "--request", "PUT"), 403)
         self.assert_nothing_was_written("put.jpg")
 
-    def test_paths_out_of_the_folder_are_refused(self):
+    def test_paths_out_of_the_folder_are_rejected(self):
         for path in ("/upload/..", "/upload/../x", "/upload/..%2fx", "/upload/%2e%2e/x", "/upload/..%5cx",
                      "/upload/..\\x", "/getConversionResult/..%2F..%2Fetc%2Fpasswd", "/progressInfo/../getLogFile",
                      "/progressInfo/x/%2e%2e/%2e%2e/vond", "//getLogFile", "/progressInfo//getLogFile",
@@ -86,14 +86,14 @@ class BehindProxy:
         self.assertEqual(self.client.status("/upload/a..b", "x"), 200)
 
     def upload_file(self, megabytes: int) -> stand.Answer:
-        """A file that is large, and takes no space."""
+        """Uploads a large sparse file."""
         large = self.machine.path("large")
         large.touch()
         with large.open("r+b") as file:
             file.truncate(megabytes << 20)
         return self.client.ask("/upload/large.jpg", None, "--upload-file", large, "--request", "POST")
 
-    def test_a_body_over_the_limit_is_refused(self):
+    def test_a_body_over_the_limit_is_rejected(self):
         self.assertEqual(self.upload_file(257).status, 413)
         self.assert_nothing_was_written("large.jpg")
         self.assertEqual(self.upload_file(200).text, '{"ok": true}')
@@ -106,7 +106,7 @@ class BehindProxy:
         return '{"fileName": "demo.jpg", "configuration": "PressCMYK", "cancelID": "small", "x": "' \
             + " " * (blanks - 1) + 'x"}'
 
-    def test_a_conversion_has_a_small_body(self, client: stand.Curl = None):
+    def test_a_conversion_must_have_a_small_body(self, client: stand.Curl = None):
         client = client or self.client
         self.upload("demo", client)
         self.assertIn("demo_PressCMYK", client.ask("/convert", self.padded_conversion(60000)).text)
@@ -115,7 +115,7 @@ class BehindProxy:
         self.assertEqual(client.status("/convertWithLocalData", too_large), 200)
         self.assertEqual(client.status("/upload/text", too_large), 200)
 
-    def test_every_answer_keeps_a_browser_from_trusting_it(self, client: stand.Curl = None, more: list = ()):
+    def test_every_response_is_sandboxed_in_a_browser(self, client: stand.Curl = None, more: list = ()):
         client = client or self.client
         self.upload("demo", client)
         for path in ("/getConversionResult/demo.jpg", "/getConversionResult/none", "/progressInfo/x",
@@ -127,14 +127,14 @@ class BehindProxy:
             with self.subTest(path=path):
                 self.assert_has(client.ask(path, '{"reqestID": "x"}'), SANDBOXED)
 
-    def test_a_refusal_is_a_line_of_text(self):
+    def test_a_rejection_is_a_line_of_text(self):
         self.assert_refusal(self.client, 400, "/getConversionResult/The%20input%20%27%2Ftmp%2Fa.jpg%27")
         self.assert_refusal(self.stranger, 401, "/version")
         self.assert_refusal(self.client, 403, "/getLogFile")
         self.assert_refusal(self.client, 413, "/convert", "0" * 70000)
         self.assertEqual(self.stranger.ask("/version").headers["www-authenticate"].lower(), 'basic realm="vond"')
 
-    def test_nothing_that_was_uploaded_runs_in_a_browser(self):
+    def test_uploads_do_not_run_in_a_browser(self):
         shown = self.machine.path("shown.png")
         subprocess.run([self.sample_tool, "-c", "sRGB", DEMO, "-o", shown], check=True, stdout=subprocess.DEVNULL)
         self.run_program("tests/service/browsertest.py", "--url", self.client.base, "--user", "client:secret", DEMO, shown)
@@ -144,7 +144,7 @@ class BehindProxy:
                          "--ca", self.machine.path("cert.pem"), "--folder", *self.folders)
 
     def assert_a_flood_is_held_back(self, client: stand.Curl, requests: int) -> None:
-        """20 at a time, more than one address may send."""
+        """Requests, 20 at a time: more than one address may send."""
         words = ["curl", "-q", "--silent", "--noproxy", "*", *client.options, "--no-progress-meter", "--parallel",
                  "--parallel-max", "20", "--parallel-immediate", "--output", "/dev/null", "--write-out", "%{http_code}\n",
                  f"{client.base}/vondServerVersion?[1-{requests}]"]
