@@ -1,4 +1,4 @@
-"""One picture of every case that has an aim: how far the rounds are on the good side of it."""
+"""Draws every case that has an aim: on which side of it the rounds are, and how far from it."""
 
 import math
 from xml.sax.saxutils import escape
@@ -11,7 +11,7 @@ GOOD, BAD, FAINT = "#2a7f4f", "#b5362b", "#999999"
 
 
 def merit(case, value: float) -> float:
-    """1 is the aim itself; above is better. Values at or below zero are as good as it gets."""
+    """1 is the aim itself; more is better. Under an upper bound, zero or less is as good as it gets."""
     if case.bound == AT_LEAST:
         return value / case.aim
     return case.aim / value if value > 0 else math.inf

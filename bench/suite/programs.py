@@ -42,18 +42,18 @@ class Programs:
         return str(self.build / "bench" / name)
 
     def run(self, name: str, *words, environment: dict = None, may_find_fault=False) -> "Line":
-        """One of our own clients, to its end. Some exit with 1 when they have found a fault."""
+        """Runs one of our own clients to its end. Some exit with 1 if they have found a fault."""
         return Line(_output([self.client(name), *map(str, words)], environment,
                             (0, 1) if may_find_fault else (0,)))
 
     def begin(self, name: str, *words) -> subprocess.Popen:
-        """One of our own clients, left running; it ends with its standard input."""
+        """Starts one of our own clients; it ends when its standard input is closed."""
         return subprocess.Popen([self.client(name), *map(str, words)], stdin=subprocess.PIPE,
                                 stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
 
 
 class Line:
-    """What a client says of its case: "name: count 12, median 3.4 us, ..."."""
+    """The line in which a client reports its case: "name: count 12, median 3.4 us, ..."."""
 
     def __init__(self, text: str):
         self.text = text.strip()
@@ -80,7 +80,7 @@ class Line:
 
 
 def requests_per_second(url: str, clients: int, seconds: int, new_connections: bool = False) -> float:
-    """What wrk achieves with a server. Any unsuccessful response is a failure."""
+    """The rate that wrk achieves with a server. Any unsuccessful response is a failure."""
     words = ["wrk", f"-t{min(clients, 2)}", f"-c{clients}", f"-d{seconds}s", "--timeout", "30s"]
     if new_connections:
         words += ["-H", "Connection: close"]
@@ -94,7 +94,7 @@ def requests_per_second(url: str, clients: int, seconds: int, new_connections: b
 
 
 def seconds_of(words: list, environment: dict = None) -> float:
-    """How long a command takes, which must succeed."""
+    """How long a command takes. It must succeed."""
     start = time.perf_counter()
     _output(words, environment)
     return time.perf_counter() - start

@@ -32,11 +32,11 @@ class Scale:
     runs: int  # of the tool in a row
     young: int  # finished connections
     old: int
-    finished: int  # for what they leave behind
-    converted: int  # the same, each after a conversion
+    finished: int  # connections, for what each leaves behind
+    converted: int  # the same, each with a conversion
     answers: int  # conversions for each pause of the tool and number of clients
     crowd: int  # conversions at the same time
-    crowd_seconds: int  # that each of them takes
+    crowd_seconds: int  # for each of them
     transfer: int  # bytes
     image: int  # bytes
     polling: float  # seconds
@@ -62,7 +62,7 @@ class Bench:
         return kind(self.programs, self.folder, self.files, **more)
 
     def in_turns(self, measures: dict) -> dict:
-        """Calls each function once a round; the values of all rounds under its name."""
+        """Calls each function once per round; returns the values of all rounds under its name."""
         names = list(measures)
         values = {name: [] for name in names}
         for turn in range(self.scale.rounds):
@@ -90,7 +90,7 @@ def mib(size: float) -> str:
 
 
 def compare(values: dict, aims: dict, question: str, name: str, bound: str, text) -> list:
-    """One case for each peer that has an aim."""
+    """One case for each peer in aims; without an aim it is only reported."""
     ours = values[Service.name]
     return [Case(question, name, peer, ratios(ours, values[peer]), bound if aim else "", aim or 0,
                  ours=text(ours), theirs=text(values[peer]))
@@ -98,7 +98,7 @@ def compare(values: dict, aims: dict, question: str, name: str, bound: str, text
 
 
 def keepalive(bench: Bench):
-    """GET "/" on connections that stay"""
+    """GET "/" on kept connections"""
     with contextlib.ExitStack() as stack:
         servers = [stack.enter_context(bench.server(kind)) for kind in (Service, Qt6, Nginx, Threads)]
         for clients in (1, 16, 256):
@@ -112,7 +112,7 @@ def keepalive(bench: Bench):
 
 
 def new_connections(bench: Bench):
-    """GET "/" on a new connection each"""
+    """GET "/" on new connections"""
     with contextlib.ExitStack() as stack:
         servers = [stack.enter_context(bench.server(kind))
                    for kind in (Service, Nginx, Httplib, Threads)]
@@ -125,7 +125,7 @@ def new_connections(bench: Bench):
 
 
 def burst(bench: Bench):
-    """Clients that all connect at the same moment"""
+    """Clients that all connect at once"""
     with bench.server(Service) as service, bench.server(Nginx) as nginx:
         retried = []
 
@@ -166,7 +166,7 @@ def settled(server: Server) -> int:
 
 
 def idle(bench: Bench):
-    """Connections on which nothing happens"""
+    """Idle connections"""
     scale = bench.scale
 
     def one_more(server: Server) -> float:
@@ -233,7 +233,7 @@ def conversion_request(bench: Bench) -> pathlib.Path:
 
 
 def conversion_arguments(bench: Bench, configuration: str, picture: str) -> list:
-    """What the service gives to the tool."""
+    """What the service passes to the tool."""
     return ["--progress", f"--stopfile={bench.files}/stop.txt", "--translateerror",
             "--overwriteoutput=increment", "-c", configuration, f"{bench.files}/{picture}.tif",
             "-o", f"{bench.files}/{picture}_{configuration}.tif"]
@@ -241,7 +241,7 @@ def conversion_arguments(bench: Bench, configuration: str, picture: str) -> list
 
 @contextlib.contextmanager
 def pending_upload(bench: Bench, server: Server):
-    """All but the last byte of a body is in the server's memory."""
+    """Keeps all but the last byte of a body in the server's memory while the block lasts."""
     size = bench.scale.transfer
     holder = bench.programs.begin("bench_pending", server.port, "/upload/pending", size)
     try:
@@ -311,7 +311,7 @@ def answers(bench: Bench):
 
 
 def crowd(bench: Bench):
-    """Many conversions at once that take some seconds each"""
+    """Many conversions at once, of some seconds each"""
     scale = bench.scale
     wrong, polls, new_polls = [], [], []
     pause = scale.crowd_seconds * 1000000
@@ -376,7 +376,7 @@ def transfer(bench: Bench):
     over, kept = [], []
 
     def watched(measure, server: Server) -> float:
-        """MiB per second. The service is a new one each time, so that its peak is this body's."""
+        """MiB per second. A new service each time, so that its peak memory is due to this body."""
         if not isinstance(server, Service):
             return size / MIB / measure(server)
         with bench.server(Service) as fresh:
@@ -458,7 +458,7 @@ def local_data(bench: Bench):
 
 @contextlib.contextmanager
 def conversions(bench: Bench, server: Server, picture: str, count: int):
-    """Keeps this many running, one after the other, while the block lasts."""
+    """Keeps this many running while the block lasts: each client converts again and again."""
     clients = []
     try:
         for number in range(count):
@@ -511,7 +511,7 @@ def polling(bench: Bench):
 
 
 def wait_until_quiet(server: Server) -> None:
-    """The clients have gone; their tools may still be running."""
+    """Waits for the tools, which may outlive their clients."""
     def children() -> str:
         text = ""
         for task in pathlib.Path(f"/proc/{server.process.pid}/task").iterdir():
@@ -524,7 +524,7 @@ def wait_until_quiet(server: Server) -> None:
 
 
 def start_up(bench: Bench):
-    """From start to first answer"""
+    """From start to first response"""
     def milliseconds(kind) -> float:
         server = bench.server(kind)
         return bench.programs.run("bench_startup", server.port, "/", bench.scale.starts,

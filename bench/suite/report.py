@@ -1,4 +1,4 @@
-"""The table on the terminal and in the document."""
+"""The results as a table on the terminal and as a page."""
 
 import os
 import platform
@@ -36,7 +36,7 @@ def machine() -> str:
 
 
 def versions() -> str:
-    """Of the peers' packages."""
+    """The installed packages of peers, load generator and libraries, with versions."""
     names = ["nginx-light", "nginx", "lighttpd", "webhook", "libcpp-httplib-dev",
              "qt6-httpserver-dev", "libqt5network5", "wrk", "libbenchmark-dev"]
     run = subprocess.run(["dpkg-query", "--show", "--showformat=${Package} ${Version} ${Status}\n",
@@ -47,7 +47,7 @@ def versions() -> str:
 
 
 def configurations(texts: dict) -> str:
-    """Each text comes with its peer's name; places that differ from run to run are named."""
+    """Each text under its peer's name."""
     return "\n".join(f"{name}:\n\n```\n{text.strip()}\n```\n" for name, text in texts.items())
 
 

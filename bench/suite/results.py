@@ -1,4 +1,4 @@
-"""What was measured: one case is one ratio (or one size) with its values from every round."""
+"""What was measured: one case is one ratio, or one quantity, with its values from every round."""
 
 import dataclasses
 import json
@@ -70,7 +70,7 @@ def recorded(path: pathlib.Path) -> dict:
 
 
 def record(path: pathlib.Path, scale: str, cases: list) -> None:
-    """Other scales, and cases that were not run this time, stay as they are."""
+    """Records the cases. Other scales, and cases that were not run this time, stay as they are."""
     all_scales = recorded(path)
     of_scale = all_scales.setdefault(scale, {})
     for case in cases:
@@ -80,7 +80,7 @@ def record(path: pathlib.Path, scale: str, cases: list) -> None:
 
 def moves(path: pathlib.Path, scale: str, cases: list) -> list:
     """(case, recorded median, whether it became worse) for each case whose median has moved by
-    more than the rounds of either run lie apart."""
+    more than the spread of either run."""
     before = recorded(path).get(scale, {})
     found = []
     for case in cases:

@@ -79,7 +79,7 @@ class Server:
             return probe.connect_ex(("127.0.0.1", self.port)) == 0
 
     def memory(self, label: str) -> int:
-        """Bytes: "VmRSS" is resident now, "VmHWM" the most there was."""
+        """Bytes: "VmRSS" is what is resident now, "VmHWM" the peak."""
         with open(f"/proc/{self.process.pid}/status", encoding="ascii") as status:
             for line in status:
                 if line.startswith(label + ":"):

@@ -1,4 +1,4 @@
-"""The benchmark suite: asks its questions and writes down the answers (see scripts/bench)."""
+"""The benchmark suite: compares the service with other programs. Run by scripts/bench."""
 
 import argparse
 import contextlib
@@ -28,10 +28,10 @@ def arguments() -> argparse.Namespace:
                         help=f"only these: {', '.join([*questions.ALL, MICRO])}")
     parser.add_argument("--quick", action="store_true", help="smaller, in under two minutes")
     parser.add_argument("--check", action="store_true",
-                        help="compare with the recorded ratios, and record nothing; fails when one "
+                        help="compare with the recorded ratios and record nothing; fail if one "
                              "became worse by more than its spread")
     parser.add_argument("--record", action="store_true",
-                        help="record the ratios, also of a quick run or of some questions")
+                        help="record the ratios even of a quick run or of some questions")
     parser.add_argument("--build", type=pathlib.Path, default=ROOT / "build/release",
                         help=argparse.SUPPRESS)
     chosen = parser.parse_args()
@@ -65,7 +65,7 @@ def ask(bench: questions.Bench, names: list) -> tuple:
 
 
 def micro_benchmarks(programs: Programs, quick: bool) -> str:
-    """The library repeats each one until the figure is stable."""
+    """Each runs for a minimum time and, at full scale, five times."""
     print("== Micro benchmarks", flush=True)
     words = [programs.client("bench_micro"), f"--benchmark_min_time={0.02 if quick else 0.2}"]
     if not quick:
@@ -87,7 +87,7 @@ def configuration_texts(bench: questions.Bench) -> dict:
 
 
 def compare(scale: str, cases: list) -> int:
-    """Says what moved; the number of cases that became worse."""
+    """Prints what moved; returns the number of cases that became worse."""
     worse = 0
     for case, before, became_worse in results.moves(RECORDED, scale, cases):
         worse += became_worse
@@ -111,7 +111,7 @@ def main() -> int:
         bench = questions.Bench(Programs(chosen.build), scale, folder, files)
         load = report.machine()
         texts = configuration_texts(bench)
-        print(f"{load}\n{report.versions()}\nfiles lie in {files.parent}; every server answers "
+        print(f"{load}\n{report.versions()}\nfiles are in {files.parent}; every server answers "
               f'"{HELLO}" to "/"\n\n{report.configurations(texts)}', flush=True)
         cases, failed = ask(bench, names)
         micro = ""
