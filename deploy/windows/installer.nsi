@@ -407,7 +407,7 @@ Function un.onInit
     ${EndIf}
 FunctionEnd
 
-; With /UPGRADE it is called by the installer of another version, which writes all keys anew: removes only files.
+; With /UPGRADE it removes only files: the installer that runs it then writes all keys anew.
 Section Uninstall
     Call un.StopProgram
     !insertmacro TakeFiles
