@@ -29,6 +29,10 @@ SKIP   : Test::second() not for root
    Loc: [test.cpp(24)]
 """
 
+PYTHON = """unittest.case.FunctionTestCase (limits) ... skipped 'only root'
+test_rights (__main__.Install.test_rights) ... skipped 'only as root'
+"""
+
 
 class SkippedTest(unittest.TestCase):
     def test_each_skipped_test_and_part_is_named_with_its_reason(self):
@@ -38,8 +42,7 @@ class SkippedTest(unittest.TestCase):
             (place / "words").write_text("nothing to SKIP here\n" * 1000, encoding="utf-8")
             (place / "shell").write_text("PASS one\n" * 1000 + "SKIP mandoc is not installed\n", encoding="utf-8")
             (place / "qt").write_text(QT, encoding="utf-8")
-            (place / "python").write_text("unittest.case.FunctionTestCase (limits) ... skipped 'only root'\n",
-                                          encoding="utf-8")
+            (place / "python").write_text(PYTHON, encoding="utf-8")
             subprocess.run(["cmake", "-S", place, "-B", place / "build"], check=True, capture_output=True)
             subprocess.run(["ctest", "--test-dir", place / "build", *scriptstest.results_to(place / "results.xml")],
                            check=True, capture_output=True)
@@ -47,6 +50,7 @@ class SkippedTest(unittest.TestCase):
                 "shell: mandoc is not installed",
                 "qt: Test::second() not for root",
                 "python: limits: 'only root'",
+                "python: test_rights: 'only as root'",
                 "whole: there is no browser",
                 "silent: says no reason"])
 
