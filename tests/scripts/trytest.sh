@@ -24,6 +24,16 @@ each_program_is_listed_with_what_it_does_and_takes() {
     ((listed >= 10)) || fail "only $listed programs were found"
 }
 
+each_program_explains_itself() {
+    local program output
+    for program in "$root"/tests/live/*; do
+        [[ -f $program && -x $program ]] || continue
+        output=$("$program" --help 2>&1 </dev/null)
+        expect "exit status of ${program##*/} --help" "$?" 0
+        [[ -n $output ]] || fail "${program##*/} --help prints nothing"
+    done
+}
+
 a_name_runs_its_program_with_arguments_and_status() {
     local output status
     printf '#!/bin/bash\n# Prints.\n# Takes no time.\nprintf "<%%s>" "$@"\nexit 7\n' >"$place/tests/live/print"
@@ -47,5 +57,6 @@ what_is_no_program_there_is_rejected() {
 
 run_tests \
     each_program_is_listed_with_what_it_does_and_takes \
+    each_program_explains_itself \
     a_name_runs_its_program_with_arguments_and_status \
     what_is_no_program_there_is_rejected
