@@ -51,13 +51,20 @@ bool isDevice(const QString &part)
         || isNumberedDevice(name);
 }
 
+// A shortcut, which Qt follows when it writes a file or looks at its size.
+bool isShortcut(const QString &part)
+{
+    return part.endsWith(QLatin1String(".lnk"), Qt::CaseInsensitive);
+}
+
 bool isWindowsName(const QString &part)
 {
     if (part == QLatin1String(".") || part == QLatin1String("..")) {
         return true; // folders, as on Unix
     }
     return !part.endsWith(QLatin1Char('.')) && !part.endsWith(QLatin1Char(' '))
-        && std::none_of(part.begin(), part.end(), isForbidden) && !isDevice(part);
+        && std::none_of(part.begin(), part.end(), isForbidden) && !isDevice(part)
+        && !isShortcut(part);
 }
 
 } // namespace

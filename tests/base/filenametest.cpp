@@ -24,9 +24,10 @@ void FileNameTest::whatWindowsTakes_data()
     QTest::addColumn<QString>("name");
 
     for (const char *const name :
-         {"photo.tif", "a b.c", ".hidden", "two..dots",  "_NUL", "NULL",    "NUL_.txt",
-          "CONSOLE",   "COM0",  "COM10",   "COM",        "LPT",  "a.NUL",   "CONIN",
-          "~1",        "%2",    " front",  "semi;colon", "a&b",  "COMX.txt"}) {
+         {"photo.tif", "a b.c",    ".hidden", "two..dots", "_NUL",   "NULL",
+          "NUL_.txt",  "CONSOLE",  "COM0",    "COM10",     "COM",    "LPT",
+          "a.NUL",     "CONIN",    "~1",      "%2",        " front", "semi;colon",
+          "a&b",       "COMX.txt", "lnk",     "a.lnk.tif", "alnk"}) {
         QTest::newRow(name) << name;
     }
     QTest::newRow("empty: left to whoever opens it") << "";
@@ -79,6 +80,9 @@ void FileNameTest::whatWouldLeadElsewhereOnWindows_data()
                                    "CONIN$",
                                    "conout$",
                                    "CONOUT$.txt",
+                                   "a.lnk",
+                                   "A.LNK",
+                                   ".lnk",
                                    "a*",
                                    "a?",
                                    "a\"b",
@@ -110,11 +114,12 @@ void FileNameTest::eachPartOfAPathIsLookedAt()
     QVERIFY(!isFileName(QStringLiteral("NUL/inside"), NameRules::Windows));
     QVERIFY(!isFileName(QStringLiteral(".. /a"), NameRules::Windows));
     QVERIFY(!isFileName(QStringLiteral("a./b"), NameRules::Windows));
+    QVERIFY(!isFileName(QStringLiteral("inside/a.lnk"), NameRules::Windows));
 }
 
 void FileNameTest::unixTakesAll()
 {
-    for (const char *const name : {"NUL", "a\\b", "c:a", "a.", "a ", "*", "\n"}) {
+    for (const char *const name : {"NUL", "a.lnk", "a\\b", "c:a", "a.", "a ", "*", "\n"}) {
         QVERIFY2(isFileName(QString::fromLatin1(name), NameRules::Unix), name);
     }
 }
