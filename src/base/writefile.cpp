@@ -260,13 +260,14 @@ writeFile(const QString &path, const QByteArray &bytes, OnFullDisk onFullDisk)
         return rejection;
     }
     QSaveFile file(path);
-    file.setDirectWriteFallback(true);
     if (!file.open(QIODevice::WriteOnly)) {
-        return file.errorString();
+        return writeInPlace(path, bytes); // the draft has a longer name, perhaps too long a one
     }
     if (file.write(bytes) == bytes.size()) {
-        // A file that another process reads cannot be replaced there.
-        return file.commit() ? std::nullopt : writeInPlace(path, bytes);
+        // Nobody can open a file while it is being replaced, and one that is being read cannot be
+        // replaced.
+        const QMutexLocker lock(&inPlaceMutex);
+        return file.commit() ? std::nullopt : openAndWrite(path, bytes);
     }
     file.cancelWriting();
     // Nobody must take the old bytes for the new ones.

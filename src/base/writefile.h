@@ -23,8 +23,8 @@ enum class OnFullDisk
 // new ones.
 //
 // Writes to a pipe or a device. A file that cannot be replaced (in a read-only folder, of another
-// user, with a second hard link, with attributes that a new one cannot get) is truncated and
-// written, one at a time; readers can see that happen.
+// user, with a second hard link, with attributes that a new one cannot get; on Windows, one that is
+// being read) is truncated and written, one at a time; readers can see that happen.
 [[nodiscard]] std::optional<QString> writeFile(const QString &path,
                                                const QByteArray &bytes,
                                                OnFullDisk onFullDisk = OnFullDisk::LeaveNothing);
