@@ -4,97 +4,15 @@
 #include "tests/support/inthreads.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
+#include "tests/support/systemtexts.h"
 #include "tests/support/testmain.h"
 
+#include <QFile>
 #include <QTest>
 
 #include <atomic>
-#include <csignal>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <sys/xattr.h>
-#include <thread>
-#include <unistd.h>
 
 namespace {
-
-// Limits the size of files while it lives: the effect of a full disk on a write, without one.
-class ShortDisk
-{
-public:
-    explicit ShortDisk(rlim_t bytes)
-        : m_signal(std::signal(SIGXFSZ, SIG_IGN))
-    {
-        (void)::getrlimit(RLIMIT_FSIZE, &m_limit);
-        const rlimit shorter{bytes, m_limit.rlim_max};
-        (void)::setrlimit(RLIMIT_FSIZE, &shorter);
-    }
-
-    ~ShortDisk()
-    {
-        (void)::setrlimit(RLIMIT_FSIZE, &m_limit);
-        (void)std::signal(SIGXFSZ, m_signal);
-    }
-
-    ShortDisk(const ShortDisk &) = delete;
-    ShortDisk &operator=(const ShortDisk &) = delete;
-    ShortDisk(ShortDisk &&) = delete;
-    ShortDisk &operator=(ShortDisk &&) = delete;
-
-private:
-    rlimit m_limit = {};
-    void (*m_signal)(int);
-};
-
-// A user for whom permissions matter, who owns the folder while this lives: root ignores them.
-class Somebody
-{
-public:
-    explicit Somebody(const OwnWorkFolder &folder)
-        : m_wasRoot(::geteuid() == 0)
-    {
-        constexpr uid_t user = 64322;
-        if (m_wasRoot
-            && (::chown(QFile::encodeName(folder.path()).constData(), user, user) != 0
-                || ::setegid(user) != 0 || ::seteuid(user) != 0)) {
-            qFatal("could not become another user");
-        }
-    }
-
-    ~Somebody()
-    {
-        if (m_wasRoot && (::seteuid(0) != 0 || ::setegid(0) != 0)) {
-            qFatal("could not become root again");
-        }
-    }
-
-    Somebody(const Somebody &) = delete;
-    Somebody &operator=(const Somebody &) = delete;
-    Somebody(Somebody &&) = delete;
-    Somebody &operator=(Somebody &&) = delete;
-
-private:
-    bool m_wasRoot;
-};
-
-struct stat statOf(const QString &path)
-{
-    struct stat info = {};
-    (void)::lstat(QFile::encodeName(path).constData(), &info);
-    return info;
-}
-
-mode_t rightsOf(const QString &path)
-{
-    return statOf(path).st_mode & 07777U;
-}
-
-void setRights(const QString &path, mode_t rights)
-{
-    if (::chmod(QFile::encodeName(path).constData(), rights) != 0) {
-        qFatal("could not change the rights of %s", qPrintable(path));
-    }
-}
 
 // As in successive requests.
 QString writeBase64File(const QString &path, const QString &text)
@@ -105,8 +23,7 @@ QString writeBase64File(const QString &path, const QString &text)
 
 } // namespace
 
-Q_DECLARE_METATYPE(base::OnFullDisk)
-
+// What holds on every system; writefilelinuxtest has the rest.
 class WriteFileTest : public QObject
 {
     Q_OBJECT
@@ -126,22 +43,9 @@ private Q_SLOTS:
     void aFileThatCannotBeMadeIsReportedWithThePathThatWasAskedFor();
     void aFreePathThatCannotBeMadeIsReported();
     void aZeroCharacterIsReportedAndNothingIsWritten();
-    void rightsAreThoseOfAnyNewFile();
-    void rightsAndOwnerOfAFileThatIsReplacedStay();
-    void aReadOnlyFileIsNotWrittenAndTheReasonComesBack();
-    void inAFolderWithoutRightsAFileIsWrittenAndNoneMade();
-    void aLinkStaysAndTheFileBehindItIsReplaced();
-    void aLinkThatLeadsNowhereMakesTheFile();
-    void bothNamesOfAFileSeeTheNewBytes();
-    void attributesOfAFileThatIsReplacedStay();
-    void aFileOfAnotherUserKeepsItsOwner();
-    void aPipeIsWrittenToAndStays();
+    void aFileThatIsBeingReadIsWritten();
     void theLongestNameIsWrittenAndReplaced();
-    void ofAFullDiskNothingIsLeftUnderTheName_data();
-    void ofAFullDiskNothingIsLeftUnderTheName();
-    void onAFullDiskThePathComesBackAndStaysWithTheRequest();
     void writersOfOneNameLeaveOneOfTheirFiles();
-    void aReaderSeesWholeFilesOnly();
     void writersOfNewFilesAllGetAnother();
 };
 
@@ -165,8 +69,12 @@ void WriteFileTest::aFileThatIsThereIsReplaced()
 void WriteFileTest::aFolderIsNotWrittenAndTheReasonComesBack()
 {
     const OwnWorkFolder folder;
-    QCOMPARE(base::writeFile(folder.path(), "x").value_or(QString()),
-             QStringLiteral("Is a directory"));
+#ifdef Q_OS_WIN
+    const QString reason = QString::fromUtf8(systemtexts::of(systemtexts::isFolder));
+#else
+    const QString reason = QStringLiteral("Is a directory");
+#endif
+    QCOMPARE(base::writeFile(folder.path(), "x").value_or(QString()), reason);
 }
 
 void WriteFileTest::aZeroCharacterInTheNameWritesNoFileAtAll()
@@ -181,9 +89,14 @@ void WriteFileTest::aZeroCharacterInTheNameWritesNoFileAtAll()
 void WriteFileTest::aVeryLongNameIsRejectedByTheSystem()
 {
     const OwnWorkFolder folder;
-    QCOMPARE(
-        base::writeFile(folder.filePath(QString(300, QLatin1Char('n'))), "x").value_or(QString()),
-        QStringLiteral("File name too long"));
+    const QString reason =
+        base::writeFile(folder.filePath(QString(300, QLatin1Char('n'))), "x").value_or(QString());
+#ifdef Q_OS_WIN // which gives one of several reasons
+    QVERIFY(!reason.isEmpty());
+#else
+    QCOMPARE(reason, QStringLiteral("File name too long"));
+#endif
+    QCOMPARE(folder.names(), QStringList());
 }
 
 void WriteFileTest::base64IsDecodedAndThePathComesBack()
@@ -255,7 +168,8 @@ void WriteFileTest::aFileThatCannotBeMadeIsReportedWithThePathThatWasAskedFor()
     OutputCatcher errors(OutputCatcher::Channel::Error);
     QCOMPARE(writeBase64File(path, QStringLiteral("bmV3")), QString());
     QCOMPARE(errors.take(),
-             "Could not open " + path.toLocal8Bit() + " for writing: No such file or directory\n");
+             "Could not open " + path.toLocal8Bit()
+                 + " for writing: " + systemtexts::of(systemtexts::noFolder) + '\n');
 }
 
 void WriteFileTest::aFreePathThatCannotBeMadeIsReported()
@@ -264,8 +178,8 @@ void WriteFileTest::aFreePathThatCannotBeMadeIsReported()
     OutputCatcher errors(OutputCatcher::Channel::Error);
     QCOMPARE(writeBase64File(path, QStringLiteral("bmV3")), QString());
     QCOMPARE(errors.take(),
-             QByteArray("Could not open /no/such/folder/a.tif for writing: "
-                        "No such file or directory\n"));
+             "Could not open /no/such/folder/a.tif for writing: "
+                 + systemtexts::of(systemtexts::noFolder) + '\n');
 }
 
 void WriteFileTest::aZeroCharacterIsReportedAndNothingIsWritten()
@@ -280,152 +194,16 @@ void WriteFileTest::aZeroCharacterIsReportedAndNothingIsWritten()
     QCOMPARE(folder.names(), QStringList());
 }
 
-void WriteFileTest::rightsAreThoseOfAnyNewFile()
-{
-    const OwnWorkFolder folder;
-    const QString path = folder.filePath(QStringLiteral("a"));
-    const mode_t before = ::umask(027);
-    const auto reason = base::writeFile(path, "x");
-    const QString other = writeBase64File(path, QStringLiteral("bmV3"));
-    (void)::umask(before);
-    QVERIFY(!reason);
-    QCOMPARE(rightsOf(path), 0640U);
-    QCOMPARE(rightsOf(other), 0640U);
-}
-
-void WriteFileTest::rightsAndOwnerOfAFileThatIsReplacedStay()
+void WriteFileTest::aFileThatIsBeingReadIsWritten()
 {
     const OwnWorkFolder folder;
     const QString path = folder.filePath(QStringLiteral("a"));
     makeFile(path, "old");
-    setRights(path, 0604);
-    const struct stat before = statOf(path);
+    QFile reader(path);
+    QVERIFY(reader.open(QIODevice::ReadOnly));
     QVERIFY(!base::writeFile(path, "new"));
-    QCOMPARE(contentOf(path), QByteArray("new"));
-    const struct stat after = statOf(path);
-    QCOMPARE(after.st_mode, before.st_mode);
-    QCOMPARE(after.st_uid, before.st_uid);
-    QCOMPARE(after.st_gid, before.st_gid);
-    QVERIFY(after.st_ino != before.st_ino); // replaced, not truncated
-}
-
-void WriteFileTest::aReadOnlyFileIsNotWrittenAndTheReasonComesBack()
-{
-    const OwnWorkFolder folder;
-    const Somebody somebody(folder);
-    const QString path = folder.filePath(QStringLiteral("a"));
-    makeFile(path, "old");
-    setRights(path, 0444);
-    QCOMPARE(base::writeFile(path, "new").value_or(QString()), QStringLiteral("Permission denied"));
-    QCOMPARE(contentOf(path), QByteArray("old"));
-}
-
-void WriteFileTest::inAFolderWithoutRightsAFileIsWrittenAndNoneMade()
-{
-    const OwnWorkFolder folder;
-    const Somebody somebody(folder);
-    const QString path = folder.filePath(QStringLiteral("a"));
-    makeFile(path, "the old one");
-    setRights(folder.path(), 0555);
-    const auto onNew = base::writeFile(folder.filePath(QStringLiteral("b")), "new");
-    const auto onOld = base::writeFile(path, "new");
-    setRights(folder.path(), 0755);
-    QCOMPARE(onNew.value_or(QString()), QStringLiteral("Permission denied"));
-    QVERIFY(!onOld);
     QCOMPARE(contentOf(path), QByteArray("new"));
     QCOMPARE(folder.names(), QStringList{QStringLiteral("a")});
-}
-
-void WriteFileTest::aLinkStaysAndTheFileBehindItIsReplaced()
-{
-    const OwnWorkFolder folder;
-    const OwnWorkFolder elsewhere;
-    const QString path = folder.filePath(QStringLiteral("a"));
-    const QString target = elsewhere.filePath(QStringLiteral("target"));
-    makeFile(target, "old");
-    QVERIFY(QFile::link(target, path));
-    const struct stat before = statOf(target);
-    QVERIFY(!base::writeFile(path, "new"));
-    QVERIFY(QFileInfo(path).isSymLink());
-    QCOMPARE(contentOf(target), QByteArray("new"));
-    QVERIFY(statOf(target).st_ino != before.st_ino);
-    QCOMPARE(folder.names(), QStringList{QStringLiteral("a")});
-    QCOMPARE(elsewhere.names(), QStringList{QStringLiteral("target")});
-}
-
-void WriteFileTest::aLinkThatLeadsNowhereMakesTheFile()
-{
-    const OwnWorkFolder folder;
-    const QString path = folder.filePath(QStringLiteral("a"));
-    QVERIFY(QFile::link(folder.filePath(QStringLiteral("target")), path));
-    QVERIFY(!base::writeFile(path, "new"));
-    QVERIFY(QFileInfo(path).isSymLink());
-    QCOMPARE(contentOf(folder.filePath(QStringLiteral("target"))), QByteArray("new"));
-}
-
-void WriteFileTest::bothNamesOfAFileSeeTheNewBytes()
-{
-    const OwnWorkFolder folder;
-    const QString path = folder.filePath(QStringLiteral("a"));
-    const QString other = folder.filePath(QStringLiteral("b"));
-    makeFile(path, "the old one");
-    QCOMPARE(::link(QFile::encodeName(path).constData(), QFile::encodeName(other).constData()), 0);
-    QVERIFY(!base::writeFile(path, "new"));
-    QCOMPARE(contentOf(path), QByteArray("new"));
-    QCOMPARE(contentOf(other), QByteArray("new"));
-}
-
-void WriteFileTest::attributesOfAFileThatIsReplacedStay()
-{
-    const OwnWorkFolder folder;
-    const QString path = folder.filePath(QStringLiteral("a"));
-    makeFile(path, "the old one");
-    const QByteArray native = QFile::encodeName(path);
-    if (::setxattr(native.constData(), "user.origin", "camera", 6, 0) != 0) {
-        QSKIP("this file system keeps no attributes");
-    }
-    QVERIFY(!base::writeFile(path, "new"));
-    QCOMPARE(contentOf(path), QByteArray("new"));
-    QByteArray value(6, ' ');
-    QCOMPARE(::getxattr(native.constData(), "user.origin", value.data(), 6), 6L);
-    QCOMPARE(value, QByteArray("camera"));
-}
-
-void WriteFileTest::aFileOfAnotherUserKeepsItsOwner()
-{
-    if (::geteuid() != 0) {
-        QSKIP("only root can give a file away");
-    }
-    const OwnWorkFolder folder;
-    const QString path = folder.filePath(QStringLiteral("a"));
-    makeFile(path, "old");
-    QCOMPARE(::chown(QFile::encodeName(path).constData(), 64323, 64324), 0);
-    setRights(path, 0666);
-    QVERIFY(!base::writeFile(path, "new"));
-    QCOMPARE(contentOf(path), QByteArray("new"));
-    QCOMPARE(statOf(path).st_uid, 64323U);
-    QCOMPARE(statOf(path).st_gid, 64324U);
-    {
-        const Somebody somebody(folder); // who cannot create a file with that owner
-        QVERIFY(!base::writeFile(path, "newer"));
-    }
-    QCOMPARE(contentOf(path), QByteArray("newer"));
-    QCOMPARE(statOf(path).st_uid, 64323U);
-    QCOMPARE(statOf(path).st_gid, 64324U);
-}
-
-void WriteFileTest::aPipeIsWrittenToAndStays()
-{
-    const OwnWorkFolder folder;
-    const QString path = folder.filePath(QStringLiteral("a"));
-    QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
-    QByteArray read;
-    std::thread reader([&] { read = contentOf(path); });
-    const auto reason = base::writeFile(path, "new");
-    reader.join();
-    QVERIFY(!reason);
-    QCOMPARE(read, QByteArray("new"));
-    QVERIFY(S_ISFIFO(statOf(path).st_mode));
 }
 
 void WriteFileTest::theLongestNameIsWrittenAndReplaced()
@@ -436,67 +214,6 @@ void WriteFileTest::theLongestNameIsWrittenAndReplaced()
     QVERIFY(!base::writeFile(folder.filePath(name), "new"));
     QCOMPARE(contentOf(folder.filePath(name)), QByteArray("new"));
     QCOMPARE(folder.names(), QStringList{name});
-}
-
-void WriteFileTest::ofAFullDiskNothingIsLeftUnderTheName_data()
-{
-    QTest::addColumn<bool>("isThere");
-    QTest::addColumn<bool>("hasTwoNames");
-    QTest::addColumn<base::OnFullDisk>("onFullDisk");
-    QTest::addColumn<QStringList>("left");
-
-    using base::OnFullDisk;
-    const QStringList nothing;
-    const QStringList one{QStringLiteral("a")};
-    QTest::newRow("a new one") << false << false << OnFullDisk::LeaveNothing << nothing;
-    QTest::newRow("an old one") << true << false << OnFullDisk::LeaveNothing << nothing;
-    QTest::newRow("a new one, or empty") << false << false << OnFullDisk::LeaveEmpty << one;
-    QTest::newRow("an old one, or empty") << true << false << OnFullDisk::LeaveEmpty << one;
-    QTest::newRow("an old one that cannot be replaced")
-        << true << true << OnFullDisk::LeaveNothing
-        << QStringList{QStringLiteral("a"), QStringLiteral("b")};
-}
-
-void WriteFileTest::ofAFullDiskNothingIsLeftUnderTheName()
-{
-    QFETCH(const bool, isThere);
-    QFETCH(const bool, hasTwoNames);
-    QFETCH(const base::OnFullDisk, onFullDisk);
-    QFETCH(const QStringList, left);
-    const OwnWorkFolder folder;
-    const QString path = folder.filePath(QStringLiteral("a"));
-    if (isThere) {
-        makeFile(path, "old");
-    }
-    if (hasTwoNames) {
-        const QString other = folder.filePath(QStringLiteral("b"));
-        QCOMPARE(::link(QFile::encodeName(path).constData(), QFile::encodeName(other).constData()),
-                 0);
-    }
-    {
-        const ShortDisk disk(1000);
-        QVERIFY(!base::writeFile(path, QByteArray(1001, 'x'), onFullDisk));
-    }
-    QCOMPARE(folder.names(), left);
-    for (const QString &name : left) {
-        QCOMPARE(contentOf(folder.filePath(name)), QByteArray());
-    }
-}
-
-void WriteFileTest::onAFullDiskThePathComesBackAndStaysWithTheRequest()
-{
-    const OwnWorkFolder folder;
-    const QString path = folder.filePath(QStringLiteral("a.tif"));
-    const QString text = QString::fromLatin1(QByteArray(1001, 'x').toBase64());
-    tool::ClaimedPaths claims;
-    {
-        const ShortDisk disk(1000);
-        QCOMPARE(commands::writeBase64File(path, text, &claims), path);
-    }
-    QCOMPARE(folder.names(), QStringList());
-    QCOMPARE(writeBase64File(path, text), folder.filePath(QStringLiteral("a_1.tif")));
-    QCOMPARE(commands::writeBase64File(path, text, &claims),
-             folder.filePath(QStringLiteral("a_2.tif")));
 }
 
 void WriteFileTest::writersOfOneNameLeaveOneOfTheirFiles()
@@ -516,31 +233,6 @@ void WriteFileTest::writersOfOneNameLeaveOneOfTheirFiles()
         QCOMPARE(left.count(left.at(0)), left.size());
     }
     QCOMPARE(folder.names(), QStringList{QStringLiteral("a")});
-}
-
-void WriteFileTest::aReaderSeesWholeFilesOnly()
-{
-    const OwnWorkFolder folder;
-    const QString path = folder.filePath(QStringLiteral("a"));
-    constexpr int size = 500000;
-    makeFile(path, QByteArray(size, 'a'));
-    std::atomic<bool> over{false};
-    std::thread writer([&] {
-        for (int round = 0; round < 300; ++round) {
-            (void)base::writeFile(path, QByteArray(size, static_cast<char>('a' + round % 26)));
-        }
-        over = true;
-    });
-    int whole = 0;
-    int torn = 0;
-    while (!over) {
-        const QByteArray bytes = contentOf(path);
-        const bool isWhole = bytes.size() == size && bytes.count(bytes.at(0)) == size;
-        (isWhole ? whole : torn) += 1;
-    }
-    writer.join();
-    QCOMPARE(torn, 0);
-    QVERIFY(whole > 0);
 }
 
 void WriteFileTest::writersOfNewFilesAllGetAnother()

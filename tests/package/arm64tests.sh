@@ -15,7 +15,7 @@ readonly build=build/package-arm64 place=/tmp/vond
 # - tests of scripts and pages.
 # Threads run on this machine's processor, whose memory order is stricter than that of arm64.
 readonly unit_tests=(fieldrulestest requestparsertest responsetest routertest
-    base64test localdataplantest uniquefilepathtest vondanswertest writefiletest
+    base64test localdataplantest uniquefilepathtest vondanswertest writefiletest writefilelinuxtest
     conversionplantest registrytest resulttest
     commandlinetest versionstamptest folderstest
     samplecommandlinetest sampleplantest)
