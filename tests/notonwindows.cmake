@@ -6,7 +6,7 @@ set(VOND_NOT_ON_WINDOWS_versionstamptest "the version is in a resource, which wi
 set(VOND_NOT_ON_WINDOWS_draftfiletest "files without a name are Linux's")
 set(VOND_NOT_ON_WINDOWS_writefilelinuxtest "rights, links, pipes and full disks as Unix has them")
 set(VOND_NOT_ON_WINDOWS_costtest "counts processor time by a clock that Windows does not have")
-set(VOND_NOT_ON_WINDOWS_vondservertest "looks at descriptors in /proc and limits memory")
+set(VOND_NOT_ON_WINDOWS_vondserverlinuxtest "lingering clients and limits of memory are Linux's")
 set(VOND_NOT_ON_WINDOWS_exhaustiontest "limits of descriptors are Unix's")
 set(VOND_NOT_ON_WINDOWS_refusedmemorytest "its allocator takes the place of the C library's on Linux")
 set(VOND_NOT_ON_WINDOWS_refusedconnectiontest "its allocator takes the place of the C library's on Linux")

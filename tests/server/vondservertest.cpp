@@ -1,9 +1,7 @@
-#include "http/connection.h"
 #include "http/qhttpserver.h"
 #include "tests/server/connectionprobe.h"
 #include "tests/support/faketool.h"
 #include "tests/support/messagecatcher.h"
-#include "tests/support/openresources.h"
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/rawclient.h"
@@ -11,24 +9,14 @@
 #include "tests/support/testmain.h"
 
 #include <QDir>
-#include <QFile>
 #include <QHostAddress>
 #include <QPointer>
 #include <QSignalSpy>
 #include <QTest>
 
-#include <algorithm>
-#include <arpa/inet.h>
-#include <array>
 #include <atomic>
-#include <fcntl.h>
 #include <memory>
-#include <netinet/in.h>
 #include <new>
-#include <poll.h>
-#include <sys/resource.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 namespace {
 
@@ -38,92 +26,6 @@ QByteArray get(const QByteArray &target)
 {
     return "GET " + target + " HTTP/1.1\r\nHost: a\r\n\r\n";
 }
-
-// Limits this process to this much more memory than it has, for one block.
-class MemoryLimit
-{
-public:
-    explicit MemoryLimit(rlim_t more)
-    {
-        QFile statm(QStringLiteral("/proc/self/statm"));
-        (void)statm.open(
-            QIODevice::ReadOnly); // without it the limit is too low, and the test fails
-        const auto pages = statm.readAll().split(' ').first().toULong();
-        ::getrlimit(RLIMIT_AS, &m_before);
-        const rlimit limit = {pages * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE)) + more,
-                              m_before.rlim_max};
-        ::setrlimit(RLIMIT_AS, &limit);
-    }
-
-    ~MemoryLimit()
-    {
-        ::setrlimit(RLIMIT_AS, &m_before);
-    }
-
-    MemoryLimit(const MemoryLimit &) = delete;
-    MemoryLimit &operator=(const MemoryLimit &) = delete;
-    MemoryLimit(MemoryLimit &&) = delete;
-    MemoryLimit &operator=(MemoryLimit &&) = delete;
-
-private:
-    rlimit m_before = {};
-};
-
-// A client that does not close its side when the server does.
-class PlainClient
-{
-public:
-    explicit PlainClient(quint16 port)
-        : m_descriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
-    {
-        sockaddr_in server = {};
-        server.sin_family = AF_INET;
-        server.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        server.sin_port = htons(port);
-        (void)::connect(m_descriptor, reinterpret_cast<const sockaddr *>(&server), sizeof server);
-    }
-
-    ~PlainClient()
-    {
-        close();
-    }
-
-    PlainClient(const PlainClient &) = delete;
-    PlainClient &operator=(const PlainClient &) = delete;
-    PlainClient(PlainClient &&) = delete;
-    PlainClient &operator=(PlainClient &&) = delete;
-
-    // How much the system has accepted.
-    int send(const QByteArray &bytes) const
-    {
-        const ssize_t count = ::send(m_descriptor,
-                                     bytes.constData(),
-                                     static_cast<std::size_t>(bytes.size()),
-                                     MSG_DONTWAIT | MSG_NOSIGNAL);
-        return static_cast<int>(std::max(count, ssize_t(0)));
-    }
-
-    // Whether the server has closed its side, too.
-    bool hasAnswer() const
-    {
-        std::array<char, 4096> answer = {};
-        const ssize_t count =
-            ::recv(m_descriptor, answer.data(), answer.size(), MSG_DONTWAIT | MSG_PEEK);
-        pollfd descriptor = {m_descriptor, POLLRDHUP, 0};
-        return count > 0 && ::poll(&descriptor, 1, 0) == 1;
-    }
-
-    void close()
-    {
-        if (m_descriptor >= 0) {
-            (void)::close(m_descriptor);
-            m_descriptor = -1;
-        }
-    }
-
-private:
-    int m_descriptor;
-};
 
 // A server to which a test can pass accepted descriptors.
 class OpenServer : public VondServer
@@ -163,6 +65,7 @@ public Q_SLOTS:
     }
 };
 
+// What holds on every system; vondserverlinuxtest has the rest.
 class VondServerTest : public QObject
 {
     Q_OBJECT
@@ -320,65 +223,6 @@ private Q_SLOTS:
         QVERIFY(lastLook.socketIsReset);
     }
 
-    void aClientThatHasHadItsLastAnswerAndStaysKeepsADescriptorAndNoThread()
-    {
-        constexpr int soonMs = http::lingerMs / 2;
-        const int before = openDescriptors();
-        PlainClient client(m_server->serverPort());
-        client.send("GET / HTTP/1.1\r\nHost: a\r\nConnection: close\r\n\r\n");
-        QTRY_VERIFY(client.hasAnswer());
-        QTRY_VERIFY_WITH_TIMEOUT(threads().isEmpty(), soonMs);
-        QCOMPARE(openDescriptors(), before + 2);
-
-        // More than the system buffers: the client must read, and nothing is lost.
-        constexpr int lateBytes = 16 * 1024 * 1024;
-        const QByteArray block(65536, 'x');
-        int sent = 0;
-        const auto isSent = [&client, &block, &sent] {
-            int count = 1;
-            while (sent < lateBytes && count > 0) {
-                count = client.send(block);
-                sent += count;
-            }
-            return sent >= lateBytes;
-        };
-        QTRY_VERIFY_WITH_TIMEOUT(isSent(), soonMs);
-        QCOMPARE(openDescriptors(), before + 2);
-        client.close();
-        QTRY_COMPARE(openDescriptors(), before);
-    }
-
-    void aClientThatHasHadItsLastAnswerIsClosedInTheEnd()
-    {
-        const int before = openDescriptors();
-        const PlainClient first(m_server->serverPort());
-        first.send("GET / HTTP/1.1\r\nHost: a\r\nConnection: close\r\n\r\n");
-        QTRY_VERIFY(first.hasAnswer());
-        QTest::qWait(http::lingerMs / 5);
-        const PlainClient second(m_server->serverPort());
-        second.send("GET / HTTP/1.1\r\nHost: a\r\nConnection: close\r\n\r\n");
-        QTRY_VERIFY(second.hasAnswer());
-        QTRY_VERIFY(threads().isEmpty());
-        QCOMPARE(openDescriptors(), before + 4);
-
-        QTRY_COMPARE_WITH_TIMEOUT(openDescriptors(), before + 3, http::lingerMs);
-        QTRY_COMPARE_WITH_TIMEOUT(openDescriptors(), before + 2, http::lingerMs);
-    }
-
-    void clientsThatLingerGoWithTheServer()
-    {
-        const int before = openDescriptors();
-        {
-            OpenServer server(QStringLiteral("/no/such/tool"));
-            QVERIFY(server.listen(QHostAddress::LocalHost));
-            const PlainClient client(server.serverPort());
-            client.send("GET / HTTP/1.1\r\nHost: a\r\nConnection: close\r\n\r\n");
-            QTRY_VERIFY(client.hasAnswer());
-            QTRY_VERIFY(server.findChildren<VondRequestThread *>().isEmpty());
-        }
-        QCOMPARE(openDescriptors(), before);
-    }
-
     void aConnectionThatNeverSendsKeepsItsThread()
     {
         RawClient client(m_server->serverPort());
@@ -486,33 +330,6 @@ private Q_SLOTS:
         if (freedMemoryLeaves) {
             QTRY_VERIFY(residentMiB(QCoreApplication::applicationPid()) < before + chunkMiB / 2);
         }
-    }
-
-    void anAllocationFailureOnTheFirstRequestClosesTheSocket()
-    {
-        if (!freedMemoryLeaves) {
-            QSKIP("a sanitizer needs more memory than a limit could leave it");
-        }
-        OutputCatcher errors(OutputCatcher::Channel::Error);
-        const MessageCatcher messages;
-        constexpr qint64 mebibyte = 1048576;
-        const OwnWorkFolder folder;
-        QFile large(folder.filePath(QStringLiteral("large")));
-        QVERIFY(large.open(QIODevice::WriteOnly));
-        QVERIFY(large.resize(400 * mebibyte));
-        RawClient client(m_server->serverPort());
-        QTRY_COMPARE(threads().size(), 1);
-        {
-            const MemoryLimit tooLittle(200 * mebibyte);
-            client.send(get("/getConversionResult/large"));
-            QVERIFY(client.waitForClose());
-        }
-        QVERIFY(client.received().isEmpty());
-        QCOMPARE(errors.take(), QByteArray("Request body allocation failed: std::bad_alloc\n"));
-        QCOMPARE(messages.messages().size(), 3);
-        QCOMPARE(messages.messages().constLast(),
-                 QStringLiteral("Request body allocation failed:  std::bad_alloc \n"));
-        QTRY_VERIFY(threads().isEmpty());
     }
 
     void allConnectionsShareTheRegistryOfTheServer()
