@@ -1,6 +1,7 @@
 #include "base/writefile.h"
 #include "commands/writebase64file.h"
 #include "tests/support/ownfolders.h"
+#include "tests/support/resourcelimit.h"
 #include "tests/support/testmain.h"
 
 #include <QFileInfo>
@@ -8,7 +9,6 @@
 
 #include <atomic>
 #include <csignal>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <thread>
@@ -22,15 +22,12 @@ class ShortDisk
 public:
     explicit ShortDisk(rlim_t bytes)
         : m_signal(std::signal(SIGXFSZ, SIG_IGN))
+        , m_limit(RLIMIT_FSIZE, bytes)
     {
-        (void)::getrlimit(RLIMIT_FSIZE, &m_limit);
-        const rlimit shorter{bytes, m_limit.rlim_max};
-        (void)::setrlimit(RLIMIT_FSIZE, &shorter);
     }
 
     ~ShortDisk()
     {
-        (void)::setrlimit(RLIMIT_FSIZE, &m_limit);
         (void)std::signal(SIGXFSZ, m_signal);
     }
 
@@ -40,8 +37,8 @@ public:
     ShortDisk &operator=(ShortDisk &&) = delete;
 
 private:
-    rlimit m_limit = {};
     void (*m_signal)(int);
+    ResourceLimit m_limit;
 };
 
 // A user for whom permissions matter, who owns the folder while this lives: root ignores them.

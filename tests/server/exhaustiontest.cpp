@@ -7,6 +7,7 @@
 #include "tests/support/outputcatcher.h"
 #include "tests/support/ownfolders.h"
 #include "tests/support/rawclient.h"
+#include "tests/support/resourcelimit.h"
 #include "tests/support/testmain.h"
 #include "tool/run.h"
 
@@ -16,7 +17,6 @@
 #include <fcntl.h>
 #include <limits>
 #include <memory>
-#include <sys/resource.h>
 #include <unistd.h>
 #include <vector>
 
@@ -24,29 +24,13 @@ namespace {
 
 using base::DescriptorReservation;
 
-// Sets this process's descriptor limit for one block.
-class Limit
+class DescriptorLimit : public ResourceLimit
 {
 public:
-    explicit Limit(rlim_t value)
+    explicit DescriptorLimit(rlim_t value)
+        : ResourceLimit(RLIMIT_NOFILE, value)
     {
-        ::getrlimit(RLIMIT_NOFILE, &m_before);
-        const rlimit limit = {value, m_before.rlim_max};
-        ::setrlimit(RLIMIT_NOFILE, &limit);
     }
-
-    ~Limit()
-    {
-        ::setrlimit(RLIMIT_NOFILE, &m_before);
-    }
-
-    Limit(const Limit &) = delete;
-    Limit &operator=(const Limit &) = delete;
-    Limit(Limit &&) = delete;
-    Limit &operator=(Limit &&) = delete;
-
-private:
-    rlimit m_before = {};
 };
 
 rlim_t lowestFree()
@@ -109,7 +93,7 @@ private Q_SLOTS:
 
     void theLimitIsTheOneOfThisMoment()
     {
-        const Limit lowered(77);
+        const DescriptorLimit lowered(77);
         QCOMPARE(base::descriptorLimit(), qint64(77));
     }
 
@@ -121,13 +105,13 @@ private Q_SLOTS:
         QCOMPARE(*lowest, next);
         QVERIFY(base::lowestFreeDescriptor().value() > next);
         ::close(next);
-        const Limit none(static_cast<rlim_t>(next));
+        const DescriptorLimit none(static_cast<rlim_t>(next));
         QVERIFY(!base::lowestFreeDescriptor());
     }
 
     void claimsAreGrantedUntilTheyNoLongerFit()
     {
-        const Limit lowered(roomFor(30));
+        const DescriptorLimit lowered(roomFor(30));
         std::vector<std::unique_ptr<DescriptorReservation>> claims;
         const auto room = static_cast<qint64>(roomFor(30)) - base::descriptorsOfTheService;
         for (qint64 i = 0; i < room / 10; ++i) {
@@ -146,7 +130,7 @@ private Q_SLOTS:
     void whatIsOpenAlreadyIsGrantedAndCounts()
     {
         const rlim_t limit = roomFor(10);
-        const Limit lowered(limit);
+        const DescriptorLimit lowered(limit);
         const int all = static_cast<int>(limit) - base::descriptorsOfTheService;
         const DescriptorReservation open(all);
         QVERIFY(open.isGranted());
@@ -157,7 +141,7 @@ private Q_SLOTS:
 
     void descriptorsThatNobodyClaimedCountByTheirNumber()
     {
-        const Limit lowered(roomFor(10));
+        const DescriptorLimit lowered(roomFor(10));
         QVERIFY(DescriptorReservation(10, base::lowestFreeDescriptor()).isGranted());
         const int stray = ::dup(STDERR_FILENO);
         QVERIFY(!DescriptorReservation(10, base::lowestFreeDescriptor()).isGranted());
@@ -170,21 +154,21 @@ private Q_SLOTS:
         OutputCatcher errors(OutputCatcher::Channel::Error);
         const QString echo = QStringLiteral("/bin/echo");
         {
-            const Limit lowered(roomFor(tool::descriptorsOfAStart - 1));
+            const DescriptorLimit lowered(roomFor(tool::descriptorsOfAStart - 1));
             tool::ChildProcess process;
             QVERIFY(!tool::startAndWait(&process, echo, {}, tool::withoutLimit));
             QCOMPARE(process.state(), QProcess::NotRunning);
         }
         QCOMPARE(errors.take(),
                  QByteArray("error: too few descriptors are left, the tool is not started\n"));
-        const Limit enough(roomFor(tool::descriptorsOfAStart));
+        const DescriptorLimit enough(roomFor(tool::descriptorsOfAStart));
         QCOMPARE(tool::shortQuery(echo, {QStringLiteral("a")}), QByteArray("a\n"));
     }
 
     void aRunTakesNoMoreThanIsClaimedForIt()
     {
         tool::ChildProcess process;
-        const Limit exactly(limitThatLeaves(tool::descriptorsOfAStart));
+        const DescriptorLimit exactly(limitThatLeaves(tool::descriptorsOfAStart));
         process.start(QStringLiteral("/bin/true"), QStringList());
         QVERIFY2(process.waitForFinished(tool::withoutLimit), qPrintable(process.errorString()));
     }
@@ -196,7 +180,7 @@ private Q_SLOTS:
         const int enough = server::descriptorsOfAClient + tool::descriptorsOfAStart;
         {
             const int descriptor = ::dup(STDERR_FILENO);
-            const Limit lowered(roomFor(tool::descriptorsOfAStart - 1));
+            const DescriptorLimit lowered(roomFor(tool::descriptorsOfAStart - 1));
             server.incomingConnection(descriptor);
             QVERIFY(!isOpen(descriptor));
             const int second = ::dup(STDERR_FILENO);
@@ -210,7 +194,7 @@ private Q_SLOTS:
         QVERIFY(server.listen(QHostAddress::LocalHost));
         {
             RawClient client(server.serverPort());
-            const Limit restored(roomFor(enough) + 2);
+            const DescriptorLimit restored(roomFor(enough) + 2);
             client.send("GET / HTTP/1.1\r\nHost: a\r\n\r\n");
             QVERIFY(client.takeResponse());
         }
@@ -222,7 +206,8 @@ private Q_SLOTS:
         OpenServer server(QStringLiteral("/no/such/tool"));
         QVERIFY(server.listen(QHostAddress::LocalHost));
         // Room for two at a time; twenty come one after the other.
-        const Limit lowered(roomFor(2 * server::descriptorsOfAClient + tool::descriptorsOfAStart));
+        const DescriptorLimit lowered(
+            roomFor(2 * server::descriptorsOfAClient + tool::descriptorsOfAStart));
         for (int i = 0; i < 20; ++i) {
             {
                 RawClient client(server.serverPort());
@@ -258,7 +243,7 @@ private Q_SLOTS:
                                       this,
                                       [&turns] { ++turns; });
         {
-            const Limit none(lowestFree());
+            const DescriptorLimit none(lowestFree());
             QTest::qWait(1000);
         }
         disconnect(counting);
@@ -299,7 +284,7 @@ private Q_SLOTS:
                 waiting.back()->send("GET / HTTP/1.1\r\nHost: a\r\n\r\n");
             }
             {
-                const Limit none(lowestFree());
+                const DescriptorLimit none(lowestFree());
                 QTest::qWait(250);
             }
             for (const auto &client : waiting) {

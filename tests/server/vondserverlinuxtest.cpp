@@ -7,6 +7,7 @@
 #include "tests/support/ownfolders.h"
 #include "tests/support/rawclient.h"
 #include "tests/support/residentmemory.h"
+#include "tests/support/resourcelimit.h"
 #include "tests/support/testmain.h"
 
 #include <QFile>
@@ -19,41 +20,19 @@
 #include <memory>
 #include <netinet/in.h>
 #include <poll.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 namespace {
 
-// Limits this process to this much more memory than it has, for one block.
-class MemoryLimit
+// What a limit of the address space counts at present, in bytes.
+rlim_t addressSpace()
 {
-public:
-    explicit MemoryLimit(rlim_t more)
-    {
-        QFile statm(QStringLiteral("/proc/self/statm"));
-        (void)statm.open(
-            QIODevice::ReadOnly); // without it the limit is too low, and the test fails
-        const auto pages = statm.readAll().split(' ').first().toULong();
-        ::getrlimit(RLIMIT_AS, &m_before);
-        const rlimit limit = {pages * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE)) + more,
-                              m_before.rlim_max};
-        ::setrlimit(RLIMIT_AS, &limit);
-    }
-
-    ~MemoryLimit()
-    {
-        ::setrlimit(RLIMIT_AS, &m_before);
-    }
-
-    MemoryLimit(const MemoryLimit &) = delete;
-    MemoryLimit &operator=(const MemoryLimit &) = delete;
-    MemoryLimit(MemoryLimit &&) = delete;
-    MemoryLimit &operator=(MemoryLimit &&) = delete;
-
-private:
-    rlimit m_before = {};
-};
+    QFile statm(QStringLiteral("/proc/self/statm"));
+    (void)statm.open(QIODevice::ReadOnly); // without it the limit is too low, and the test fails
+    const auto pages = statm.readAll().split(' ').first().toULong();
+    return pages * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE));
+}
 
 // A client that does not close its side when the server does.
 class PlainClient
@@ -216,7 +195,7 @@ private Q_SLOTS:
         RawClient client(m_server->serverPort());
         QTRY_COMPARE(threads().size(), 1);
         {
-            const MemoryLimit tooLittle(200 * mebibyte);
+            const ResourceLimit tooLittle(RLIMIT_AS, addressSpace() + 200 * mebibyte);
             client.send("GET /getConversionResult/large HTTP/1.1\r\nHost: a\r\n\r\n");
             QVERIFY(client.waitForClose());
         }

@@ -44,13 +44,19 @@ class LastLook : public QObject
     Q_OBJECT
 
 public:
-    void watch(const QThread *connection) const
+    void watch(const QThread *connection)
     {
         connect(connection, SIGNAL(finished()), this, SLOT(look()), Qt::DirectConnection);
     }
 
-    std::atomic<bool> socketIsReset{false}; // a closed one has no buffers
-    std::atomic<bool> routesAreGone{false};
+    // To be asked first: the rest is set by then.
+    [[nodiscard]] bool isOver() const
+    {
+        return m_isOver;
+    }
+
+    bool socketIsReset = false; // a closed one has no buffers
+    bool routesAreGone = false;
 
 public Q_SLOTS:
 
@@ -62,7 +68,11 @@ public Q_SLOTS:
         socketIsReset = !socket->isOpen() && socket->errorString() == QTcpSocket().errorString();
         QHttpServer *const routeServer = ConnectionProbe::routeServer(handler);
         routesAreGone = routeServer != nullptr && routeServer->router()->isEmpty();
+        m_isOver = true;
     }
+
+private:
+    std::atomic<bool> m_isOver{false};
 };
 
 // What holds on every system; vondserverlinuxtest has the rest.
@@ -195,7 +205,7 @@ private Q_SLOTS:
 
     void theRouteTableGoesWithItsConnection()
     {
-        const LastLook lastLook;
+        LastLook lastLook;
         auto client = std::make_unique<RawClient>(m_server->serverPort());
         client->send(get("/"));
         QVERIFY(client->takeResponse());
@@ -207,12 +217,13 @@ private Q_SLOTS:
         client.reset();
 
         QTRY_VERIFY(threads().isEmpty());
+        QVERIFY(lastLook.isOver());
         QVERIFY(lastLook.routesAreGone);
     }
 
     void theSocketsBuffersAndErrorTextGoWithAConnectionThatNeverSent()
     {
-        const LastLook lastLook;
+        LastLook lastLook;
         auto client = std::make_unique<RawClient>(m_server->serverPort());
         QTRY_COMPARE(threads().size(), 1);
         lastLook.watch(threads().constFirst());
@@ -220,6 +231,7 @@ private Q_SLOTS:
         client.reset();
 
         QTRY_VERIFY(threads().isEmpty());
+        QVERIFY(lastLook.isOver());
         QVERIFY(lastLook.socketIsReset);
     }
 
@@ -278,7 +290,7 @@ private Q_SLOTS:
     {
         OutputCatcher errors(OutputCatcher::Channel::Error);
         const MessageCatcher messages;
-        const LastLook lastLook;
+        LastLook lastLook;
         RawClient client(m_server->serverPort());
         client.send(get("/"));
         QVERIFY(client.takeResponse());
@@ -298,6 +310,7 @@ private Q_SLOTS:
         QVERIFY(client.waitForClose());
         QVERIFY(client.received().isEmpty());
         QCOMPARE(socket->socketDescriptor(), qintptr(-1));
+        QVERIFY(lastLook.isOver());
         QVERIFY(lastLook.routesAreGone); // as after any other connection
         QVERIFY(routeServer->children().isEmpty());
         RawClient other(m_server->serverPort());

@@ -4,6 +4,7 @@
 #include "tests/support/inthreads.h"
 #include "tests/support/openresources.h"
 #include "tests/support/ownfolders.h"
+#include "tests/support/resourcelimit.h"
 #include "tests/support/testmain.h"
 #include "tool/childprocess.h"
 
@@ -24,7 +25,6 @@
 #include <new>
 #include <numeric>
 #include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -72,33 +72,15 @@ void inAThread(Function function)
     std::thread(function).join();
 }
 
-class DescriptorLimit
+// The limit under which exactly so many descriptors are free.
+rlim_t limitThatLeaves(int freeNumbers)
 {
-public:
-    explicit DescriptorLimit(int freeNumbers)
-    {
-        std::vector<base::FileDescriptor> open;
-        for (int i = 0; i <= freeNumbers; ++i) {
-            open.emplace_back(::dup(STDERR_FILENO));
-        }
-        ::getrlimit(RLIMIT_NOFILE, &m_before);
-        const rlimit limit = {static_cast<rlim_t>(open.back().get()), m_before.rlim_max};
-        ::setrlimit(RLIMIT_NOFILE, &limit);
+    std::vector<base::FileDescriptor> open;
+    for (int i = 0; i <= freeNumbers; ++i) {
+        open.emplace_back(::dup(STDERR_FILENO));
     }
-
-    ~DescriptorLimit()
-    {
-        ::setrlimit(RLIMIT_NOFILE, &m_before);
-    }
-
-    DescriptorLimit(const DescriptorLimit &) = delete;
-    DescriptorLimit &operator=(const DescriptorLimit &) = delete;
-    DescriptorLimit(DescriptorLimit &&) = delete;
-    DescriptorLimit &operator=(DescriptorLimit &&) = delete;
-
-private:
-    rlimit m_before = {};
-};
+    return static_cast<rlim_t>(open.back().get());
+}
 
 class SignalDisposition
 {
@@ -393,7 +375,7 @@ void ChildProcessLinuxTest::tooFewDescriptorsAreAFailedStart() const
     for (int room = 0; room < tool::descriptorsOfAStart; ++room) {
         ChildProcess process;
         {
-            const DescriptorLimit lowered(room);
+            const ResourceLimit lowered(RLIMIT_NOFILE, limitThatLeaves(room));
             process.start(faketool::path(), {});
         }
         QCOMPARE(process.state(), QProcess::NotRunning);
@@ -402,7 +384,7 @@ void ChildProcessLinuxTest::tooFewDescriptorsAreAFailedStart() const
     }
     ChildProcess process;
     {
-        const DescriptorLimit lowered(tool::descriptorsOfAStart);
+        const ResourceLimit lowered(RLIMIT_NOFILE, limitThatLeaves(tool::descriptorsOfAStart));
         process.start(faketool::path(), {});
     }
     QCOMPARE(openDescriptors(), m_descriptors + tool::descriptorsOfARun);
