@@ -92,6 +92,8 @@ private:
 
 } // namespace
 
+// Each test has a server of its own, as in vondservertest: Qt Test calls init() and cleanup() of
+// the class itself.
 class VondServerLinuxTest : public QObject
 {
     Q_OBJECT
