@@ -87,6 +87,13 @@ class Lint(unittest.TestCase):
         self.assertEqual(status, 1, output)
         self.assertIn("first.h", output)
 
+    def test_a_complaint_in_a_header_of_two_concerns_both(self):
+        self.write({"first.h": "#pragma once\nint *nowhere(); inline int *none() { return 0; }\n"})
+        status, output, _ = self.lint(second='#include "first.h"\nint one() { return 1; }\n')
+        self.assertEqual(status, 1, output)
+        self.assertIn("2 sources of ., 2 alone: ", output)
+        self.assertIn("first.h", output)
+
     def test_a_complaint_in_one_of_two_is_about_that_one(self):
         status, output, count = self.lint(first="int *none() { return 0; }\n", second="int two() { return 2; }\n")
         self.assertEqual(status, 1, output)
