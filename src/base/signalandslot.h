@@ -8,8 +8,9 @@ namespace base {
 
 // A signal of one class and a slot of another, looked up once: for connections that are made over
 // and over. Those by signature look both up each time, and those by QMetaMethod compare their
-// signatures; together they took a tenth of a client's time. What this connects is otherwise the
-// same as what QObject::connect() with SIGNAL() and SLOT() does, and can be disconnected like that.
+// signatures; together they took a tenth of a connection's time. What this connects is otherwise
+// the same as what QObject::connect() with SIGNAL() and SLOT() does, and can be disconnected like
+// that.
 class SignalAndSlot
 {
 public:
